@@ -1,0 +1,16 @@
+# Flags that every target of the project shares.
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Werror)
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-semantic-interposition>)
+
+if(QLIP_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(QLIP_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
+if(QLIP_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=address,undefined)
+endif()

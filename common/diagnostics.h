@@ -1,0 +1,11 @@
+// Diagnostic prints of the ISO engine and the H.263 walker.
+#pragma once
+
+#include <cstdio>
+
+// Prints nothing, whatever it is given.
+int myprintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// Prints to standard output. The stream is ignored although every caller names stderr: hosts collect these
+// lines there, so it stays.
+int myfprintf(FILE* stream, const char* format, ...) __attribute__((format(printf, 2, 3)));

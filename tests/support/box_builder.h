@@ -1,0 +1,39 @@
+// Box bytes written the way a box diagram reads.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string_view>
+
+#include "tests/support/memory_host.h"
+
+namespace qlip_test {
+
+// Appends big-endian fields; every call returns the writer, so that fields chain.
+class ByteWriter {
+  public:
+    ByteWriter& u8(unsigned int value);
+    ByteWriter& u16(unsigned int value);
+    ByteWriter& u24(unsigned int value);
+    ByteWriter& u32(unsigned int value);
+    ByteWriter& text(std::string_view characters);  // no terminator
+    ByteWriter& zeros(size_t count);
+    ByteWriter& raw(const Bytes& bytes);
+    operator Bytes() const { return bytes_; }
+    const Bytes& bytes() const { return bytes_; }
+
+  private:
+    Bytes bytes_;
+};
+
+// A box of its payload, or of children; full_box adds version and flags.
+Bytes box(std::string_view type, const Bytes& payload = {});
+Bytes container(std::string_view type, std::initializer_list<Bytes> children);
+Bytes full_box(std::string_view type, const Bytes& payload, unsigned int version = 0, unsigned int flags = 0);
+
+Bytes join(std::initializer_list<Bytes> parts);
+
+// Bytes from hexadecimal text; blanks are passed over.
+Bytes hex(std::string_view digits);
+
+}  // namespace qlip_test
