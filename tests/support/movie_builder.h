@@ -13,25 +13,25 @@ struct TrackPlan {
     std::string handler = "soun";
     unsigned int id = 1;
     unsigned int timescale = 8000;
-    std::vector<Bytes> samples;
-    unsigned int delta = 160;                                 // of every sample, unless `stts` is given
-    std::vector<std::pair<unsigned int, unsigned int>> stts;  // (count, delta)
-    std::vector<std::pair<unsigned int, unsigned int>> ctts;  // (count, offset); left out when empty
-    std::vector<unsigned int> sync;                           // stss; left out when empty
+    std::vector<Bytes> samples = {};
+    unsigned int delta = 160;                                      // of every sample, unless `stts` is given
+    std::vector<std::pair<unsigned int, unsigned int>> stts = {};  // (count, delta)
+    std::vector<std::pair<unsigned int, unsigned int>> ctts = {};  // (count, offset); left out when empty
+    std::vector<unsigned int> sync = {};                           // stss; left out when empty
     unsigned int samples_per_chunk = 1;
     bool constant_size = false;          // stsz with a sample size instead of a table
     unsigned int width = 0, height = 0;  // pixels
-    Bytes sample_entry;                  // the box inside stsd
+    Bytes sample_entry = {};             // the box inside stsd
     unsigned int hint_reference = 0;     // tref/hint; none when 0
-    Bytes extra_trak;                    // further boxes at the end of trak
-    Bytes extra_minf;                    // in front of stbl; a media header box fits here
+    Bytes extra_trak = {};               // further boxes at the end of trak
+    Bytes extra_minf = {};               // in front of stbl; a media header box fits here
 };
 
 struct MoviePlan {
-    std::vector<TrackPlan> tracks;
+    std::vector<TrackPlan> tracks = {};
     bool moov_first = false;
     unsigned int timescale = 600;
-    Bytes extra_moov;  // further boxes at the end of moov
+    Bytes extra_moov = {};  // further boxes at the end of moov
 };
 
 // ftyp, moov and mdat. Chunks lie in mdat one after the other, track by track within one round of chunks
@@ -60,8 +60,8 @@ struct HintPacket {
     unsigned int sequence = 0;
     bool marker = false;
     unsigned int payload_type = 96;
-    std::vector<Bytes> constructors;
-    Bytes extra;  // extra information without its size word; sets flag bit 2 when not empty
+    std::vector<Bytes> constructors = {};
+    Bytes extra = {};  // extra information without its size word; sets flag bit 2 when not empty
 };
 
 Bytes hint_sample(const std::vector<HintPacket>& packets);
