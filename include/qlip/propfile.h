@@ -10,8 +10,8 @@
 // between a producer and C3gpInterface and never reach a host: 22136, the hint sample cannot be followed, and
 // 4660, the media sample that it names is not there yet.
 //
-// The order of the virtual operations and of the data members is binary interface. Data members are open for
-// inspection; only the class that declares them writes them.
+// The order of the virtual operations and of the data members is binary interface. Data members are open: the
+// builders inside the library work on them, a host looks at most.
 #pragma once
 
 #include "qlip/export.h"
@@ -123,31 +123,6 @@ class QLIP_API PropFile {
     unsigned int m_uOffset;       // read position
     unsigned int m_uFrameCount;   // frames begun; video only
     C3gpInterface* m_pInterface;  // not owned
-
-  protected:
-    // Reads the kind of the constructor at the cursor. Throws 22136 when the hint sample ends before the
-    // constructor does.
-    unsigned char ReadConstructorKind(const unsigned char** ppCursor);
-
-    // Calls the operation for the kind. Kinds above 3 add nothing and move nothing: the cursor is then out of
-    // step, and nothing brings it back.
-    unsigned int DispatchConstructor(unsigned char uKind, const unsigned char** ppCursor);
-
-    // The headers with their bounds: throw 22136 when the hint sample ends before they do.
-    void ReadSampleHeader(_TAG_RTPsample3gp* pSample, const unsigned char** ppCursor);
-    void ReadPacketHeader(_TAG_RTPpacket3gp* pPacket, const unsigned char** ppCursor);
-
-    // What the constructor operations of audio and video have in common: all but the capacity of the buffer.
-    unsigned int AppendImmediate(const unsigned char** ppCursor, unsigned int uCapacity);
-    unsigned int AppendMediaSample(const unsigned char** ppCursor, unsigned int uCapacity);
-    unsigned int SkipSampleDescription(const unsigned char** ppCursor);
-
-    // Throws 22136 unless uBytes more fit a buffer of uCapacity.
-    void RequireRoom(unsigned int uBytes, unsigned int uCapacity);
-
-  private:
-    void Append(const unsigned char* pData, unsigned int uBytes);
-    void RequireHintBytes(const unsigned char* pCursor, unsigned int uBytes);
 };
 
 // AMR: all packets of a hint sample merged into one frame record.
@@ -183,13 +158,6 @@ class QLIP_API PropFileAudio : public PropFile {
     unsigned int m_uLastFrameType;  // AMR frame type (3GPP TS 26.101) of the packet before
     unsigned int m_uCoder;
     unsigned int m_uSampleRate;  // Hz
-
-  private:
-    unsigned int ProcessConstructors(unsigned int uCount, const unsigned char** ppCursor);
-    void WriteStreamHeader(const _TAG_AUDIO_OPEN_PARAMS& params);
-    void WriteFrameHeader(const _TAG_RTPpacket3gp& packet, double dTime);
-    void MarkTalkSpurt(unsigned int uPayloadStart);
-    void BuildFrame(const unsigned char* pHintSample, double dTime);
 };
 
 // Number of an AMR-NB bit rate (bit/s) in the stream: 26 for 4750 up to 33 for 12200; 0 for any other.
@@ -244,17 +212,6 @@ class QLIP_API PropFileVideo : public PropFile {
     unsigned int m_uPacketPayloadOffset;
     unsigned int m_uFirstTimestamp;  // of the first frame built, ticks of 90000 Hz
     unsigned int m_uBufferBytes;
-
-  protected:
-    void WriteCodecInfo(const char* pszName, const _TAG_VIDEO_OPEN_PARAMS& params);
-    void WriteH263Config(const _TAG_VIDEO_OPEN_PARAMS& params);
-
-  private:
-    unsigned int HeaderBytes();
-    void WriteStreamHeader(const _TAG_VIDEO_OPEN_PARAMS& params);
-    void WritePacketHeader(const _TAG_RTPpacket3gp& packet, unsigned int uStart, double dTime);
-    void BuildFrame(const unsigned char* pHintSample, double dTime);
-    unsigned int PadFrame(unsigned int uFrameSize);
 };
 
 // H.263 in the payload format of RFC 2190.
