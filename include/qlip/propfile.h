@@ -148,16 +148,16 @@ class QLIP_API PropFileAudio : public PropFile {
     // One packet at the cursor. Result: payload bytes.
     unsigned int ProcessPacket(const unsigned char** ppCursor, double dTime);
 
-    unsigned int m_uPropHeaderOffset;
-    unsigned int m_uCodecHeaderOffset;
-    unsigned int m_uIndexInfoOffset;
-    unsigned int m_uFileInfoOffset;
-    unsigned int m_uFrameHeaderOffset;
-    unsigned int m_uFrameZeroWordOffset;
-    unsigned int m_uFramePayloadOffset;
-    unsigned int m_uLastFrameType;  // AMR frame type (3GPP TS 26.101) of the packet before
-    unsigned int m_uCoder;
-    unsigned int m_uSampleRate;  // Hz
+    unsigned int m_uPropHeaderOffset = 0;
+    unsigned int m_uCodecHeaderOffset = 0;
+    unsigned int m_uIndexInfoOffset = 0;
+    unsigned int m_uFileInfoOffset = 0;
+    unsigned int m_uFrameHeaderOffset = 0;
+    unsigned int m_uFrameZeroWordOffset = 0;
+    unsigned int m_uFramePayloadOffset = 0;
+    unsigned int m_uLastFrameType = 0;  // AMR frame type (3GPP TS 26.101) of the packet before
+    unsigned int m_uCoder = 0;
+    unsigned int m_uSampleRate = 0;  // Hz
 };
 
 // Number of an AMR-NB bit rate (bit/s) in the stream: 26 for 4750 up to 33 for 12200; 0 for any other.
@@ -197,21 +197,21 @@ class QLIP_API PropFileVideo : public PropFile {
     // One packet at the cursor. Result: `size` of its record.
     unsigned int ProcessPacket(const unsigned char** ppCursor, double dTime);
 
-    unsigned int m_uPropHeaderOffset;
-    unsigned int m_uNtsInfoOffset;
-    unsigned int m_uIndexInfoOffset;
-    unsigned int m_uCodecInfoOffset;
-    unsigned int m_uCodecConfigOffset;
-    unsigned int m_uFileInfoOffset;
-    unsigned int m_uFrameHeaderOffset;
-    unsigned int m_uFrameWord4Offset;
-    unsigned int m_uFrameZeroWordOffset;
-    unsigned int m_uFramePacketsOffset;
-    unsigned int m_uPacketHeaderOffset;  // this and the next two count from the packet record's start
-    unsigned int m_uPacketZeroWordOffset;
-    unsigned int m_uPacketPayloadOffset;
-    unsigned int m_uFirstTimestamp;  // of the first frame built, ticks of 90000 Hz
-    unsigned int m_uBufferBytes;
+    unsigned int m_uPropHeaderOffset = 0;
+    unsigned int m_uNtsInfoOffset = 0;
+    unsigned int m_uIndexInfoOffset = 0;
+    unsigned int m_uCodecInfoOffset = 0;
+    unsigned int m_uCodecConfigOffset = 0;
+    unsigned int m_uFileInfoOffset = 0;
+    unsigned int m_uFrameHeaderOffset = 0;
+    unsigned int m_uFrameWord4Offset = 0;
+    unsigned int m_uFrameZeroWordOffset = 0;
+    unsigned int m_uFramePacketsOffset = 0;
+    unsigned int m_uPacketHeaderOffset = 0;  // this and the next two count from the packet record's start
+    unsigned int m_uPacketZeroWordOffset = 0;
+    unsigned int m_uPacketPayloadOffset = 0;
+    unsigned int m_uFirstTimestamp = 0;  // of the first frame built, ticks of 90000 Hz
+    unsigned int m_uBufferBytes = 0;
 };
 
 // H.263 in the payload format of RFC 2190.

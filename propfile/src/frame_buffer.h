@@ -1,0 +1,40 @@
+// What audio and video producers have in common around their frame buffer: making it, keeping within it, and
+// ending a frame that failed.
+#pragma once
+
+#include <cstring>
+
+#include "qlip/propfile.h"
+
+namespace qlip {
+
+inline constexpr const char* kBasePath = "propfile/src/propfile_base";
+
+// The words by which the lines of audio and video differ.
+struct ProducerTexts {
+    const char* path;
+    const char* kind;         // in "... for audio frame"
+    const char* capitalised;  // in "... for Audio frame"
+    const char* rethrowing;
+};
+
+// Makes a zeroed buffer of `bytes`. Throws SimpleException, with no buffer left, when there is no memory.
+void allocate_frame_buffer(PropFile& file, unsigned int bytes, const ProducerTexts& texts);
+
+// Throws kBadHintContent unless `bytes` more fit a buffer of `capacity`.
+void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity);
+
+// Ends a frame from within a catch-all handler: a wait for media empties the buffer and returns; everything
+// else is logged and goes on, as a SimpleException if it was of a foreign type.
+void settle_frame_failure(PropFile& file, const ProducerTexts& texts);
+
+// The native stream's fixed file-level values.
+inline constexpr unsigned int kStreamVersion = 10;
+
+// Records lie in the buffer at any alignment.
+template <class Record>
+void put_record(unsigned char* at, const Record& record) {
+    std::memcpy(at, &record, sizeof record);
+}
+
+}  // namespace qlip
