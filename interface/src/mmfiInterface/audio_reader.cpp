@@ -1,0 +1,229 @@
+// The AMR readers: one stage machine, with a row per codec for everything in which AMR-NB and AMR-WB differ.
+//
+// A speech frame is two chunks: its header, then its payload, which is a CMR byte and the frame as the file
+// stores it, the octet-aligned layout of RFC 4867 4.4 without interleaving.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "common/byte_order.h"
+#include "common/to_integer.h"
+#include "interface/src/mmfiInterface/session.h"
+#include "qlip/native_stream.h"
+
+namespace {
+
+enum Stage : int { kFileHeader, kCodecHeader, kIndexHeader, kFileInfo, kFrameHeader, kFramePayload };
+
+using SpeechBytes = std::array<unsigned char, 16>;  // by mode, without the table-of-contents byte
+
+struct AudioCodec {
+    SpeechBytes speech_bytes;
+    unsigned char highest_cmr;  // modes above it are no speech and repeat the last request
+    int frame_ticks;            // of 20 ms
+    int payload_type;
+    bool lenient;       // an empty sample is parsed all the same, and a carry that falls short wraps around
+    int payload_extra;  // bytes beside the frame that the packetiser state counts
+    int (*put_codec)(AUD_Codec_Header*, iso_track*);
+    void (*put_frame)(AUD_AudFrame_Native*, int, wld_native*);
+};
+
+// 3GPP TS 26.101: speech bits of the eight modes and the SID frame.
+constexpr SpeechBytes narrowband_bytes() {
+    constexpr std::array<int, 16> kBits = {95, 103, 118, 134, 148, 159, 204, 244, 39};
+    SpeechBytes bytes{};
+    for (size_t mode = 0; mode < kBits.size(); ++mode)
+        bytes[mode] = static_cast<unsigned char>((kBits[mode] + 7) / 8);
+    return bytes;
+}
+
+constexpr AudioCodec kNarrowband = {
+    narrowband_bytes(), 0x70, 160, WLD_TYPE_AMR, true, 0, wld_put_hdr_aud_codec, wld_put_hdr_aud_frame};
+
+// 3GPP TS 26.201. The SID frame of mode 9 counts 5 bytes here and 6 in amr_get_size; both are kept.
+constexpr AudioCodec kWideband = {{17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 34, 45, 60, 60, 0, 0},
+                                  0x80,
+                                  320,
+                                  102,
+                                  false,
+                                  1,
+                                  wld_put_hdr_aud_codec_wb,
+                                  wld_put_hdr_aud_frame_wb};
+
+constexpr size_t kTocBytes = 1;
+constexpr size_t kCmrBytes = 1;
+constexpr double kWrapAbove = 4294967295.5;
+constexpr double kWrapBy = 4294967295.0;  // not 2^32: kept, receivers see it once in 149 hours
+
+// The two working buffers as the one run of memory that they are. A sample is read behind the CMR byte.
+unsigned char* working_memory(mm_Interface& session) {
+    return reinterpret_cast<unsigned char*>(&session) + offsetof(mm_Interface, sample_buffer);
+}
+
+// Speech frames in the track: its samples, or what their durations come to.
+int frame_count(const AudioCodec& codec, iso_track* track) {
+    int samples = 0;
+    isoFFtrackInfo(track, nullptr, &samples, nullptr, nullptr);
+    if (track->frames_per_sample == 1) return samples;
+    uint32_t frames = 0;
+    for (int row = 0; row < track->stts_count; ++row) {
+        const int frames_each = track->stts[row][1] / codec.frame_ticks;
+        frames += static_cast<uint32_t>(track->stts[row][0]) * static_cast<uint32_t>(frames_each);
+    }
+    return static_cast<int>(frames);
+}
+
+int deliver_file_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kCodecHeader;
+    PROP_Header_Info record;
+    wld_put_hdr_aud_prop(&record, frame_count(codec, session.track));
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_codec_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kIndexHeader;
+    AUD_Codec_Header record;
+    if (codec.put_codec(&record, session.track) != 0) return QLIP_CODEC_HEADER_FAILED;
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_index_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFileInfo;
+    AUD_Header_IndxInfo record;
+    wld_put_hdr_aud_index(&record, frame_count(codec, session.track));
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_file_info(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameHeader;
+    double seconds = 0.0;
+    isoFFtrackInfo(session.track, nullptr, nullptr, &seconds, nullptr);
+    VID_FileInfo record;
+    wld_put_hdr_fileInfo(&record, seconds);
+    std::memcpy(buffer, &record, sizeof record);
+    constexpr int kPacketSize = 1400;
+    wld_native_init(&session.native, codec.payload_type, kPacketSize, WLD_RFC_NONE, session.track, 0);
+    return QLIP_SUCCESS;
+}
+
+// The frame stays where it is; the record that is delivered in its place names AMR-WB's frame word for both
+// codecs.
+int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
+    *size = 0;
+    session.stage = kFrameHeader;
+    constexpr AUD_AudFrame_Native kStandIn = {0, 20, 0, 0, 0, 0};
+    std::memcpy(buffer, &kStandIn, sizeof kStandIn);
+    return QLIP_NOT_AVAILABLE_YET;
+}
+
+// Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
+int take_carry(mm_Interface& session) {
+    const int carried = session.carry_size;
+    std::memmove(working_memory(session) + kCmrBytes, session.carry_buffer,
+                 std::min(carried, MMFI_BUFFER_SIZE));
+    return carried;
+}
+
+// Keeps the `rest` bytes behind a frame for the next calls. For a lenient codec a frame that is longer than
+// the rest of its sample leaves a negative rest, which wraps in 16 bits.
+void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_bytes, int rest) {
+    if (rest > 0) {
+        std::memmove(session.carry_buffer, working_memory(session) + kCmrBytes + frame_bytes,
+                     std::min(rest, MMFI_BUFFER_SIZE));
+    }
+    session.carry_size = rest > 0 || codec.lenient ? static_cast<unsigned short>(rest) : 0;
+}
+
+// The request of a speech frame, or the last one for frames that carry none.
+unsigned char mode_request(const AudioCodec& codec, mm_Interface& session, unsigned int mode) {
+    const auto request = static_cast<unsigned char>(mode << 4);
+    if (request <= codec.highest_cmr) session.last_cmr = request;
+    return session.last_cmr;
+}
+
+void take_timestamp(wld_native& native) {
+    native.rtp.timestamp = qlip::to_u32(native.time_accumulator + 0.5);
+    native.time_accumulator += native.clock_rate / 50;
+    if (native.time_accumulator > kWrapAbove) native.time_accumulator -= kWrapBy;
+}
+
+// Writes the header chunk of the frame at the front and prepares its payload chunk. Returns the frame's
+// bytes.
+size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    const unsigned int mode = (session.sample_buffer[kCmrBytes] >> 3) & 15;
+    const size_t frame_bytes = codec.speech_bytes[mode] + kTocBytes;
+    const size_t payload_bytes = kCmrBytes + frame_bytes;
+    session.native.rtp.payload_size = static_cast<unsigned int>(frame_bytes) + codec.payload_extra;
+    take_timestamp(session.native);
+    AUD_AudFrame_Native record;
+    const size_t total = sizeof record + sizeof(uint32_t) + payload_bytes;
+    codec.put_frame(&record, static_cast<int>(total), &session.native);
+    std::memcpy(buffer, &record, sizeof record);
+    qlip::store_le32(buffer + sizeof record, 0);
+    session.sample_buffer[0] = mode_request(codec, session, mode);
+    session.pending_size = static_cast<unsigned short>(payload_bytes);
+    return frame_bytes;
+}
+
+int deliver_carried_frame(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    const int bytes = take_carry(session);
+    const size_t frame_bytes = put_frame_header(codec, session, buffer);
+    keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
+    return QLIP_SUCCESS;
+}
+
+int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer,
+                         unsigned int* size) {
+    session.stage = kFramePayload;
+    if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
+    iso_track* track = session.track;
+    const int bytes =
+        isoFFread(track, working_memory(session) + kCmrBytes, MMFI_BUFFER_SIZE, nullptr, nullptr);
+    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
+    if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
+    const size_t frame_bytes = put_frame_header(codec, session, buffer);
+    keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
+    return mmfi_seek(track, track->file_pos);
+}
+
+int deliver_payload(mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameHeader;
+    std::memcpy(buffer, session.sample_buffer, session.pending_size);
+    return QLIP_SUCCESS;
+}
+
+int read_audio(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
+               bool indexed) {
+    qlip::begin_read(session, indexed);
+    switch (session.stage) {
+        case kFileHeader:
+            return deliver_file_header(codec, session, buffer);
+        case kCodecHeader:
+            return deliver_codec_header(codec, session, buffer);
+        case kIndexHeader:
+            return deliver_index_header(codec, session, buffer);
+        case kFileInfo:
+            return deliver_file_info(codec, session, buffer);
+        case kFrameHeader:
+            return deliver_frame_header(codec, session, buffer, size);
+        case kFramePayload:
+            return deliver_payload(session, buffer);
+        default:
+            return QLIP_SUCCESS;
+    }
+}
+
+}  // namespace
+
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio(kNarrowband, *session, buffer, size, indexed);
+}
+
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio(kWideband, *session, buffer, size, indexed);
+}

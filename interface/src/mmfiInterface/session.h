@@ -1,0 +1,84 @@
+// A session: one open file with one chosen track, and the state of the machine that delivers it.
+//
+// Failures in here are SimpleExceptions up to mmfi_Open, which turns them into a status, and statuses
+// (qlip.h) in the readers. Nothing is allocated once a session is open.
+#pragma once
+
+#include <cstddef>
+
+#include "qlip/isoff.h"
+#include "qlip/qlip.h"
+#include "qlip/wld_native.h"
+
+// Bytes of each working buffer, which is also the longest sample.
+inline constexpr int MMFI_BUFFER_SIZE = 64000;
+
+// Values of `media_kind`.
+inline constexpr int MMFI_AUDIO = 1;
+inline constexpr int MMFI_VIDEO = 16;
+
+struct mm_Interface {
+    int open_word;  // these three are set at open and read by nothing
+    int zero_word;
+    int media_kind;  // 0 until the mode is parsed
+    int read_mode;   // 1: the mode asks for reading
+    int status;      // of mmfi_Open, and of the last read that says so
+    int ready_word;
+    int stage;       // of the reader, 0 after open
+    int read_calls;  // counted only
+    // Two buffers in one run of memory: a full audio sample starts at the second byte of the first buffer,
+    // behind its CMR byte, and ends on the first byte of the second.
+    unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample or RTP packet in hand
+    unsigned char
+        carry_buffer[MMFI_BUFFER_SIZE];  // audio: frames still to be delivered; video: packet records
+    unsigned short pending_size;         // audio: bytes of the next payload chunk
+    unsigned short carry_size;
+    unsigned char frame_record[12];  // the last video frame record
+    const char* media_name;
+    wld_native native;
+    iso_file* file;  // owned
+    unsigned char last_cmr;
+    unsigned char dsi_sent;  // H.264: the parameter sets stand in front of the frame in hand
+    unsigned int track_id;
+    iso_track* track;  // the chosen media track, never its hint track
+};
+
+static_assert(offsetof(mm_Interface, carry_buffer) ==
+              offsetof(mm_Interface, sample_buffer) + MMFI_BUFFER_SIZE);
+
+// Parses the mode, chooses the track of `session->file` and arms its hint track. Returns a status.
+int mmfi_Open(mm_Interface* session, const char* mode);
+
+// Fills `media_kind` and `read_mode`. Returns 1, or throws SimpleException with `status` set to 7.
+int mmfiParseModeInfo(mm_Interface* session, const char* mode);
+
+// Closes the file. The session itself stays the caller's. Returns 0.
+int mmfi_Close(mm_Interface* session);
+
+// Delivers the next chunk; arguments and result are those of qlip_ReadChunk. Throws SimpleException for a
+// null session.
+int mmfi_Read(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+
+// The readers behind it, one per codec.
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+
+// Tells the host that `track` needs nothing below `offset` any more, in the way of the current read mode.
+// Returns 0, or 2 when the host refuses.
+int mmfi_seek(iso_track* track, unsigned int offset);
+
+namespace qlip {
+
+// The source path that the session's messages carry.
+inline constexpr const char* kSessionPath = "interface/src/mmfiInterface";
+
+// The opening of every reader call.
+inline void begin_read(mm_Interface& session, bool indexed) {
+    session.file->indexed_read = indexed ? 1 : 0;
+    session.read_calls = static_cast<int>(static_cast<unsigned int>(session.read_calls) + 1U);
+}
+
+}  // namespace qlip

@@ -1,0 +1,236 @@
+#include "interface/src/mmfiInterface/video_reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/byte_order.h"
+#include "common/to_integer.h"
+unsigned int GetPadding(unsigned int n);
+#include "qlip/pkq_native.h"
+
+namespace qlip {
+
+namespace {
+
+enum Stage : int { kFileHeader, kHeaderAndFrame, kFrameBody, kFrameRecord };
+
+constexpr int kPacketSize = 1400;
+constexpr int kRecordBytes = sizeof(wld_packet_record);
+
+// A hint track that names no packet size cannot be replayed.
+iso_track* usable_hint_track(iso_track* media) {
+    iso_track* hint = isoFFfindHintTrack(media, kPacketSize);
+    return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
+}
+
+iso_track* delivered_track(const VideoCall& call) {
+    return call.hint != nullptr ? call.hint : call.session.track;
+}
+
+template <typename Record>
+void append(VideoCall& call, const Record& record) {
+    std::memcpy(call.buffer + call.written, &record, sizeof record);
+    call.written += sizeof record;
+}
+
+int deliver_file_header(VideoCall& call) {
+    call.session.stage = kHeaderAndFrame;
+    int samples = 0;
+    isoFFtrackInfo(delivered_track(call), nullptr, &samples, nullptr, nullptr);
+    PROP_Header_Info record;
+    call.codec.put_prop(&record, samples);
+    append(call, record);
+    return QLIP_SUCCESS;
+}
+
+void append_opening_records(VideoCall& call) {
+    VID_Header_NTSInfo nts;
+    wld_put_hdr_vid_nts(&nts);
+    append(call, nts);
+    VID_Header_IndxInfo index;
+    wld_put_hdr_vid_index(&index);
+    append(call, index);
+}
+
+void append_codec_records(VideoCall& call) {
+    iso_track* track = delivered_track(call);
+    int samples = 0;
+    int bytes = 0;
+    double seconds = 0.0;
+    isoFFtrackInfo(track, nullptr, &samples, &seconds, &bytes);
+    VID_Header_CodecInfo info;
+    call.codec.put_codec(&info, to_i32(samples / seconds), to_i32(bytes * 8.0 / seconds), track);
+    append(call, info);
+    iso_track* configured = call.codec.config_from_hint ? track : call.session.track;
+    call.written += call.codec.put_config(call.buffer + call.written, configured);
+    VID_FileInfo file_info;
+    wld_put_hdr_vid_fileInfo(&file_info, seconds);
+    append(call, file_info);
+}
+
+// The packets of a frame are complete: its record goes out and is kept for calls that find no data.
+void put_frame_record(VideoCall& call, unsigned int packets) {
+    wld_frame_record record;
+    record.frame_size =
+        call.session.carry_size + static_cast<unsigned int>(sizeof record + sizeof(wld_frame_prefix));
+    record.packet_count = packets;
+    record.frame_pad = GetPadding(record.frame_size);
+    record.frame_size += record.frame_pad;
+    append(call, record);
+    std::memcpy(call.session.frame_record, &record, sizeof record);
+}
+
+// The record of the frame before stands in; the next call starts this frame anew.
+int not_available(VideoCall& call) {
+    *call.size = 0;
+    call.session.stage = kFrameRecord;
+    std::memcpy(call.buffer, call.session.frame_record, sizeof call.session.frame_record);
+    return QLIP_NOT_AVAILABLE_YET;
+}
+
+// The packetiser ran out of room. The body is delivered all the same, so what follows its finished records is
+// cleared.
+void clear_unwritten(mm_Interface& session) {
+    unsigned int end = 0;
+    for (unsigned int i = 0; i < session.native.packet_count && end + kRecordBytes <= MMFI_BUFFER_SIZE; ++i)
+        end += load_le32(session.carry_buffer + end);
+    end = std::min<unsigned int>(end, MMFI_BUFFER_SIZE);
+    std::memset(session.carry_buffer + end, 0, MMFI_BUFFER_SIZE - end);
+}
+
+void cut_sample(mm_Interface& session, int bytes, double seconds) {
+    session.native.packet_count = 0;
+    const int packed = wld_native_packet(session.carry_buffer, MMFI_BUFFER_SIZE, session.sample_buffer, bytes,
+                                         seconds, &session.native);
+    if (packed < 0) clear_unwritten(session);
+    session.carry_size = static_cast<unsigned short>(packed);  // 65,535 after an overflow: kept
+}
+
+int deliver_cut_frame(VideoCall& call, bool first) {
+    mm_Interface& session = call.session;
+    iso_track* track = session.track;
+    double seconds = 0.0;
+    int bytes = isoFFread(track, session.sample_buffer, MMFI_BUFFER_SIZE, &seconds, nullptr);
+    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    if (bytes == ISOFF_NOT_YET) {
+        if (!first) return not_available(call);
+        if (!call.codec.first_frame.waits_for_nobody) return QLIP_FAILURE;
+        bytes = 0;
+    }
+    if (call.codec.before_cutting != nullptr) bytes = call.codec.before_cutting(session, bytes);
+    if (bytes < 0) return QLIP_FAILURE;
+    cut_sample(session, bytes, seconds);
+    put_frame_record(call, session.native.packet_count);
+    return mmfi_seek(track, track->file_pos);
+}
+
+int report_hint_progress(const VideoCall& call) {
+    return mmfi_seek(call.hint, static_cast<unsigned int>(call.hint->read_floor));
+}
+
+int fail(VideoCall& call) {
+    if (call.codec.keeps_failure) call.session.status = QLIP_FAILURE;
+    return QLIP_FAILURE;
+}
+
+// No further packet: `result` is what isoFFrtpPacket said.
+int end_without_frame(VideoCall& call, bool first, int result) {
+    if (result == 0) return QLIP_END_OF_FILE;
+    if (!first) return result == ISOFF_NOT_YET ? not_available(call) : fail(call);
+    const FirstFrameEnding& ending = call.codec.first_frame;
+    if (result == ISOFF_NOT_YET && ending.waits_for_nobody) return report_hint_progress(call);
+    return result == ISOFF_NOT_YET ? QLIP_FAILURE : ending.failed;
+}
+
+// Turns the RTP packet in hand into a packet record behind those of this frame. False when there is no room.
+[[nodiscard]] bool append_packet(VideoCall& call, int bytes) {
+    mm_Interface& session = call.session;
+    const int payload = bytes - kRtpHeaderBytes;
+    if (payload < 0 || payload > MMFI_BUFFER_SIZE - kRecordBytes - session.carry_size) return false;
+    unsigned char* record = session.carry_buffer + session.carry_size;
+    rtp2pkq(session.sample_buffer, bytes, call.codec.payload_type, 0);
+    wld_put_header_pkq2wld(session.sample_buffer, record, call.codec.payload_type);
+    std::memcpy(record + kRecordBytes, session.sample_buffer + kRtpHeaderBytes, static_cast<size_t>(payload));
+    session.carry_size = static_cast<unsigned short>(session.carry_size + kRecordBytes + payload);
+    ++call.packets;
+    return true;
+}
+
+bool has_marker(const unsigned char* rtp) {
+    return (rtp[1] & 0x80) != 0;
+}
+
+// A frame is the run of packets up to the next marker, whatever the hint samples are.
+int deliver_hinted_frame(VideoCall& call, bool first) {
+    mm_Interface& session = call.session;
+    const VideoCodec& codec = call.codec;
+    session.carry_size = 0;
+    bool header_due = first && codec.header_awaits_packet;
+    if (first && codec.before_first_packet != nullptr && !codec.before_first_packet(call)) return fail(call);
+    for (;;) {
+        int bytes = isoFFrtpPacket(call.hint, session.sample_buffer);
+        if (bytes < 1) return end_without_frame(call, first, bytes);
+        if (header_due) append_codec_records(call);
+        header_due = false;
+        const bool complete = has_marker(session.sample_buffer);
+        if (codec.before_conversion != nullptr) bytes = codec.before_conversion(call, bytes);
+        if (!append_packet(call, bytes)) return fail(call);
+        if (complete) break;
+    }
+    put_frame_record(call, call.packets);
+    return report_hint_progress(call);
+}
+
+int deliver_frame(VideoCall& call, bool first) {
+    return call.hint != nullptr ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
+}
+
+int deliver_header_and_frame(VideoCall& call) {
+    call.session.stage = kFrameBody;
+    append_opening_records(call);
+    if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
+    if (call.hint == nullptr) {
+        wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
+                        call.session.track, 0);
+    }
+    return deliver_frame(call, true);
+}
+
+int deliver_frame_record(VideoCall& call) {
+    call.session.stage = kFrameBody;
+    return deliver_frame(call, false);
+}
+
+// As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
+int deliver_frame_body(VideoCall& call) {
+    const mm_Interface& session = call.session;
+    call.session.stage = kFrameRecord;
+    constexpr wld_frame_prefix kPrefix = {4, 1};
+    append(call, kPrefix);
+    const unsigned int held = std::min<unsigned int>(session.carry_size, MMFI_BUFFER_SIZE);
+    std::memcpy(call.buffer + call.written, session.carry_buffer, held);
+    std::memset(call.buffer + call.written + held, 0, session.carry_size - held);
+    return QLIP_SUCCESS;
+}
+
+}  // namespace
+
+int read_video(const VideoCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
+               bool indexed) {
+    begin_read(session, indexed);
+    VideoCall call{codec, session, buffer, size, usable_hint_track(session.track)};
+    switch (session.stage) {
+        case kFileHeader:
+            return deliver_file_header(call);
+        case kHeaderAndFrame:
+            return deliver_header_and_frame(call);
+        case kFrameBody:
+            return deliver_frame_body(call);
+        case kFrameRecord:
+            return deliver_frame_record(call);
+        default:
+            return QLIP_SUCCESS;
+    }
+}
+
+}  // namespace qlip
