@@ -1,0 +1,137 @@
+// H.264: NAL units as single NAL unit packets and FU-A fragments, and the stored parameter sets as packets.
+#include <array>
+#include <limits>
+
+#include "h263/h264_isoff.h"
+#include "qlip/isoff.h"
+#include "qlip/wld_native.h"
+#include "stream/parameter_sets.h"
+#include "stream/record_family.h"
+
+namespace {
+
+using qlip::bytes;
+using qlip::record_sink;
+
+// NAL unit types, ITU-T H.264 table 7-1, and RFC 3984 5.2.
+constexpr unsigned int kTypeMask = 0x1F;
+constexpr unsigned int kIdrSlice = 5;
+constexpr unsigned int kSequenceParameterSet = 7;
+constexpr unsigned int kPictureParameterSet = 8;
+constexpr unsigned int kFuA = 28;
+
+// FU indicator: F NRI type. FU header: S E R type (RFC 3984 5.8). F is sent as 0.
+constexpr unsigned int kNriMask = 0x60;
+constexpr unsigned int kFuStart = 0x80;
+constexpr unsigned int kFuEnd = 0x40;
+constexpr ptrdiff_t kFuHeaderSize = 2;
+
+// An empty NAL unit has no type.
+unsigned int nal_type(bytes nal) {
+    return nal.empty() ? 0 : nal[0] & kTypeMask;
+}
+
+bool put_h264_record(record_sink& sink, wld_native& native, bytes head, bytes data) {
+    if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data)) return false;
+    ++native.packet_count;
+    return true;
+}
+
+// The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
+bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
+    const ptrdiff_t room = native.max_payload - kFuHeaderSize;
+    if (room < 1) return false;
+    const auto indicator = static_cast<unsigned char>((nal[0] & kNriMask) | kFuA);
+    unsigned int flags = kFuStart;
+    for (bytes left = nal.subspan(1); !left.empty(); flags = 0) {
+        const bool last = std::ssize(left) <= room;
+        if (last) flags |= kFuEnd;
+        const bytes fragment = last ? left : left.first(static_cast<size_t>(room));
+        native.rtp.marker = last ? 1 : 0;
+        const std::array head{indicator, static_cast<unsigned char>(flags | nal_type(nal))};
+        if (!put_h264_record(sink, native, head, fragment)) return false;
+        left = left.subspan(fragment.size());
+    }
+    return true;
+}
+
+bool put_nal(record_sink& sink, wld_native& native, bytes nal, bool last) {
+    if (std::ssize(nal) > native.max_payload) return put_fragments(sink, native, nal);
+    native.rtp.marker = last ? 1 : 0;
+    return put_h264_record(sink, native, {}, nal);
+}
+
+// Sets are stored behind two bytes of length, with two zero bytes ahead where the stream's lengths have four.
+unsigned int stored_prefix_size(const wld_native& native) {
+    return native.nal_length_size == 4 ? 4 : 2;
+}
+
+// The state for sets that go in front of the hint track's next packet. Once playback runs, the last packet
+// built is the picture that needs them, so they take its number and time.
+wld_native hinted_state(const iso_track* hint, const iso_track* media, int payload_type) {
+    const bool running = hint->seq_state == 2;
+    wld_native native{};
+    native.rtp.sequence = running ? hint->last_seq : hint->snro;
+    native.rtp.timestamp = running ? hint->last_timestamp : hint->tsro;
+    native.rtp.payload_type = static_cast<unsigned int>(payload_type);
+    native.rtp.magic = 13;
+    native.clock_rate = 90000;
+    native.nal_length_size = media->nal_length_size;
+    native.dsi = media->parameter_sets;
+    native.dsi_size = media->parameter_sets_size;
+    return native;
+}
+
+constexpr int kUnlimited = std::numeric_limits<int>::max();
+
+}  // namespace
+
+bool qlip::put_parameter_sets(record_sink& sink, wld_native& native) {
+    const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
+    for (bytes left = stored; !left.empty();) {
+        const auto set = next_nal(left, stored_prefix_size(native));
+        if (!set) break;
+        if (!put_h264_record(sink, native, {}, *set)) return false;
+    }
+    return true;
+}
+
+int qlip::put_hinted_parameter_sets(iso_track* hint, iso_track* media, int payload_type, unsigned char* out,
+                                    int room) {
+    wld_native native = hinted_state(hint, media, payload_type);
+    record_sink sink(out, room);
+    static_cast<void>(put_parameter_sets(sink, native));
+    hint->snro += static_cast<unsigned int>(media->sps_count) + static_cast<unsigned int>(media->pps_count);
+    if (hint->seq_state == 0) hint->seq_state = 1;
+    return sink.written();
+}
+
+int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
+    record_sink sink(out, out_size);
+    bool sets_done = false;
+    qlip::stamp<qlip::wld_family>(*native, native->clock_rate * seconds);
+    for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
+        const auto nal = qlip::next_nal(left, native->nal_length_size);
+        if (!nal) break;
+        const unsigned int type = nal_type(*nal);
+        if (type == kSequenceParameterSet || type == kPictureParameterSet) sets_done = true;
+        if (type == kIdrSlice && !sets_done) {
+            native->rtp.marker = 0;
+            if (!qlip::put_parameter_sets(sink, *native)) return WLD_FAILED;
+            sets_done = true;
+        }
+        if (!put_nal(sink, *native, *nal, left.empty())) return WLD_FAILED;
+    }
+    return sink.written();
+}
+
+int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {
+    record_sink sink(out, kUnlimited);
+    static_cast<void>(qlip::put_parameter_sets(sink, *native));
+    return sink.written();
+}
+
+int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigned char* out, int* length) {
+    *length = qlip::put_hinted_parameter_sets(hint, media, payload_type, out, kUnlimited);
+    return 0;
+}

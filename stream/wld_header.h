@@ -1,0 +1,36 @@
+// The packet record's header, inline for the packetisers.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "qlip/native_stream.h"
+#include "qlip/wld_native.h"
+
+namespace qlip {
+
+// RFC 3550 5.1, the first word as a number:
+//   V=2 P X CC | M PT | sequence number
+inline constexpr uint32_t kRtpVersion2 = 0x80000000;
+inline constexpr int kRtpMarkerShift = 23;
+inline constexpr int kRtpTypeShift = 16;
+inline constexpr uint32_t kLastSequence = 65535;
+
+// `marker` is 0 or 1. Nothing is masked: what a caller puts into the fields is what goes out.
+inline uint32_t rtp_word(uint32_t marker, uint32_t type, uint32_t sequence) {
+    return kRtpVersion2 | (marker << kRtpMarkerShift) | (type << kRtpTypeShift) | sequence;
+}
+
+inline void put_packet_record(void* out, uint32_t payload_size, uint32_t timestamp, uint32_t word) {
+    const wld_packet_record record{payload_size + uint32_t{sizeof(wld_packet_record)}, timestamp, word,
+                                   timestamp, 0};
+    std::memcpy(out, &record, sizeof record);
+}
+
+inline void put_next_header(void* out, WLD_RTP& rtp, int payload_type) {
+    const uint32_t word = rtp_word(rtp.marker, static_cast<uint32_t>(payload_type), rtp.sequence);
+    put_packet_record(out, rtp.payload_size, rtp.timestamp, word);
+    if (++rtp.sequence > kLastSequence) rtp.sequence = 0;
+}
+
+}  // namespace qlip

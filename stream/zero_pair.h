@@ -1,0 +1,67 @@
+// Searches for two zero bytes in a row, with which every start code of H.263 and MPEG-4 visual begins. They
+// look at 16 bytes at a time; SSE2 is part of every x86-64.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstdint>
+
+namespace qlip {
+
+// Bit i is set where byte i of the 16 at `from` is zero.
+inline uint32_t zero_mask(const unsigned char* from) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
+}
+
+inline bool is_zero_pair(const unsigned char* at) {
+    return at[0] == 0 && at[1] == 0;
+}
+
+// The first byte of the first zero pair in [begin, end), or null.
+inline const unsigned char* first_zero_pair(const unsigned char* begin, const unsigned char* end) {
+    const unsigned char* at = begin;
+    for (; end - at >= 17; at += 16) {
+        const uint32_t pairs = zero_mask(at) & zero_mask(at + 1);
+        if (pairs != 0) return at + std::countr_zero(pairs);
+    }
+    for (; end - at >= 2; ++at) {
+        if (is_zero_pair(at)) return at;
+    }
+    return nullptr;
+}
+
+// The first byte of the rightmost zero pair in [begin, end), or null.
+inline const unsigned char* rightmost_zero_pair(const unsigned char* begin, const unsigned char* end) {
+    for (; end - begin >= 17; end -= 16) {
+        const uint32_t pairs = zero_mask(end - 17) & zero_mask(end - 16);
+        if (pairs != 0) return end - 17 + (std::bit_width(pairs) - 1);
+    }
+    for (; end - begin >= 2; --end) {
+        if (is_zero_pair(end - 2)) return end - 2;
+    }
+    return nullptr;
+}
+
+// The first byte of the run of zeros that ends at `end`.
+inline const unsigned char* zero_run_start(const unsigned char* begin, const unsigned char* end) {
+    for (; end - begin >= 16; end -= 16) {
+        const uint32_t others = zero_mask(end - 16) ^ 0xFFFF;
+        if (others != 0) return end - 16 + std::bit_width(others);
+    }
+    while (end != begin && end[-1] == 0)
+        --end;
+    return end;
+}
+
+// The last pair that a walk from `begin` to `end` meets which steps 2 bytes behind a pair and 1 byte
+// otherwise, or null. Such a walk enters every run of zeros at its first byte, so that the pair lies at an
+// even distance from there.
+inline const unsigned char* last_walked_zero_pair(const unsigned char* begin, const unsigned char* end) {
+    const unsigned char* pair = rightmost_zero_pair(begin, end);
+    if (pair == nullptr) return nullptr;
+    return pair - (pair - zero_run_start(begin, pair)) % 2;
+}
+
+}  // namespace qlip
