@@ -1,0 +1,17 @@
+// The commands. Each lives in a file of its own, adds itself to the application with its options and help,
+// and runs from CLI11's callback; a new command is its file and its line here.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
+
+namespace qlip_tool {
+
+void add_info(CLI::App& app);
+void add_stream(CLI::App& app);
+void add_records(CLI::App& app);
+void add_rtp(CLI::App& app);
+
+inline constexpr void (*all_commands[])(CLI::App&) = {add_info, add_stream, add_records, add_rtp};
+
+}  // namespace qlip_tool

@@ -1,0 +1,59 @@
+// A file on disk behind the library's callback record: what a host has to write to use the library.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qlip/qlip.h"
+
+namespace qlip_tool {
+
+class FileHost {
+  public:
+    // Throws ToolError when the file cannot be opened, is no regular file, or passes 4 GiB: positions in the
+    // library have 32 bits.
+    explicit FileHost(const std::string& path);
+    ~FileHost();
+    FileHost(const FileHost&) = delete;
+    FileHost& operator=(const FileHost&) = delete;
+
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* record() { return &record_; }
+    const std::string& path() const { return path_; }
+
+    // Bytes that the file has now; asked anew on each call, since the file may be growing.
+    uint64_t size() const;
+
+    // With this set, a read that the file cannot serve whole fails with "not there yet" instead of coming
+    // back short. To be set once the file structure has been read.
+    void fail_short_reads(bool yes) {
+        fail_short_reads_ = yes;
+        furthest_ = 0;
+    }
+
+    // How far into the file reading has come since then: a measure of progress.
+    uint64_t furthest() const { return furthest_; }
+
+    // The errno of a read that failed, 0 if none has.
+    int read_error() const { return read_error_; }
+
+    // Whether a read failed as "not there yet" since the last time this was forgotten.
+    bool ran_short() const { return ran_short_; }
+    void forget_short_reads() { ran_short_ = false; }
+
+    // Bytes from an absolute offset, without the library; short at the end.
+    size_t read_at(uint64_t offset, void* into, size_t size);
+
+  private:
+    friend struct FileHostSlots;
+
+    std::string path_;
+    int fd_;
+    unsigned int position_ = 0;
+    bool fail_short_reads_ = false;
+    bool ran_short_ = false;
+    int read_error_ = 0;
+    uint64_t furthest_ = 0;
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE record_;
+};
+
+}  // namespace qlip_tool

@@ -1,0 +1,70 @@
+// qlip: the library as a command-line host. Parses the command line, runs one command, turns failures into a
+// message and an exit code.
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "commands.h"
+#include "output.h"
+#include "tool_error.h"
+
+using namespace qlip_tool;
+
+namespace {
+
+constexpr const char* about =
+    "Looks into 3GP files, turns their tracks into a native stream, and plays them as RTP.\n"
+    "\n"
+    "Examples:\n"
+    "  qlip info clip.3gp                    what is in it, and what can be delivered\n"
+    "  qlip stream clip.3gp -o clip.stream   one track as a native stream\n"
+    "  qlip records clip.stream              that stream, record by record\n";
+
+constexpr const char* exit_codes =
+    "\nExit codes: 0 done; 1 the file or stream is damaged or has no such track; 2 the command line is "
+    "wrong;\n"
+    "3 something could not be opened, read, written or sent; 4 the file is not complete.\n"
+    "'qlip COMMAND --help' has the options of a command and examples.";
+
+int fail(const ToolError& error) {
+    fmt::print(stderr, "qlip: {}\n", error.what());
+    if (!error.advice().empty()) fmt::print(stderr, "      try: {}\n", error.advice());
+    return static_cast<int>(error.exit());
+}
+
+int run(int argc, char** argv) {
+    CLI::App app(about, "qlip");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "qlip " QLIP_TOOL_VERSION);
+    app.footer(exit_codes);
+    for (const auto add : all_commands)
+        add(app);
+    try {
+        app.parse(argc, argv);
+        return static_cast<int>(Exit::ok);
+    } catch (const CLI::Success& help) {
+        Output().write(help.get_name() == "CallForVersion" ? std::string(help.what()) + "\n" : app.help());
+        return static_cast<int>(Exit::ok);
+    } catch (const CLI::ParseError& error) {
+        fmt::print(stderr, "qlip: {}\n      try: qlip --help\n", error.what());
+        return static_cast<int>(Exit::usage);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);
+    claim_standard_output();
+    try {
+        return run(argc, argv);
+    } catch (const ToolError& error) {
+        return fail(error);
+    } catch (const OutputClosed&) {
+        return static_cast<int>(Exit::ok);
+    } catch (const std::exception& error) {
+        return fail(ToolError(Exit::io, error.what()));
+    }
+}
