@@ -1,0 +1,236 @@
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "h263/vlc_tables.h"
+#include "tests/h263/walk_support.h"
+
+namespace qlip_test {
+namespace {
+
+using qlip::vlc::Code;
+
+constexpr unsigned kUntouched = 99;
+constexpr unsigned kNoCoefficient = static_cast<unsigned>(-1);
+
+// One parse operation, its result as the table's value.
+struct Operation {
+    const char* name;
+    unsigned width;
+    std::span<const Code> codes;
+    unsigned (*run)(Walker&);
+    unsigned none;  // what it leaves or returns when nothing was found
+    const char* diagnostic;
+};
+
+unsigned mcbpc_value(const Walker& walker) {
+    return walker.state.mb.cbpc == kUntouched ? kUntouched
+                                              : walker.state.mb.mb_type * 4 + walker.state.mb.cbpc;
+}
+
+unsigned run_mcbpc_p(Walker& walker) {
+    walker.state.mb.cbpc = kUntouched;
+    walker.call(tbq_mcbpc_p_parse);
+    return mcbpc_value(walker);
+}
+
+unsigned run_mcbpc_i(Walker& walker) {
+    walker.state.mb.cbpc = kUntouched;
+    walker.call(tbq_mcbpc_i_parse);
+    return mcbpc_value(walker);
+}
+
+unsigned run_cbpy(Walker& walker) {
+    walker.state.mb.mb_type = 3;
+    walker.state.mb.cbpy = kUntouched;
+    walker.call(tbq_cbpy_parse);
+    return walker.state.mb.cbpy;
+}
+
+const Operation kOperations[] = {
+    {"mcbpc_p", 13, qlip::vlc::kMcbpcP, run_mcbpc_p, kUntouched, "h263 parse error 13\n"},
+    {"mcbpc_i", 9, qlip::vlc::kMcbpcI, run_mcbpc_i, kUntouched, "h263 parse error 12\n"},
+    {"cbpy", 6, qlip::vlc::kCbpy, run_cbpy, kUntouched, "h263 parse error 14\n"},
+    {"mvd", 13, qlip::vlc::kMvd, [](Walker& w) { return w.call(tbq_mvd_parse); }, 0, "h263 parse error 15\n"},
+    {"tcoef", 13, qlip::vlc::kTcoef, [](Walker& w) { return w.call(tbq_tcoef_parse); }, kNoCoefficient,
+     "h263 parse error 16\n"},
+};
+
+struct Outcome {
+    unsigned value;
+    unsigned consumed;
+    int err;
+    bool operator==(const Outcome&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << "value " << outcome.value << " bits " << outcome.consumed << " err " << outcome.err;
+}
+
+// The search bit by bit, against code words held as text: `window` are the next bits, of which `available`
+// are there.
+Outcome search(const Operation& operation, const std::map<std::string, unsigned>& words, unsigned window,
+               unsigned available) {
+    std::string seen;
+    for (unsigned i = 0; i < operation.width; ++i) {
+        if (i == available) {
+            const std::string filled = seen + std::string(operation.width - i, '0');
+            for (const auto& [word, value] : words) {
+                if (word + std::string(operation.width - word.size(), '0') == filled) return {value, 0, 1};
+            }
+            return {0, 0, 1};
+        }
+        seen += (window >> (operation.width - 1 - i) & 1) != 0 ? '1' : '0';
+        if (const auto found = words.find(seen); found != words.end()) return {found->second, i + 1, 0};
+    }
+    return {operation.none, operation.width, 0};
+}
+
+// The bits of `window` at bit `start` of data that is `size` bytes long.
+Walker walker_at(unsigned start, unsigned width, unsigned window, unsigned size) {
+    BitWriter writer;
+    writer.number(0, start).number(window, width);
+    Bytes bytes = writer.bytes();
+    bytes.resize(size, 0xA5);
+    Walker walker(bytes);
+    walker.pos = bit_position(start);
+    return walker;
+}
+
+Outcome run(const Operation& operation, Walker walker) {
+    const tbq_pos_t in = walker.pos;
+    const unsigned value = operation.run(walker);
+    const auto consumed = static_cast<unsigned>(8 * (walker.pos.byte - in.byte) + walker.pos.bit - in.bit);
+    return {value, consumed, walker.err};
+}
+
+class CodeWords : public testing::TestWithParam<Operation> {
+  protected:
+    CodeWords() {
+        for (const Code& code : GetParam().codes)
+            words_[std::string(code.word)] = code.value;
+    }
+
+    std::map<std::string, unsigned> words_;
+};
+
+TEST_P(CodeWords, EveryWindowAtEveryBitOfAByteReadsAsInASearchBitByBit) {
+    const Operation& operation = GetParam();
+    for (unsigned window = 0; window < 1U << operation.width; ++window) {
+        const Outcome expected = search(operation, words_, window, operation.width);
+        for (unsigned start = 0; start < 8; ++start) {
+            ASSERT_EQ(run(operation, walker_at(start, operation.width, window, 8)), expected)
+                << "window " << window << " at bit " << start;
+        }
+    }
+}
+
+TEST_P(CodeWords, EveryWindowCutByTheEndOfTheDataReadsAsInASearchBitByBit) {
+    const Operation& operation = GetParam();
+    for (unsigned window = 0; window < 1U << operation.width; ++window) {
+        for (unsigned available = 0; available <= operation.width; ++available) {
+            const unsigned start = 32 - available;
+            ASSERT_EQ(run(operation, walker_at(start, operation.width, window, 4)),
+                      search(operation, words_, window, available))
+                << "window " << window << " of which " << available << " bits are there";
+        }
+    }
+}
+
+TEST_P(CodeWords, TheSparseTableHoldsEveryWordOnce) {
+    const Operation& operation = GetParam();
+    const std::map<std::string, std::span<const tbq_xvlc_entry>> tables{{"mcbpc_p", tbq_xvlc_mcbpc_p},
+                                                                        {"mcbpc_i", tbq_xvlc_mcbpc_i},
+                                                                        {"cbpy", tbq_xvlc_cbpy},
+                                                                        {"mvd", tbq_xvlc_mvd},
+                                                                        {"tcoef", tbq_xvlc_tcoef}};
+    const auto table = tables.at(operation.name);
+    size_t used = 0;
+    for (const tbq_xvlc_entry& entry : table)
+        used += entry.length != 0 ? 1 : 0;
+    EXPECT_EQ(used, operation.codes.size());
+    for (const auto& [word, value] : words_) {
+        const tbq_xvlc_entry& entry = table[std::stoul(word, nullptr, 2) << (operation.width - word.size())];
+        EXPECT_EQ(entry.length, word.size()) << word;
+        EXPECT_EQ(entry.value, value) << word;
+    }
+}
+
+TEST_P(CodeWords, AWordInNoTableIsPassedOverAtFullWidthWithADiagnostic) {
+    const Operation& operation = GetParam();
+    Walker walker({0, 0, 0});
+    walker.state.verbose = 1;
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(operation.run(walker), operation.none); }), operation.diagnostic);
+    EXPECT_EQ(walker.pos, bit_position(operation.width));
+    EXPECT_EQ(walker.err, 0);
+}
+
+TEST_P(CodeWords, NothingIsReadOnceTheFlagIsSet) {
+    Walker walker({0xFF, 0xFF, 0xFF, 0xFF});
+    walker.err = 1;
+    walker.pos = {1, 3};
+    EXPECT_EQ(GetParam().run(walker), GetParam().none);
+    EXPECT_EQ(walker.pos, (tbq_pos_t{1, 3}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Tables, CodeWords, testing::ValuesIn(kOperations),
+                         [](const auto& test) { return test.param.name; });
+
+struct Row {
+    size_t operation;
+    const char* word;
+    unsigned value;
+};
+
+// Rows looked up in ITU-T H.263 by hand.
+TEST(CodeWordRows, ReadAsInTheStandard) {
+    const Row rows[] = {{0, "1", 0},
+                        {0, "00011", 12},
+                        {0, "000100", 16},
+                        {0, "000000001", 255},
+                        {0, "00000000010", 20},
+                        {0, "0000000001111", 23},
+                        {1, "1", 12},
+                        {1, "0001", 16},
+                        {1, "000000001", 255},
+                        {2, "11", 15},
+                        {2, "0011", 0},
+                        {3, "1", 32},
+                        {3, "0000000000101", 0},
+                        {3, "0000000000110", 63},
+                        {4, "10", 0},
+                        {4, "0111", 58},
+                        {4, "000001011111", 101},
+                        {4, "0000011", 102}};
+    for (const Row& row : rows) {
+        Walker walker(BitWriter().bits(row.word).number(~0UL, 32).bytes());
+        EXPECT_EQ(kOperations[row.operation].run(walker), row.value) << row.word;
+        EXPECT_EQ(walker.pos, bit_position(std::string_view(row.word).size())) << row.word;
+    }
+}
+
+// The table gives a difference and its negative one word but for the last bit, the sign.
+TEST(CodeWordRows, MotionVectorDifferencesMirror) {
+    std::map<unsigned, std::string> words;
+    for (const Code& code : qlip::vlc::kMvd)
+        words[code.value] = code.word;
+    for (unsigned row = 1; row < 32; ++row) {
+        std::string mirrored = words[64 - row];
+        ASSERT_EQ(mirrored.back(), '0');
+        mirrored.back() = '1';
+        EXPECT_EQ(words[row], mirrored) << row;
+    }
+}
+
+TEST(Cbpy, IsInvertedForEveryTypeButIntra) {
+    for (const unsigned type : {0U, 1U, 2U, 3U, 4U, 5U, 63U}) {
+        Walker walker({0b00101'111});  // 0001 for intra
+        walker.state.mb.mb_type = type;
+        walker.call(tbq_cbpy_parse);
+        EXPECT_EQ(walker.state.mb.cbpy, type == 3 || type == 4 ? 1U : 14U) << type;
+    }
+}
+
+}  // namespace
+}  // namespace qlip_test

@@ -1,0 +1,343 @@
+#include "tests/h263/walk_support.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr const char* kStartCode = "0000 0000 0000 0000 1 00000";
+
+// The fields of a header that the cases look at.
+struct Fields {
+    unsigned coding_type = 0, source_format = 0, pquant = 0, cpm = 0, plusptype = 0, ufep = 0, pcf = 0,
+             aic = 0, df = 0, ss = 0, sss = 0, mq = 0;
+    bool operator==(const Fields&) const = default;
+};
+
+Fields fields_of(const tbq_picture_info_t& p) {
+    EXPECT_EQ(p.clock_conv_code + p.clock_divisor + p.etr + p.pei, 0U);
+    return {p.coding_type, p.source_format, p.pquant, p.cpm, p.plusptype, p.ufep,
+            p.pcf,         p.aic,           p.df,     p.ss,  p.sss,       p.mq};
+}
+
+struct Header {
+    const char* name;
+    const char* bits;  // behind the start code
+    Fields fields;
+    const char* diagnostics;
+};
+
+// TR 00000101, then PTYPE or PLUSPTYPE and the fields behind it, spaced as the standard divides them.
+const Header kHeaders[] = {
+    {"intra_qcif", "00000101 10 000 010 0 0000 01101 0 0", {.source_format = 2, .pquant = 13}, ""},
+    {"inter_cif_with_cpm_and_psbi",
+     "00000101 10 000 011 1 0000 11111 1 01 0",
+     {.coding_type = 1, .source_format = 3, .pquant = 31, .cpm = 1},
+     ""},
+    {"three_psupp_bytes",
+     "00000101 10 000 001 0 0000 00001 0 1 11111111 1 00000000 1 10101010 0",
+     {.source_format = 1, .pquant = 1},
+     ""},
+    {"unsupported_modes_are_told_and_walked",
+     "00000101 11 000 010 1 1111 00100 0 0",
+     {.coding_type = 1, .source_format = 2, .pquant = 4},
+     "1 2 3 4 5 "},
+    {"plusptype_slices_deblocking_quantization",
+     "00000101 10 000 111 001 010 0 000 1 1 1 00 0 1 1000 001 000001 0 11 00110 0",
+     {.coding_type = 1,
+      .source_format = 2,
+      .pquant = 6,
+      .plusptype = 1,
+      .ufep = 1,
+      .aic = 1,
+      .df = 1,
+      .ss = 1,
+      .sss = 3,
+      .mq = 1},
+     ""},
+    {"plusptype_with_every_unsupported_mode",
+     "00000101 10 000 111 001 011 1 111 0 0 0 11 1 0 1001 111 000001 1 10 00110 0",
+     {.coding_type = 7, .source_format = 3, .pquant = 6, .cpm = 1, .plusptype = 1, .ufep = 1, .pcf = 1},
+     "2 3 4 6 7 8 9 10 "},
+    {"ufep_0_tells_no_format",
+     "00000101 10 000 111 000 001 000001 0 00111 0",
+     {.coding_type = 1, .source_format = 7, .pquant = 7, .plusptype = 1},
+     ""},
+    {"ufep_above_1",
+     "00000101 10 000 111 010 000 000001 0 00111 0",
+     {.source_format = 7, .pquant = 7, .plusptype = 1, .ufep = 2},
+     "11 "},
+    // The format of 16CIF (5), not the custom one (6), is followed by CPFMT, here with an extended aspect
+    // ratio.
+    {"sixteen_cif_skips_the_custom_format_fields",
+     "00000101 10 000 111 001 101 0 000 0 0 0 00 0 0 1000 000 000001 0 1111 0000000001000000010 "
+     "0000000100000001 "
+     "01000 0",
+     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1},
+     ""},
+    {"sixteen_cif_without_extended_aspect_ratio",
+     "00000101 10 000 111 001 101 0 000 0 0 0 00 0 0 1000 000 000001 0 0010 0000000001000000010 01000 0",
+     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1},
+     ""},
+    {"custom_format_does_not",
+     "00000101 10 000 111 001 110 0 000 0 0 0 00 0 0 1000 000 000001 0 00100 0",
+     {.source_format = 6, .pquant = 4, .plusptype = 1, .ufep = 1},
+     ""},
+    {"custom_clock_fields_are_not_skipped",
+     "00000101 10 000 111 001 010 1 000 0 0 0 00 0 0 1000 000 000001 0 10110 0",
+     {.source_format = 2, .pquant = 22, .plusptype = 1, .ufep = 1, .pcf = 1},
+     ""},
+};
+
+// "h263 parse error N" lines as "N ".
+std::string numbers_of(std::string printed) {
+    printed = printed.substr(0, printed.find("\nPicture Header"));
+    const std::string_view line = "h263 parse error ";
+    for (size_t at; (at = printed.find(line)) != std::string::npos;)
+        printed.erase(at, line.size());
+    for (char& c : printed)
+        c = c == '\n' ? ' ' : c;
+    return printed;
+}
+
+class PictureHeader : public testing::TestWithParam<Header> {};
+
+TEST_P(PictureHeader, IsReadToItsLastBit) {
+    const Header& header = GetParam();
+    const BitWriter writer = BitWriter().bits("10110").bits(kStartCode).bits(header.bits);
+    Walker walker(writer.bytes());
+    walker.pos = {0, 5};
+    walker.state.verbose = 1;
+    walker.state.gob.gquant = walker.state.slice.squant = walker.state.mb.cbpy = 9;
+    const std::string printed = printed_by([&] { walker.call(tbq_picture_header_parse); });
+    EXPECT_EQ(walker.err, 0);
+    EXPECT_EQ(walker.pos, bit_position(writer.count()));
+    EXPECT_EQ(walker.state.picture.tr, 5U);
+    EXPECT_EQ(walker.state.picture.valid + walker.state.picture.first_segment, 2U);
+    EXPECT_EQ(fields_of(walker.state.picture), header.fields);
+    EXPECT_EQ(walker.state.gob.gquant + walker.state.slice.squant + walker.state.mb.cbpy, 0U);
+    EXPECT_EQ(numbers_of(printed), header.diagnostics);
+}
+
+TEST_P(PictureHeader, CutAnywhereConsumesNothingAndIsNotCounted) {
+    const BitWriter writer = BitWriter().bits(kStartCode).bits(GetParam().bits);
+    for (unsigned long left = 0; left < writer.count(); ++left) {
+        // The header begins so late that its first `left` bits are the last of the data.
+        const unsigned ahead = (8 - left % 8) % 8;
+        BitWriter moved;
+        moved.number(0, ahead).bits(kStartCode).bits(GetParam().bits);
+        Bytes bytes = moved.bytes();
+        bytes.resize((ahead + left) / 8);
+        Walker walker(bytes);
+        walker.pos = bit_position(ahead);
+        walker.state.picture.sss = 2;
+        walker.call(tbq_picture_header_parse);
+        EXPECT_EQ(walker.err, 1) << left;
+        EXPECT_EQ(walker.pos, bit_position(ahead)) << left;
+        EXPECT_EQ(walker.state.picture.valid + walker.state.picture_number, 0U) << left;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PictureHeader, testing::ValuesIn(kHeaders),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(PictureHeaderState, TheStartCodeIsTakenOnTrust) {
+    const BitWriter writer = BitWriter().number(0x3FFFFF, 22).bits("00000101 10 000 010 0 0000 01101 0 0");
+    Walker walker(writer.bytes());
+    walker.call(tbq_picture_header_parse);
+    EXPECT_EQ(walker.pos, bit_position(writer.count()));
+    EXPECT_EQ(walker.state.picture.pquant, 13U);
+}
+
+TEST(PictureHeaderState, SssOutlivesThePictureAndNothingElseDoes) {
+    const Header& with_slices = kHeaders[4];
+    const Header& ufep_0 = kHeaders[6];
+    Walker walker(
+        BitWriter().bits(kStartCode).bits(with_slices.bits).bits(kStartCode).bits(ufep_0.bits).bytes());
+    walker.call(tbq_picture_header_parse);
+    walker.call(tbq_picture_header_parse);
+    Fields expected = ufep_0.fields;
+    expected.sss = 3;
+    EXPECT_EQ(fields_of(walker.state.picture), expected);
+}
+
+TEST(PictureHeaderState, APictureCountsOnceAndTheOneAtTheStartOfTheStreamNot) {
+    const Bytes bytes = BitWriter().bits(kStartCode).bits(kHeaders[0].bits).bytes();
+    Walker walker(bytes);
+    for (const auto& [offset, number] :
+         {std::pair(0UL, 0U), {100UL, 1U}, {100UL, 1U}, {200UL, 2U}, {100UL, 3U}}) {
+        walker.pos = {};
+        walker.state.base_offset = offset;
+        walker.call(tbq_picture_header_parse);
+        EXPECT_EQ(walker.state.picture_number, number) << offset;
+    }
+}
+
+// The fields of the picture that a segment header hangs on.
+struct Mode {
+    unsigned first_segment = 0, source_format = 0, cpm = 0, ss = 0, sss = 0;
+};
+
+void set_mode(tbq_picture_info_t& picture, const Mode& mode) {
+    picture.first_segment = mode.first_segment;
+    picture.source_format = mode.source_format;
+    picture.cpm = mode.cpm;
+    picture.ss = mode.ss;
+    picture.sss = mode.sss;
+}
+
+struct Segment {
+    const char* name;
+    Mode mode;
+    const char* bits;
+    unsigned long consumed;
+    const char* printed;
+};
+
+constexpr const char* kGobText =
+    "\nGOB Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  Group number       = 9\n"
+    "  GOB frame ID       = 2\n  GQUANT             = 0x1f\n";
+constexpr const char* kSliceText =
+    "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = "
+    "0x15\n";
+constexpr const char* kFirstSliceText =
+    "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = "
+    "0x0\n";
+
+const Segment kSegments[] = {
+    {"gob", {.cpm = 0}, "0000 0000 0000 0000 1 01001 10 11111", 29, kGobText},
+    {"gob_with_gsbi", {.cpm = 1}, "0000 0000 0000 0000 1 01001 01 10 11111", 31, kGobText},
+    {"first_gob_has_no_header", {.first_segment = 1}, "0000 0000 0000 0000 1 01001 10 11111", 0, ""},
+    // One bits up to a zero, SEPB1, MBA, SQUANT, SEPB3.
+    {"slice_sub_qcif", {.source_format = 1, .ss = 1}, "1110 1 000000 10101 1", 17, kSliceText},
+    {"slice_with_ssbi", {.source_format = 2, .cpm = 1, .ss = 1}, "0 1 0000 0000000 10101 1", 19, kSliceText},
+    {"rectangular_slice_cif",
+     {.source_format = 3, .ss = 1, .sss = 2},
+     "0 1 000000000 10101 00000 1",
+     22,
+     kSliceText},
+    {"slice_4cif_with_cpm_has_sepb2",
+     {.source_format = 4, .cpm = 1, .ss = 1},
+     "0 1 0000 00000000000 1 10101 1",
+     24,
+     kSliceText},
+    {"slice_16cif_has_sepb2",
+     {.source_format = 5, .ss = 1, .sss = 1},
+     "0 1 0000000000000 1 10101 1",
+     22,
+     kSliceText},
+    {"slice_of_no_format",
+     {.source_format = 7, .ss = 1, .sss = 2},
+     "0 0 00000000000000 0 10101 0000000 0",
+     30,
+     "h263 parse error 17\nh263 parse error 20\nh263 parse error 18\nh263 parse error 19\n"
+     "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = "
+     "0x15\n"},
+    {"first_slice",
+     {.first_segment = 1, .source_format = 5, .cpm = 1, .ss = 1},
+     "1 0000000000000 1",
+     15,
+     kFirstSliceText},
+    {"first_rectangular_slice_has_sepb2",
+     {.first_segment = 1, .source_format = 1, .ss = 1, .sss = 2},
+     "1 000000 1 0000 1",
+     13,
+     kFirstSliceText},
+};
+
+class SegmentHeader : public testing::TestWithParam<Segment> {};
+
+TEST_P(SegmentHeader, IsReadByTheModeOfThePicture) {
+    const Segment& segment = GetParam();
+    Walker walker(BitWriter().bits(segment.bits).number(0, 32).bytes());
+    set_mode(walker.state.picture, segment.mode);
+    walker.state.base_offset = 0x1000;
+    walker.state.gob.mb_count = 5;
+    walker.state.verbose = 1;
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_segment_header_parse); }), segment.printed);
+    EXPECT_EQ(walker.pos, bit_position(segment.consumed));
+    EXPECT_EQ(walker.err, 0);
+    const bool gob_header = segment.mode.ss == 0 && segment.consumed != 0;
+    EXPECT_EQ(walker.state.gob.mb_count, gob_header ? 0U : 5U);
+    EXPECT_EQ(walker.state.picture.first_segment, segment.consumed != 0 ? 0U : 1U);
+}
+
+TEST_P(SegmentHeader, CutInItsLastByteConsumesNothing) {
+    const Segment& segment = GetParam();
+    if (segment.consumed == 0) return;
+    Bytes bytes = BitWriter().bits(segment.bits).bytes();
+    bytes.resize((segment.consumed - 1) / 8);
+    Walker walker(bytes);
+    set_mode(walker.state.picture, segment.mode);
+    walker.call(tbq_segment_header_parse);
+    EXPECT_EQ(walker.err, 1);
+    EXPECT_EQ(walker.pos, tbq_pos_t{});
+    EXPECT_EQ(walker.state.gob.valid + walker.state.slice.valid, 0U);
+    EXPECT_EQ(walker.state.picture.first_segment, segment.mode.first_segment);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SegmentHeader, testing::ValuesIn(kSegments),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(Print, PictureOfPtype) {
+    Walker walker(BitWriter().bits(kStartCode).bits(kHeaders[0].bits).bytes());
+    walker.state.verbose = 1;
+    walker.state.base_offset = 0x1'0000'00AB;  // positions are cut to 32 bits
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_picture_header_parse); }),
+              "\nPicture Header: picture 1 start byte 0xab bit 0\n"
+              "  TR                 = 5\n"
+              "  Coding type        = 0 (I-picture)\n"
+              "  Source format      = 2 (QCIF)\n"
+              "  PQUANT             = 13\n"
+              "  CPM                = 0\n"
+              "  PEI                = 0\n"
+              "  PLUSPTYPE          = 0\n"
+              "  UFEP               = 0\n"
+              "  PCF (custom clock) = 0\n"
+              "  AIC                = 0\n"
+              "  DF                 = 0\n"
+              "  SS                 = 0 (GOB mode)\n"
+              "  SSS                = 0\n"
+              "  MQ                 = 0\n"
+              "  Clock conv. code   = 0\n"
+              "  Clock divisor      = 0\n");
+}
+
+TEST(Print, PictureOfPlusptype) {
+    Walker walker(BitWriter().bits("1").bits(kStartCode).bits(kHeaders[4].bits).bytes());
+    walker.state.verbose = 1;
+    walker.pos = {0, 1};
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_picture_header_parse); }),
+              "\nPicture Header: picture 1 start byte 0x0 bit 1\n"
+              "  TR                 = 5\n"
+              "  Coding type        = 1 (P-picture)\n"
+              "  Source format      = 2 (QCIF)\n"
+              "  PQUANT             = 6\n"
+              "  CPM                = 0\n"
+              "  PEI                = 0\n"
+              "  PLUSPTYPE          = 1\n"
+              "  UFEP               = 1\n"
+              "  PCF (custom clock) = 0\n"
+              "  AIC                = 1\n"
+              "  DF                 = 1\n"
+              "  SS                 = 1 (Slice structured mode)\n"
+              "  SSS                = 3\n"
+              "  MQ                 = 1\n"
+              "  Clock conv. code   = 0\n"
+              "  Clock divisor      = 0\n");
+}
+
+TEST(Print, SourceFormatsByName) {
+    const char* names[] = {"forbidden", "sub-QCIF", "QCIF",     "CIF",
+                           "4CIF",      "16CIF",    "reserved", "extended PTYPE"};
+    tbq_state_t state{};
+    const tbq_pos_t pos{};
+    for (unsigned format = 0; format < std::size(names); ++format) {
+        state.picture.source_format = format;
+        const std::string line =
+            "  Source format      = " + std::to_string(format) + " (" + names[format] + ")\n";
+        EXPECT_NE(printed_by([&] { tbq_picture_info_print(&state, &pos); }).find(line), std::string::npos)
+            << line;
+    }
+}
+
+}  // namespace
+}  // namespace qlip_test
