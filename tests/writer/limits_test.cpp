@@ -1,0 +1,113 @@
+// What a track takes and what it refuses, and what is left of a file that is too long.
+#include <gtest/gtest.h>
+
+#include "tests/writer/writer_fixture.h"
+
+namespace qlip_test {
+namespace {
+
+TEST(IsoffWriteTest, TestsComeInTheirOrder) {
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    unsigned char frame[13] = {};
+    EXPECT_EQ(isoFFwrite(nullptr, frame, 13, 160, 0), -1);
+    track->flags |= ISO_TRACK_CLOSED;
+    EXPECT_EQ(isoFFwrite(track, frame, -1, 160, 0), -1);
+    EXPECT_EQ(isoFFwrite(track, frame, 13, 160, 0), -8);
+    movie.file->status_flags |= ISO_STATUS_WRITE_FAILED;
+    EXPECT_EQ(isoFFwrite(track, frame, 13, 160, 0), -5);
+}
+
+TEST(IsoffWriteTest, AZeroDeltaRepeatsTheLastOne) {
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    movie.write(track, 13, 'x', 40);
+    movie.write(track, 13, 'x', 0);
+    movie.write(track, 13, 'x', 0);
+    EXPECT_EQ(track->duration, 120U);
+    EXPECT_EQ(track->stts_count, 1);
+}
+
+TEST(IsoffWriteTest, AFullFileClosesTheTrack) {
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    movie.file->max_file_size = 13 + 24;
+    EXPECT_EQ(movie.write(track, 13, 'x'), 13);
+    EXPECT_EQ(movie.write(track, 13, 'x'), -6);
+    movie.file->max_file_size = 0x7FFFFFFF;
+    EXPECT_EQ(movie.write(track, 13, 'x'), -8);
+}
+
+TEST(IsoffWriteTest, ADurationLimitClosesTheTrack) {
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    track->duration_limit = 320;
+    EXPECT_EQ(movie.write(track, 13, 'x'), 13);
+    EXPECT_EQ(movie.write(track, 13, 'x'), 13);
+    EXPECT_EQ(movie.write(track, 13, 'x'), -7);
+    EXPECT_EQ(movie.write(track, 13, 'x'), -8);
+    EXPECT_EQ(read_back(movie.close(), 1).size(), 2U);
+}
+
+TEST(IsoffWriteTest, DirectModeKnowsItsTracks) {
+    WriterFixture movie;
+    movie.direct(1);
+    movie.add_amr();
+    iso_track* second = movie.add_amr();
+    EXPECT_EQ(movie.write(second, 13, 'x'), -9);
+    EXPECT_EQ(second->sample_count, 0);
+}
+
+TEST(IsoffWriteTest, AFrameDroppedForRoomInDirectModeIsAcceptedAndClosesTheTrack) {
+    WriterFixture movie;
+    movie.direct(1);
+    iso_track* track = movie.add_amr();
+    movie.file->max_file_size = movie.file->header_bytes + 13 + 24;
+    EXPECT_EQ(movie.write(track, 13, 'x'), 13);
+    EXPECT_EQ(movie.write(track, 13, 'y'), 13);
+    EXPECT_EQ(movie.write(track, 13, 'z'), -8);
+    EXPECT_EQ(read_back(movie.close(), 1), std::vector<Bytes>{Bytes(13, 'x')});
+}
+
+TEST(FileLimitTest, AllTracksLoseTheirTailsAndEndAtAboutOneTime) {
+    WriterFixture movie;
+    iso_track* audio = movie.add_amr();
+    iso_track* video = movie.add_h263(10);
+    for (int i = 0; i < 500; ++i)
+        movie.write(audio, i % 2 ? 13 : 6, 'a');  // 10 s
+    for (int i = 0; i < 100; ++i)
+        movie.write(video, 200 + i, 'v');  // 10 s
+    movie.file->max_file_size = 12000;
+    const Bytes out = movie.close();
+    EXPECT_LE(out.size(), 12000U);
+    EXPECT_GT(out.size(), 10000U) << "far less was kept than fits";
+    const double audio_end = 0.02 * static_cast<double>(read_back(out, 1).size());
+    const double video_end = 0.1 * static_cast<double>(read_back(out, 2).size());
+    EXPECT_GT(audio_end, 1.0);
+    EXPECT_NEAR(audio_end, video_end, 1.0);
+}
+
+TEST(FileLimitTest, SyncSamplesAndGroupsAreCutWithTheSamples) {
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    for (int i = 0; i < 300; ++i)
+        movie.write(track, 13 + i % 2, 'a');
+    iso_sync_sample late = {290, nullptr};
+    iso_sync_sample early = {1, &late};
+    track->sync_list = &early;
+    track->sync_count = 2;
+    iso_group_run tail = {280, 2, nullptr};
+    iso_group_run head = {20, 1, &tail};
+    track->sbgp = &head;
+    track->sbgp_count = 2;
+    movie.file->max_file_size = 4000;
+    const Bytes out = movie.close();
+    const Bytes stss = full_box("stss", ByteWriter().u32(1).u32(1));
+    const Bytes sbgp = full_box("sbgp", ByteWriter().zeros(4).u32(1).u32(20).u32(1));
+    EXPECT_NE(std::search(out.begin(), out.end(), stss.begin(), stss.end()), out.end());
+    EXPECT_NE(std::search(out.begin(), out.end(), sbgp.begin(), sbgp.end()), out.end())
+        << "the run that passes the end goes as a whole";
+}
+
+}  // namespace
+}  // namespace qlip_test

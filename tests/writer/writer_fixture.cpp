@@ -1,0 +1,179 @@
+#include "tests/writer/writer_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "qlip/h263_isoff.h"
+
+namespace qlip_test {
+
+namespace {
+
+const Bytes kMatrix = ByteWriter().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000);
+
+Bytes tkhd(unsigned int id, unsigned int duration, unsigned int width, unsigned int height) {
+    return full_box("tkhd",
+                    ByteWriter()
+                        .u32(kCreated)
+                        .u32(kCreated)
+                        .u32(id)
+                        .u32(0)
+                        .u32(duration)
+                        .zeros(8)
+                        .zeros(8)
+                        .raw(kMatrix)
+                        .u16(width)
+                        .u16(0)
+                        .u16(height)
+                        .u16(0),
+                    0, 1);
+}
+
+Bytes mdhd(unsigned int timescale, unsigned int duration) {
+    return full_box("mdhd",
+                    ByteWriter().u32(kCreated).u32(kCreated).u32(timescale).u32(duration).u16(0x55C4).u16(0));
+}
+
+Bytes hdlr(const std::string& type) {
+    return full_box("hdlr", ByteWriter().u32(0).text(type).zeros(12).text(type).u8(0));
+}
+
+Bytes dinf() {
+    return container("dinf", {full_box("dref", ByteWriter().u32(1).raw(full_box("url ", {}, 0, 1)))});
+}
+
+Bytes stbl(const Bytes& entry, unsigned int delta, const ExpectedTrack& expected) {
+    ByteWriter stco;
+    stco.u32(expected.samples);
+    for (const unsigned int offset : expected.offsets)
+        stco.u32(offset);
+    return container("stbl",
+                     {full_box("stts", ByteWriter().u32(1).u32(expected.samples).u32(delta)),
+                      full_box("stsd", ByteWriter().u32(1).raw(entry)), full_box("stsz", expected.stsz),
+                      full_box("stsc", ByteWriter().u32(1).u32(1).u32(1).u32(1)), full_box("stco", stco)});
+}
+
+}  // namespace
+
+WriterFixture::WriterFixture() {
+    auto* io = nothing_.record();
+    char mode[] = "w";
+    file = isoFFopen(io, mode, nullptr);
+    file->stream = out.stream();
+    file->creation_time = file->modification_time = kCreated;
+}
+
+WriterFixture::~WriterFixture() {
+    if (file) close();
+}
+
+void WriterFixture::direct(int tracks) {
+    file->status_flags |= ISO_STATUS_DIRECT;
+    file->direct_tracks = tracks;
+}
+
+iso_track* WriterFixture::add_amr() {
+    iso_track* track = isoFFtrack(file);
+    std::strcpy(track->handler, "soun");
+    std::strcpy(track->vendor, "VXYZ");
+    track->codec = ISO_CODEC_SAMR;
+    track->timescale = 8000;
+    track->default_delta = 160;
+    track->mode_set = 0x81FF;
+    return track;
+}
+
+iso_track* WriterFixture::add_h263(unsigned int timescale) {
+    H263VCFG config = {};
+    config.width = 128;
+    config.height = 96;
+    config.timescale = static_cast<int>(timescale);
+    config.level = 10;
+    return h263_isoFFtrack(file, &config);
+}
+
+int WriterFixture::write(iso_track* track, int size, unsigned char fill, int delta, int cto) {
+    Bytes frame(static_cast<size_t>(size), fill);
+    return isoFFwrite(track, frame.data(), size, delta, cto);
+}
+
+const Bytes& WriterFixture::close() {
+    isoFFclose(file);
+    file = nullptr;
+    fflush(out.stream());
+    return out.bytes;
+}
+
+Bytes expected_ftyp() {
+    return box("ftyp", ByteWriter().text("3gp6").u32(256).text("3gp53gp4"));
+}
+
+Bytes expected_mvhd(unsigned int duration, unsigned int next_track_id) {
+    return full_box("mvhd", ByteWriter()
+                                .u32(kCreated)
+                                .u32(kCreated)
+                                .u32(600)
+                                .u32(duration)
+                                .u32(0x10000)
+                                .u16(256)
+                                .zeros(10)
+                                .raw(kMatrix)
+                                .zeros(24)
+                                .u32(next_track_id));
+}
+
+Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected) {
+    const Bytes damr = box("damr", ByteWriter().text("VXYZ").u8(0).u16(0x81FF).u8(0).u8(1));
+    const Bytes entry =
+        box("samr", ByteWriter().zeros(7).u8(1).zeros(8).u16(2).u16(16).zeros(4).u16(8000).u16(0).raw(damr));
+    const Bytes minf =
+        container("minf", {full_box("smhd", ByteWriter().u32(0)), dinf(), stbl(entry, 160, expected)});
+    const Bytes mdia = container("mdia", {mdhd(8000, 160 * expected.samples), hdlr("soun"), minf});
+    return container("trak", {tkhd(id, movie_duration, 0, 0), mdia});
+}
+
+Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected) {
+    const Bytes d263 = box("d263", ByteWriter().text("VXYZ").u8(0).u8(10).u8(0));
+    const Bytes entry = box("s263", ByteWriter()
+                                        .zeros(7)
+                                        .u8(1)
+                                        .zeros(16)
+                                        .u16(128)
+                                        .u16(96)
+                                        .u32(0x480000)
+                                        .u32(0x480000)
+                                        .u32(0)
+                                        .u16(1)
+                                        .zeros(32)
+                                        .u16(24)
+                                        .u16(0xFFFF)
+                                        .raw(d263));
+    const Bytes minf =
+        container("minf", {full_box("vmhd", ByteWriter().zeros(8), 0, 1), dinf(), stbl(entry, 1, expected)});
+    const Bytes mdia = container("mdia", {mdhd(30, expected.samples), hdlr("vide"), minf});
+    return container("trak", {tkhd(id, movie_duration, 128, 96), mdia});
+}
+
+std::vector<Bytes> read_back(const Bytes& bytes, int index) {
+    MemoryHost host(bytes);
+    auto* io = host.record();
+    char mode[] = "r";
+    iso_file* file = isoFFopen(io, mode, nullptr);
+    iso_track* track = isoFFselect(file, nullptr, index);
+    std::vector<Bytes> samples;
+    Bytes buffer(64000);
+    while (track && track->sample < track->sample_count) {
+        double time = 0;
+        int size = 0;
+        isoFFframeInfo(track, &time, &size);
+        const int got = isoFFread(track, buffer.data(), 64000, nullptr, nullptr);
+        EXPECT_EQ(got, size) << "sample " << samples.size() << " does not lie inside the file";
+        if (got != size) break;
+        samples.emplace_back(buffer.begin(), buffer.begin() + got);
+    }
+    isoFFclose(file);
+    return samples;
+}
+
+}  // namespace qlip_test
