@@ -19,6 +19,7 @@ struct tagSTSC_SAMPLE_ENTRY;
 struct tagSTTS_SAMPLE_ENTRY;
 
 namespace Vorn3gp {
+class Box;
 class ElstBox;
 class H263SampleEntry;
 class MP4VisualSampleEntry;
@@ -28,7 +29,6 @@ class StblBox;
 class StcoBox;
 class StscBox;
 class StssBox;
-class StsdBox;
 class StszBox;
 class SttsBox;
 class TrakBox;
@@ -111,7 +111,7 @@ class QLIP_API C3gpInterface {
     // a failure reading goes on where it was, but for a failure of the last step, the host's Seek.
     unsigned int SeekTo(_TAG_QLIP_SEEK_PARAMS* pParams);
 
-    // Releases everything and makes the object ready for another Open. Results: 0; 2 never.
+    // Releases everything and makes the object ready for another Open. Result: 0.
     unsigned int Close();
 
     // For the producers. A media sample's bytes, by number from 1. The two-argument form stores the buffer
@@ -279,4 +279,37 @@ class QLIP_API C3gpInterface {
     unsigned int m_uSeekFrameTime = 0;
 
     unsigned int m_uMaxVideoFrameBytes;
+
+  private:
+    void TakeModeSwitch(int iSwitch);
+    void SortTrack(Vorn3gp::TrakBox* pTrak);
+    void SortHintTrack(Vorn3gp::TrakBox* pTrak);
+    void ForgetTracks();
+    [[noreturn]] void FailWithoutTrack(const char* pszKind);
+    void ParseAudioCoder();
+    Vorn3gp::Box* FindVideoEntry();
+    void ParseVideoDelay();
+    void ParseAudioDelay();
+    void RequireBuffers() const;
+    void RequireCurrentSample() const;
+    [[noreturn]] void FailAtTableEnd(const char* pszTable) const;
+    unsigned int ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
+    void AdvanceSampleSize();
+    void AdvanceChunk();
+    void AdvanceTime();
+    unsigned int Deliver(unsigned char* pBuffer, unsigned int uToWrite, bool bIndexedRead);
+    void WaitForHintSample();
+    bool BuildFrame(double dSeconds);
+    PropFile* Producer() const;
+    unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
+    void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);
+    unsigned int CurrentMs();
+    [[noreturn]] void FailWithTimestamp();
+    unsigned int FindSyncSample(unsigned int uSample, unsigned int uFlags) const;
+    unsigned int NoteSeekTime(std::size_t uRow, unsigned int uIndex, unsigned int uTicks);
+    bool FindHintChunk(unsigned int uSample, unsigned int* puFirstInChunk);
+    unsigned int EnterHintChunk(unsigned int uSample, unsigned int uFirstInRun,
+                                const tagSTSC_SAMPLE_ENTRY& Entry);
+    unsigned int BytesBefore(unsigned int uSample, unsigned int uFirstInChunk, unsigned int* puSize);
+    unsigned int SizeOfHintSample(unsigned int uSample);
 };

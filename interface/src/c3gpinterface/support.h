@@ -1,0 +1,58 @@
+// What the files of the second reader share: the path that its log lines show, and its ways with failures.
+//
+// Operations of the class report failures by setting m_uStatus and throwing SimpleException. The public ones
+// run inside `guarded`, which lets nothing out.
+#pragma once
+
+#include "common/log.h"
+#include "qlip/c3gpinterface.h"
+
+namespace qlip {
+
+inline constexpr const char* kReaderPath = "interface/src/c3gpinterface";
+
+inline constexpr unsigned int kModeAudio = 1;
+inline constexpr unsigned int kModeVideo = 16;
+inline constexpr unsigned int kDirectionRead = 1;
+
+inline constexpr unsigned int kCodecH263 = 0;
+inline constexpr unsigned int kCodecH263_1998 = 1;
+inline constexpr unsigned int kCodecMpeg4 = 2;
+inline constexpr unsigned int kCodecNone = 3;
+
+inline constexpr unsigned int kNoOffset = 0xFFFFFFFF;
+
+// How log lines show a pointer: its low 32 bits.
+unsigned int printed(const void* pointer);
+
+// For handlers; call inside a catch block. Logs the exception in flight as a public operation does: an error
+// line for a SimpleException, an unprefixed line at any level for all else.
+void log_refusal() noexcept;
+
+// For handlers; call inside a catch block. Passes the exception in flight on as a SimpleException, with a
+// debug line when it was one already.
+[[noreturn]] void rethrow_as_simple();
+
+// Runs the work of a public operation. What it throws is logged, and a status of 0 becomes QLIP_FAILURE.
+// Returns whether nothing was thrown.
+template <class Work>
+bool guarded(unsigned int& status, Work work) {
+    try {
+        work();
+        return true;
+    } catch (...) {
+        log_refusal();
+        if (status == QLIP_SUCCESS) status = QLIP_FAILURE;
+        return false;
+    }
+}
+
+// The box, which must be there; otherwise status 4 and an exception that says which is missing.
+template <class BoxType>
+BoxType* required(BoxType* box, const char* name, unsigned int& status) {
+    if (box) return box;
+    status = QLIP_CORRUPT_FILE;
+    throw SimpleException(kReaderPath, __LINE__, "Could not find %s box", name);
+}
+
+}  // namespace qlip
