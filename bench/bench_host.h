@@ -1,0 +1,38 @@
+// A host over bytes in memory that costs as little as a host can, and one that keeps a list of the calls
+// made.
+#pragma once
+
+#include <vector>
+
+#include "qlip/qlip.h"
+#include "tests/support/memory_host.h"
+
+namespace qlip_bench {
+
+using qlip_test::Bytes;
+
+class BenchHost {
+  public:
+    enum class Kind { Seek, Read, IndexRead, Advance };
+    struct Call {
+        Kind kind;
+        unsigned int offset;
+        unsigned int count;
+    };
+
+    explicit BenchHost(const Bytes& bytes);
+    BenchHost(const BenchHost&) = delete;
+    BenchHost& operator=(const BenchHost&) = delete;
+
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* record() { return &record_; }
+
+    const unsigned char* data;
+    unsigned int size;
+    unsigned int position = 0;
+    std::vector<Call>* calls = nullptr;  // where calls are listed, if anywhere
+
+  private:
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE record_;
+};
+
+}  // namespace qlip_bench

@@ -1,0 +1,116 @@
+#include "bench/bench_movies.h"
+
+namespace qlip_bench {
+
+namespace {
+
+using qlip_test::ByteWriter;
+using qlip_test::TrackPlan;
+
+constexpr size_t kPicture = 1000;
+
+Bytes amr_sample(size_t frames) {
+    Bytes out;
+    for (size_t i = 0; i < frames; ++i) {
+        out.push_back(0x3C);  // mode 7, good quality
+        out.insert(out.end(), 31, static_cast<unsigned char>(i + 1));
+    }
+    return out;
+}
+
+// Pictures too large for one packet, without start codes to cut at, and with their own beginning.
+Bytes picture(const Bytes& beginning, size_t size) {
+    Bytes out = beginning;
+    out.resize(size, 0x55);
+    return out;
+}
+
+TrackPlan video(std::string_view entry, const Bytes& configuration, const Bytes& sample, size_t samples) {
+    TrackPlan track;
+    track.handler = "vide";
+    track.timescale = 90000;
+    track.delta = 6000;
+    track.width = 176;
+    track.height = 144;
+    track.samples.assign(samples, sample);
+    track.sample_entry = qlip_test::visual_entry(entry, 176, 144, configuration);
+    return track;
+}
+
+TrackPlan hints_for(size_t samples, unsigned int payload_type) {
+    TrackPlan track;
+    track.handler = "hint";
+    track.id = 2;
+    track.hint_reference = 1;
+    track.timescale = 90000;
+    track.delta = 6000;
+    track.sample_entry = qlip_test::rtp_entry(1400, 90000);
+    for (size_t i = 0; i < samples; ++i) {
+        qlip_test::HintPacket packet;
+        packet.sequence = static_cast<unsigned int>(i);
+        packet.marker = true;
+        packet.payload_type = payload_type;
+        packet.constructors = {
+            qlip_test::hint_immediate({0x04, 0x00}),
+            qlip_test::hint_sample_data(kPicture - 2, static_cast<unsigned int>(i + 1), 2)};
+        track.samples.push_back(qlip_test::hint_sample({packet}));
+    }
+    return track;
+}
+
+TrackPlan h263(size_t samples) {
+    return video("s263", qlip_test::d263(), picture({0, 0, 0x80, 0x02, 0x08}, kPicture), samples);
+}
+
+TrackPlan h264(size_t samples) {
+    const Bytes nal = picture(ByteWriter().u32(kPicture - 4).u8(0x41), kPicture);
+    return video("avc1", qlip_test::avcC(4, {{0x67, 0x42, 0, 13}}, {{0x68, 0xCE}}), nal, samples);
+}
+
+TrackPlan amr(size_t samples, size_t frames) {
+    TrackPlan track;
+    track.samples.assign(samples, amr_sample(frames));
+    track.delta = static_cast<unsigned int>(160 * frames);
+    track.samples_per_chunk = 10;
+    track.sample_entry = qlip_test::samr_entry(qlip_test::damr(static_cast<unsigned int>(frames)));
+    return track;
+}
+
+std::vector<TrackPlan> tracks_of(Content content, size_t samples) {
+    switch (content) {
+        case Content::AmrOneFrame:
+            return {amr(samples, 1)};
+        case Content::AmrTenFrames:
+            return {amr(samples, 10)};
+        case Content::H263:
+            return {h263(samples)};
+        case Content::Mpeg4:
+            return {video("mp4v", qlip_test::esds({0, 0, 1, 0xB0, 8}),
+                          picture({0, 0, 1, 0xB6, 0x50}, kPicture), samples)};
+        case Content::H264:
+            return {h264(samples)};
+        case Content::H263Hinted:
+            return {h263(samples), hints_for(samples, 96)};
+        case Content::H264Hinted:
+            return {h264(samples), hints_for(samples, 97)};
+    }
+    return {};
+}
+
+}  // namespace
+
+const char* name_of(Content content) {
+    constexpr const char* kNames[] = {"amr_1_frame", "amr_10_frames", "h263",       "mpeg4",
+                                      "h264",        "h263_hinted",   "h264_hinted"};
+    return kNames[static_cast<int>(content)];
+}
+
+bool is_audio(Content content) {
+    return content == Content::AmrOneFrame || content == Content::AmrTenFrames;
+}
+
+Bytes make_movie(Content content, size_t samples) {
+    return qlip_test::build_movie({.tracks = tracks_of(content, samples), .moov_first = true});
+}
+
+}  // namespace qlip_bench
