@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <random>
+
+#include "tests/h263/walk_support.h"
+
+namespace qlip_test {
+namespace {
+
+struct Search {
+    const char* name;
+    Bytes bytes;
+    tbq_pos_t in;
+    tbq_boundary_t kind;
+    tbq_pos_t out;
+    unsigned ss = 0;
+    const char* printed = "";
+};
+
+const Search kSearches[] = {
+    {"picture", {1, 2, 3, 4, 5, 0, 0, 0x80, 9}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
+    {"picture_with_low_bits", {1, 2, 3, 4, 5, 0, 0, 0x83}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
+    {"group_1", {1, 2, 3, 4, 5, 0, 0, 0x84}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {5, 0}},
+    {"all_ones", {1, 2, 3, 4, 5, 0, 0, 0xFF}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {5, 0}},
+    {"last_two_of_more_zero_bytes", {1, 2, 3, 4, 5, 0, 0, 0, 0x80}, {0, 0}, TBQ_BOUNDARY_PICTURE, {6, 0}},
+    {"from_the_place_found_the_same_again", {1, 0, 0, 0x80}, {1, 0}, TBQ_BOUNDARY_PICTURE, {1, 0}},
+    {"from_behind_it_nothing", {1, 0, 0, 0x80}, {1, 1}, TBQ_BOUNDARY_NONE, {1, 1}},
+    {"one_bit_off_the_grid", {0, 0, 0x44, 0xFF}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
+    {"six_bits_end_with_the_data", {0, 0, 0x44}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
+    {"picture_off_the_grid_is_passed_over",
+     {0, 0, 0x40, 0xFF, 0, 0, 0x90},
+     {0, 0},
+     TBQ_BOUNDARY_SEGMENT,
+     {4, 0},
+     0,
+     "h263 parse error 22\n"},
+    {"off_the_grid_in_slices_is_passed_over",
+     {0, 0, 0x44, 0xFF, 0, 0, 0x90},
+     {0, 0},
+     TBQ_BOUNDARY_SEGMENT,
+     {4, 0},
+     1,
+     "h263 parse error 23\n"},
+    {"zeros_on_both_sides_of_one_zero_byte", {0xF0, 0, 0x0F, 0x80}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 4}},
+    {"the_same_cut_within_the_six_bits", {0xF0, 0, 0x0F}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"fifteen_zeros_are_too_few", {0xF0, 0, 0x1F, 0x80}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"zeros_that_began_ahead_of_in", {0xF0, 0, 0x0F, 0x80}, {0, 5}, TBQ_BOUNDARY_NONE, {0, 5}},
+    {"zeros_just_at_in", {0xF0, 0, 0x0F, 0x80}, {0, 4}, TBQ_BOUNDARY_SEGMENT, {0, 4}},
+    {"no_zero_byte", {1, 2, 3, 4}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"zeros_up_to_the_end", {1, 0, 0, 0}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"no_data", {}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"from_the_end", {0, 0, 0x80}, {3, 0}, TBQ_BOUNDARY_NONE, {3, 0}},
+    {"from_the_last_bits", {0, 0, 0x80}, {2, 5}, TBQ_BOUNDARY_NONE, {2, 5}},
+    {"from_far_beyond_the_end", {0, 0, 0x80}, {~0UL, 3}, TBQ_BOUNDARY_NONE, {~0UL, 3}},
+};
+
+class BoundarySearch : public testing::TestWithParam<Search> {};
+
+TEST_P(BoundarySearch, FindsTheFirstStartCode) {
+    const Search& search = GetParam();
+    Walker walker(search.bytes);
+    walker.pos = search.in;
+    walker.state.picture.ss = search.ss;
+    walker.state.picture.first_segment = 1;
+    walker.state.verbose = 1;
+    tbq_boundary_t kind{};
+    EXPECT_EQ(printed_by([&] { kind = walker.call(tbq_boundary_next); }), search.printed);
+    EXPECT_EQ(kind, search.kind);
+    EXPECT_EQ(walker.pos, search.out);
+    EXPECT_EQ(walker.err, kind == TBQ_BOUNDARY_NONE ? 1 : 0);
+    EXPECT_EQ(walker.state.picture.first_segment, kind == TBQ_BOUNDARY_NONE ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, BoundarySearch, testing::ValuesIn(kSearches),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(Boundary, NothingIsSearchedOnceTheFlagIsSet) {
+    Walker walker({0, 0, 0x80});
+    walker.err = 1;
+    EXPECT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
+    EXPECT_EQ(walker.pos, tbq_pos_t{});
+}
+
+TEST(Boundary, TraceLeavesTheKindBlank) {
+    Walker walker({1, 0, 0, 0x90});
+    walker.state.trace = 1;
+    walker.state.base_offset = 0x100;
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_boundary_next); }),
+              "boundary_type =                     ,  byte =  0x101, bit = 0\n");
+    for (const auto kind : {TBQ_BOUNDARY_NONE, TBQ_BOUNDARY_PICTURE, TBQ_BOUNDARY_SEGMENT}) {
+        EXPECT_STREQ(tbq_boundary_to_str(kind), "");
+    }
+}
+
+// Bits in which no 16 zeros stand together but those of the planted group start codes.
+TEST(Boundary, EveryPlantedStartCodeIsFoundAtItsBit) {
+    std::mt19937 random(263);
+    for (int round = 0; round < 2000; ++round) {
+        BitWriter writer;
+        std::vector<tbq_pos_t> planted;
+        for (int code = 0; code < 4; ++code) {
+            for (unsigned n = random() % 12 + 2; n-- > 0;)
+                writer.number(random() % 255 + 1, 8);
+            writer.number(~0UL, 1 + random() % 8);
+            writer.number(0, random() % 9);  // stuffing
+            planted.push_back(bit_position(writer.count()));
+            writer.number(0, 16).number(0x21 + random() % 31, 6).number(~0UL, 8);
+        }
+        Walker walker(writer.bytes());
+        for (const tbq_pos_t& expected : planted) {
+            ASSERT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_SEGMENT) << round;
+            ASSERT_EQ(walker.pos, expected) << round;
+            tbq_pos_add(&walker.pos, &walker.pos, 22);
+        }
+        ASSERT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE) << round;
+    }
+}
+
+// Zeros with single ones in between start the search anew each time; a search that went back would not end in
+// time.
+TEST(Boundary, HostileZerosTakeLinearTime) {
+    constexpr size_t kSize = 16 << 20;
+    Bytes zeros(kSize, 0);
+    for (size_t i = 2; i < kSize; i += 3)
+        zeros[i] = 0x40;
+    Walker walker(zeros);
+    EXPECT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
+    Walker run(Bytes(kSize, 0));
+    EXPECT_EQ(run.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
+}
+
+}  // namespace
+}  // namespace qlip_test

@@ -1,0 +1,201 @@
+#include <memory>
+
+#include "qlip/h263_isoff.h"
+#include "tests/h263/walk_support.h"
+
+namespace qlip_test {
+namespace {
+
+// What a record holds before the scan: nothing of it may be a value that a picture gives.
+constexpr H263VCFG kBefore{{71, 72, 73}, 74, 75, 76, 77, 78, 79, 80, 81, 82};
+
+struct Scan {
+    const char* name;
+    Bytes bytes;
+    int offset;
+    int width, height, tr, plusptype, source_format, frame_type;
+};
+
+class Config : public testing::TestWithParam<Scan> {};
+
+TEST_P(Config, ComesFromTheFirstUsablePicture) {
+    const Scan& scan = GetParam();
+    const auto data = std::make_unique<unsigned char[]>(scan.bytes.size());
+    std::copy(scan.bytes.begin(), scan.bytes.end(), data.get());
+    H263VCFG config = kBefore;
+    EXPECT_EQ(h263_get_config(data.get(), static_cast<int>(scan.bytes.size()), &config), scan.offset);
+    EXPECT_EQ(config.width, scan.width);
+    EXPECT_EQ(config.height, scan.height);
+    EXPECT_EQ(config.tr, scan.tr);
+    EXPECT_EQ(config.plusptype, scan.plusptype);
+    EXPECT_EQ(config.source_format, scan.source_format);
+    EXPECT_EQ(config.frame_type, scan.frame_type);
+    EXPECT_EQ(config.timescale + config.profile + config.level, 76 + 78 + 79);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pictures, Config,
+    testing::Values(
+        Scan{"intra_sub_qcif", {0, 0, 0x80, 0x06, 0x04, 0}, 0, 128, 96, 1, 0, 1, 0},
+        Scan{"inter_qcif", {0, 0, 0x83, 0xFE, 0x0A, 0}, 0, 176, 144, 255, 0, 2, 1},
+        Scan{"intra_cif_behind_other_bytes", {9, 0, 0, 0x81, 0x02, 0x0C, 0}, 1, 352, 288, 64, 0, 3, 0},
+        Scan{"too_short", {0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
+        Scan{"start_code_in_the_last_five_bytes", {9, 0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
+        Scan{"cif_4_leaves_its_marks", {0, 0, 0x80, 0x06, 0x12, 0}, -1, 75, 74, 1, 0, 4, 1},
+        Scan{"cif_16_is_passed_over_for_the_next",
+             {0, 0, 0x80, 0x06, 0x14, 0, 0, 0, 0x80, 0x0A, 0x08, 0},
+             6,
+             176,
+             144,
+             2,
+             0,
+             2,
+             0},
+        Scan{"plusptype_intra_cif", {0, 0, 0x83, 0xFC, 0x1C, 0xB0, 0, 0xFB}, 0, 352, 288, 255, 1, 3, 0},
+        Scan{"plusptype_inter_qcif", {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0, 0x04}, 0, 176, 144, 255, 1, 2, 1},
+        Scan{"plusptype_without_room_for_the_picture_type",
+             {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0},
+             0,
+             176,
+             144,
+             255,
+             1,
+             2,
+             82},
+        Scan{"plusptype_without_format_is_taken_for_qcif",
+             {0, 0, 0x83, 0xFC, 0x1C, 0x10},
+             0,
+             176,
+             144,
+             255,
+             1,
+             81,
+             1},
+        Scan{"plusptype_intra_without_format", {0, 0, 0x83, 0xFC, 0x1C, 0x6F}, 0, 176, 144, 255, 1, 81, 0},
+        Scan{"plusptype_custom_format", {0, 0, 0x80, 0, 0x1C, 0xE0, 0, 0x04}, -1, 75, 74, 0, 1, 6, 1},
+        Scan{"ufep_above_1_is_no_picture", {0, 0, 0x80, 0x06, 0x1D, 0xA0, 0, 0}, -1, 75, 74, 1, 80, 81, 82}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(FrameType, OfIntraInterAndNoPicture) {
+    unsigned char intra[] = {0, 0, 0x80, 0x06, 0x08, 0};
+    unsigned char inter[] = {0, 0, 0x80, 0x06, 0x0A, 0};
+    EXPECT_EQ(h263_get_frame_type(intra, 6), 0);
+    EXPECT_EQ(h263_get_frame_type(inter, 6), 1);
+    EXPECT_EQ(h263_get_frame_type(inter, 5), -1);
+    EXPECT_EQ(h263_get_frame_type(nullptr, 0), -1);
+    EXPECT_EQ(h263_get_frame_type(nullptr, -2147483647 - 1), -1);
+}
+
+TEST(Track, CarriesTheConfiguration) {
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = nullptr;
+    char mode[] = "w";
+    iso_file* file = isoFFopen(io, mode, nullptr);
+    ASSERT_NE(file, nullptr);
+    H263VCFG config{{}, 144, 176, 90000, 5, 1, 10, 0, 2, 0};
+    const unsigned int header_bytes = file->header_bytes;
+    file->max_duration = 100.5;
+    const iso_track* track = h263_isoFFtrack(file, &config);
+    ASSERT_NE(track, nullptr);
+    EXPECT_EQ(file->visual_profile, 1U);
+    EXPECT_STREQ(track->vendor, "VXYZ");
+    EXPECT_STREQ(track->handler, "vide");
+    EXPECT_EQ(track->codec, ISO_CODEC_S263);
+    EXPECT_EQ(track->decoder_version, 0);
+    EXPECT_EQ(track->profile, 1);
+    EXPECT_EQ(track->level, 10);
+    EXPECT_EQ(track->timescale, 90000U);
+    EXPECT_EQ(track->default_delta, 1U);
+    EXPECT_EQ(track->width, 176U);
+    EXPECT_EQ(track->height, 144U);
+    EXPECT_EQ(track->h_resolution, 0x480000U);
+    EXPECT_EQ(track->v_resolution, 0x480000U);
+    EXPECT_EQ(track->depth, 24U);
+    EXPECT_EQ(track->duration_limit, 9045000U);
+    EXPECT_GE(file->header_bytes, header_bytes + 121);
+    file->max_duration = 1e9;
+    EXPECT_EQ(h263_isoFFtrack(file, &config)->duration_limit, 0xFFFFFFFFU);
+    EXPECT_EQ(h263_isoFFtrack(nullptr, &config), nullptr);
+    EXPECT_EQ(h263_isoFFtrack(file, nullptr), nullptr);
+    isoFFclose(file);
+}
+
+struct Fragment {
+    const char* name;
+    unsigned source_format, coding_type, gquant, group_number, mb_number;
+    unsigned rows[4];  // hmvd, vmvd, hmvd3, vmvd3
+    unsigned start_bit, end_bit;
+    const char* bits;
+};
+
+class ModeBHeader : public testing::TestWithParam<Fragment> {};
+
+TEST_P(ModeBHeader, IsPackedFieldByField) {
+    const Fragment& f = GetParam();
+    tbq_state_t state{};
+    state.picture.source_format = f.source_format;
+    state.picture.coding_type = f.coding_type;
+    state.gob.gquant = 31;  // of the walker's own place, not of the cut
+    tbq_gob_info_t gob{};
+    gob.gquant = f.gquant;
+    gob.group_number = f.group_number;
+    tbq_mb_info_t mb{};
+    mb.mb_number = f.mb_number;
+    mb.hmvd = f.rows[0];
+    mb.vmvd = f.rows[1];
+    mb.hmvd3 = f.rows[2];
+    mb.vmvd3 = f.rows[3];
+    tbq_pos_t start{100, f.start_bit};
+    tbq_pos_t end{200, f.end_bit};
+    Bytes header(8, 0xAA);
+    put_rfc2190_B(header.data(), &state, &gob, &mb, &start, &end);
+    EXPECT_EQ(header, BitWriter().bits(f.bits).bytes());
+}
+
+// F P SBIT EBIT, SRC QUANT, GOBN MBA R, I U S A, HMV1 VMV1 HMV2 VMV2.
+INSTANTIATE_TEST_SUITE_P(
+    Fields, ModeBHeader,
+    testing::Values(
+        Fragment{"no_vectors_read_as_minus_32",
+                 2,
+                 0,
+                 0,
+                 0,
+                 0,
+                 {0, 0, 0, 0},
+                 3,
+                 5,
+                 "1 0 011 011 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000"},
+        Fragment{"no_difference_reads_as_0",
+                 2,
+                 1,
+                 0,
+                 0,
+                 0,
+                 {32, 32, 32, 32},
+                 0,
+                 0,
+                 "1 0 000 000 010 00000 00000 000000000 00 1 000 0000000 0000000 0000000 0000000"},
+        Fragment{"every_field",
+                 7,
+                 1,
+                 31,
+                 17,
+                 0x155,
+                 {63, 33, 1, 31},
+                 7,
+                 1,
+                 "1 0 111 111 111 11111 10001 101010101 00 1 000 0011111 0000001 1100001 1111111"},
+        Fragment{"values_are_cut_to_their_fields",
+                 3,
+                 2,
+                 33,
+                 34,
+                 0x201,
+                 {32, 32, 32, 32},
+                 0,
+                 7,
+                 "1 0 000 001 011 00001 00010 000000001 00 0 000 0000000 0000000 0000000 0000000"}),
+    [](const auto& test) { return test.param.name; });
+
+}  // namespace
+}  // namespace qlip_test
