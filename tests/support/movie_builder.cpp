@@ -49,16 +49,28 @@ Bytes stsz(const TrackPlan& track) {
     return full_box("stsz", out);
 }
 
-// One run, and a second row for a last chunk that holds fewer samples.
+// Samples in each chunk.
+std::vector<unsigned int> chunk_lengths(const TrackPlan& track) {
+    std::vector<unsigned int> out;
+    for (size_t left = track.samples.size(); left > 0; left -= out.back()) {
+        const unsigned int wanted =
+            out.size() < track.chunks.size() ? track.chunks[out.size()] : track.samples_per_chunk;
+        out.push_back(static_cast<unsigned int>(std::min<size_t>(std::max(wanted, 1U), left)));
+    }
+    return out;
+}
+
+// A row for every chunk whose number of samples differs from that of the chunk before.
 Bytes stsc(const TrackPlan& track) {
-    const auto count = static_cast<unsigned int>(track.samples.size());
-    const unsigned int per_chunk = track.samples_per_chunk;
-    const unsigned int rest = count % per_chunk;
-    const unsigned int full = count / per_chunk;
+    std::vector<std::pair<unsigned int, unsigned int>> rows;
+    const std::vector<unsigned int> lengths = chunk_lengths(track);
+    for (unsigned int i = 0; i < lengths.size(); ++i)
+        if (rows.empty() || rows.back().second != lengths[i]) rows.emplace_back(i + 1, lengths[i]);
+    if (rows.empty()) rows.emplace_back(1, 1);
     ByteWriter out;
-    const bool two_rows = rest != 0 && full > 0;
-    out.u32(two_rows ? 2 : 1).u32(1).u32(full > 0 ? per_chunk : std::max(rest, 1U)).u32(1);
-    if (two_rows) out.u32(full + 1).u32(rest).u32(1);
+    out.u32(static_cast<unsigned int>(rows.size()));
+    for (const auto& [chunk, samples] : rows)
+        out.u32(chunk).u32(samples).u32(1);
     return full_box("stsc", out);
 }
 
@@ -130,14 +142,18 @@ MediaLayout lay_out(const MoviePlan& plan) {
     MediaLayout out;
     out.offsets.resize(plan.tracks.size());
     std::vector<size_t> next(plan.tracks.size(), 0);
+    std::vector<std::vector<unsigned int>> lengths;
+    for (const TrackPlan& track : plan.tracks)
+        lengths.push_back(chunk_lengths(track));
     for (bool more = true; more;) {
         more = false;
         for (size_t t = 0; t < plan.tracks.size(); ++t) {
             const TrackPlan& track = plan.tracks[t];
             if (next[t] >= track.samples.size()) continue;
             more = true;
+            const unsigned int length = lengths[t][out.offsets[t].size()];
             out.offsets[t].push_back(size_of(out.data));
-            for (unsigned int i = 0; i < track.samples_per_chunk && next[t] < track.samples.size(); ++i) {
+            for (unsigned int i = 0; i < length; ++i) {
                 const Bytes& bytes = track.samples[next[t]++];
                 out.data.insert(out.data.end(), bytes.begin(), bytes.end());
             }

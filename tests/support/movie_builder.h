@@ -19,6 +19,8 @@ struct TrackPlan {
     std::vector<std::pair<unsigned int, unsigned int>> ctts = {};  // (count, offset); left out when empty
     std::vector<unsigned int> sync = {};                           // stss; left out when empty
     unsigned int samples_per_chunk = 1;
+    std::vector<unsigned int> chunks =
+        {};                              // samples of the first chunks; samples_per_chunk goes on from there
     bool constant_size = false;          // stsz with a sample size instead of a table
     unsigned int width = 0, height = 0;  // pixels
     Bytes sample_entry = {};             // the box inside stsd
