@@ -1,0 +1,129 @@
+// AMR frame layouts and the conversions between them.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "qlip/amr_isoff.h"
+#include "tests/support/box_builder.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr int kSpeechBits[] = {95, 103, 118, 134, 148, 159, 204, 244, 39};
+
+// A storage frame with random speech bits and zero padding.
+Bytes storage_frame(unsigned int mode, std::mt19937& random) {
+    Bytes frame{static_cast<unsigned char>(mode << 3 | 4)};
+    frame.resize(1 + static_cast<size_t>(kSpeechBits[mode] + 7) / 8);
+    for (int i = 0; i < kSpeechBits[mode]; ++i) {
+        if (random() % 2 == 0)
+            frame[1 + static_cast<size_t>(i) / 8] |= static_cast<unsigned char>(0x80 >> i % 8);
+    }
+    return frame;
+}
+
+// The packed layout bit by bit: four bits of mode, then the speech bits, each byte filled from its low bit.
+Bytes packed_by_bits(const Bytes& frame) {
+    const unsigned int mode = frame[0] >> 3 & 15u;
+    Bytes packed((static_cast<size_t>(kSpeechBits[mode]) + 11) / 8);
+    packed[0] = static_cast<unsigned char>(mode);
+    for (size_t i = 0; i < static_cast<size_t>(kSpeechBits[mode]); ++i) {
+        const bool set = (frame[1 + i / 8] & 0x80 >> i % 8) != 0;
+        if (set) packed[(i + 4) / 8] |= static_cast<unsigned char>(1 << (i + 4) % 8);
+    }
+    return packed;
+}
+
+TEST(AmrHelpers, ASilenceFrameWorkedOutByHand) {
+    // Speech bits 0, 2, 7 and 38 are set: positions 4, 6, 11 and 42 of the packed frame.
+    Bytes storage = hex("44 A1 00 00 00 02");
+    Bytes packed(6);
+    EXPECT_EQ(amr2cod(storage.data(), packed.data()), 6);
+    EXPECT_EQ(packed, hex("58 08 00 00 00 04"));
+    Bytes back(6);
+    EXPECT_EQ(cod2amr(packed.data(), back.data()), 6);
+    EXPECT_EQ(back, storage);
+}
+
+TEST(AmrHelpers, EverySpeechModeConvertsBitByBitAndBack) {
+    std::mt19937 random(26101);
+    Bytes run, packed_run;
+    for (unsigned int mode = 0; mode < 9; ++mode) {
+        Bytes frame = storage_frame(mode, random);
+        const Bytes expected = packed_by_bits(frame);
+        EXPECT_EQ(amr_get_size(frame.data(), AMR_FORMAT_STORAGE), static_cast<int>(frame.size()));
+        Bytes packed(expected.size());
+        EXPECT_EQ(amr_get_size(Bytes(expected).data(), AMR_FORMAT_PACKED), static_cast<int>(expected.size()));
+        ASSERT_EQ(amr2cod(frame.data(), packed.data()), static_cast<int>(expected.size()));
+        EXPECT_EQ(packed, expected) << mode;
+        Bytes back(frame.size());
+        ASSERT_EQ(cod2amr(packed.data(), back.data()), static_cast<int>(frame.size()));
+        EXPECT_EQ(back, frame) << mode;
+        run = join({run, frame, {0x78}});
+        packed_run = join({packed_run, packed, {15}});
+    }
+    Bytes converted(packed_run.size());
+    EXPECT_EQ(amr1_to_amr2(run.data(), converted.data(), static_cast<int>(run.size())),
+              static_cast<int>(packed_run.size()));
+    EXPECT_EQ(converted, packed_run);
+    Bytes back(run.size());
+    EXPECT_EQ(amr2_to_amr1(converted.data(), back.data(), static_cast<int>(converted.size())),
+              static_cast<int>(run.size()));
+    EXPECT_EQ(back, run);
+}
+
+TEST(AmrHelpers, RunsStopAtAFrameThatHasNoPackedFormOrIsCutShort) {
+    const Bytes silence = hex("44 A1 00 00 00 02");
+    for (const char* tail : {"50", "44 A1 00 00 00"}) {
+        Bytes storage = join({silence, hex(tail)});
+        storage.shrink_to_fit();
+        Bytes packed(storage.size() + 1, 0xEE);
+        EXPECT_EQ(amr1_to_amr2(storage.data(), packed.data(), static_cast<int>(storage.size())), 6) << tail;
+        EXPECT_EQ(packed[6], 0xEE);
+    }
+    for (const char* tail : {"0A", "58 08 00 00 00"}) {
+        Bytes packed = join({hex("58 08 00 00 00 04"), hex(tail)});
+        packed.shrink_to_fit();
+        Bytes storage(packed.size() + 2, 0xEE);
+        EXPECT_EQ(amr2_to_amr1(packed.data(), storage.data(), static_cast<int>(packed.size())), 6) << tail;
+        EXPECT_EQ(storage[6], 0xEE);
+    }
+}
+
+struct SizeCase {
+    unsigned char first;
+    int format, size;
+};
+class AmrSizes : public testing::TestWithParam<SizeCase> {};
+
+TEST_P(AmrSizes, FollowTheFirstByte) {
+    unsigned char first = GetParam().first;
+    EXPECT_EQ(amr_get_size(&first, GetParam().format), GetParam().size);
+}
+
+INSTANTIATE_TEST_SUITE_P(AmrHelpers, AmrSizes,
+                         testing::Values(SizeCase{0x3C, 1, 32}, SizeCase{0x48, 1, 1}, SizeCase{0x7C, 1, 1},
+                                         SizeCase{0xF7, 2, 31}, SizeCase{0x09, 2, 1}, SizeCase{0x44, 3, 61},
+                                         SizeCase{0x48, 3, 7}, SizeCase{0x7C, 3, 1}, SizeCase{0x3C, 0, -1},
+                                         SizeCase{0x3C, 4, -1}));
+
+struct FormatCase {
+    unsigned char first;
+    int size, format, mode;
+};
+class AmrFormats : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(AmrFormats, AreToldBySizeAndMode) {
+    unsigned char first = GetParam().first;
+    int mode = -1;
+    EXPECT_EQ(amr_get_format(&first, GetParam().size, &mode), GetParam().format);
+    EXPECT_EQ(mode, GetParam().mode);
+}
+
+INSTANTIATE_TEST_SUITE_P(AmrHelpers, AmrFormats,
+                         testing::Values(FormatCase{0x3C, 32, 1, 7}, FormatCase{0x78, 1, 1, 15},
+                                         FormatCase{0x07, 31, 2, 7}, FormatCase{0x0F, 1, 2, 15},
+                                         FormatCase{0x50, 1, -1, 0}, FormatCase{0x3C, 31, -1, 12}));
+
+}  // namespace
+}  // namespace qlip_test

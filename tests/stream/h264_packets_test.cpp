@@ -1,0 +1,245 @@
+// H.264 samples as single NAL unit packets and FU-A fragments, and parameter sets as packets.
+#include <numeric>
+
+#include "stream/parameter_sets.h"
+#include "tests/stream/packets.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr unsigned int kType = 103;
+const Bytes kSps = hex("67 42 C0 0A A1");
+const Bytes kPps = hex("68 CE 3C");
+
+// A NAL unit of `size` bytes, each byte behind the first telling where it stands.
+Bytes nal(unsigned char first, size_t size) {
+    Bytes bytes(size);
+    std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(0));
+    bytes.at(0) = first;
+    return bytes;
+}
+
+Bytes behind_length(const Bytes& unit, int prefix_size) {
+    Bytes bytes;
+    for (int i = prefix_size - 1; i >= 0; --i) {
+        bytes.push_back(static_cast<unsigned char>(unit.size() >> (8 * i)));
+    }
+    return join({bytes, unit});
+}
+
+Bytes sample_of(std::initializer_list<Bytes> units, int prefix_size = 4) {
+    Bytes all;
+    for (const Bytes& unit : units)
+        all = join({all, behind_length(unit, prefix_size)});
+    return all;
+}
+
+Bytes fu(unsigned char indicator, unsigned char header, const Bytes& unit, size_t from, size_t count) {
+    return join({{indicator, header}, part(unit, from, count)});
+}
+
+struct H264 {
+    explicit H264(int prefix_size = 4) : sets(sample_of({kSps, kPps}, prefix_size == 4 ? 4 : 2)) {
+        native = native_for(ISO_CODEC_AVC1);
+        native.nal_length_size = static_cast<unsigned int>(prefix_size);
+        native.dsi = sets.data();
+        native.dsi_size = static_cast<unsigned int>(sets.size());
+    }
+    Result packetise(const Bytes& sample, int out_size = 70000) {
+        return qlip_test::packetise(wld_rfc3984_packet, native, sample, 0.04, out_size);
+    }
+    Bytes sets;
+    wld_native native;
+};
+
+TEST(H264Packets, ALongNalBecomesFragmentsAndOnlyTheLastHasEndAndMarker) {
+    H264 h264;
+    const Bytes unit = nal(0x61, 2000);
+    EXPECT_EQ(h264.packetise(sample_of({unit})).bytes,
+              records({{kType, false, 0, 0, fu(0x7C, 0x81, unit, 1, 1398)},
+                       {kType, true, 1, 0, fu(0x7C, 0x41, unit, 1399, 601)}}));
+    EXPECT_EQ(h264.native.packet_count, 2u);
+    EXPECT_EQ(h264.native.time_accumulator, 3600.0);
+}
+
+TEST(H264Packets, EveryFragmentedNalEndsWithTheMarkerKept) {
+    H264 h264;
+    h264.native.max_payload = 100;
+    const Bytes longer = nal(0x41, 150);
+    const Bytes single = nal(0x41, 100);
+    EXPECT_EQ(h264.packetise(sample_of({longer, single, longer, single})).bytes,
+              records({{kType, false, 0, 0, fu(0x5C, 0x81, longer, 1, 98)},
+                       {kType, true, 1, 0, fu(0x5C, 0x41, longer, 99, 51)},
+                       {kType, false, 2, 0, single},
+                       {kType, false, 3, 0, fu(0x5C, 0x81, longer, 1, 98)},
+                       {kType, true, 4, 0, fu(0x5C, 0x41, longer, 99, 51)},
+                       {kType, true, 5, 0, single}}));
+}
+
+TEST(H264Packets, FragmentsRebuildTheNalAndNeverStartAndEndAtOnce) {
+    constexpr size_t kRoom = 98;
+    for (size_t size = 95; size < 500; ++size) {
+        H264 h264;
+        h264.native.max_payload = kRoom + 2;
+        const Bytes unit = nal(0x25, size);
+        const Bytes made = h264.packetise(sample_of({nal(0x67, 1), unit})).bytes;
+        Bytes rebuilt{0x25};
+        size_t fragments = 0;
+        for (size_t at = 21; at < made.size(); ++fragments) {
+            uint32_t record_size;
+            std::memcpy(&record_size, made.data() + at, 4);
+            ASSERT_LE(record_size, 20 + kRoom + 2);
+            ASSERT_LE(at + record_size, made.size());
+            const Bytes payload = part(made, at + 20, record_size - 20);
+            at += record_size;
+            if (size <= kRoom + 2) {
+                rebuilt = payload;
+                continue;
+            }
+            const bool start = fragments == 0;
+            const bool end = at == made.size();
+            ASSERT_EQ(payload[1], (start ? 0x80 : 0) | (end ? 0x40 : 0) | 5) << size << " " << fragments;
+            ASSERT_FALSE(start && end);
+            rebuilt = join({rebuilt, part(payload, 2, payload.size() - 2)});
+        }
+        ASSERT_EQ(rebuilt, unit) << size;
+        ASSERT_EQ(fragments, size <= kRoom + 2 ? 1 : (size - 1 + kRoom - 1) / kRoom) << size;
+    }
+}
+
+class PrefixSizes : public testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(H264Packets, PrefixSizes, testing::Values(1, 2, 3, 4));
+
+TEST_P(PrefixSizes, ParameterSetsPrecedeAnIdrFrameOnce) {
+    H264 h264(GetParam());
+    const Bytes idr = nal(0x65, 30);
+    EXPECT_EQ(h264.packetise(sample_of({idr, idr}, GetParam())).bytes, records({{kType, false, 0, 0, kSps},
+                                                                                {kType, false, 1, 0, kPps},
+                                                                                {kType, false, 2, 0, idr},
+                                                                                {kType, true, 3, 0, idr}}));
+    EXPECT_EQ(h264.native.packet_count, 4u);
+}
+
+TEST_P(PrefixSizes, AFrameThatBringsASetAndAFrameWithoutIdrGetNone) {
+    const Bytes idr = nal(0x65, 30);
+    const Bytes other = nal(0x41, 30);
+    for (const Bytes& first : {kSps, kPps, other}) {
+        H264 h264(GetParam());
+        const Bytes& second = first == other ? other : idr;
+        EXPECT_EQ(h264.packetise(sample_of({first, second}, GetParam())).bytes,
+                  records({{kType, false, 0, 0, first}, {kType, true, 1, 0, second}}));
+    }
+}
+
+// The fragment headers are not charged against the size that is asked about, and neither are parameter sets;
+// where the records would leave the buffer the packetiser fails instead.
+TEST(H264Packets, NothingIsWrittenBeyondTheOutSizeForWhatIsNotCharged) {
+    const Bytes unit = nal(0x61, 2000);  // 20 + 1400 and 20 + 603 bytes
+    for (int out_size = 2030; out_size < 2043; ++out_size) {
+        EXPECT_EQ(H264().packetise(sample_of({unit}), out_size).result, -1) << out_size;
+    }
+    EXPECT_EQ(H264().packetise(sample_of({unit}), 2043).result, 2043);
+
+    const Bytes idr = nal(0x65, 30);  // sets take 25 and 23 bytes, the picture 50
+    for (int out_size = 0; out_size < 98; ++out_size) {
+        EXPECT_EQ(H264().packetise(sample_of({idr}), out_size).result, -1) << out_size;
+    }
+    EXPECT_EQ(H264().packetise(sample_of({idr}), 98).result, 98);
+}
+
+TEST(H264Packets, ALengthThatPointsOutsideEndsTheSample) {
+    const Bytes unit = nal(0x41, 10);
+    const Bytes good = records({{kType, false, 0, 0, unit}});
+    for (const char* tail : {"00", "000000", "0000000B 41", "FFFFFFFF 41", "80000000"}) {
+        H264 h264;
+        EXPECT_EQ(h264.packetise(join({sample_of({unit}), hex(tail)})).bytes, good) << tail;
+    }
+}
+
+TEST(H264Packets, AnEmptyNalMakesAnEmptyRecordAndHasNoType) {
+    H264 h264(1);
+    const Bytes five = nal(0x41, 5);  // its length, 5, stands where the type of the empty unit would be
+    EXPECT_EQ(h264.packetise(sample_of({{}, five, {}}, 1)).bytes,
+              records({{kType, false, 0, 0, {}}, {kType, false, 1, 0, five}, {kType, true, 2, 0, {}}}));
+}
+
+TEST(H264Packets, AFragmentWithoutRoomFailsAtOnce) {
+    for (const int size : {2, 0, -1}) {
+        H264 h264;
+        h264.native.max_payload = size;
+        EXPECT_EQ(h264.packetise(sample_of({nal(0x41, 10)})).result, -1);
+    }
+}
+
+// A hint track at rest or in the middle of playback, and the media track whose sets it serves.
+struct Hinted {
+    explicit Hinted(unsigned int state) {
+        media.nal_length_size = 3;
+        media.parameter_sets = sets.data();
+        media.parameter_sets_size = static_cast<unsigned int>(sets.size());
+        media.sps_count = 1;
+        media.pps_count = 1;
+        hint.snro = 500;
+        hint.tsro = 9000;
+        hint.last_seq = 65535;
+        hint.last_timestamp = 12345;
+        hint.seq_state = state;
+    }
+    Bytes sets = sample_of({kSps, kPps}, 2);
+    iso_track media{};
+    iso_track hint{};
+};
+
+struct HintedCase {
+    unsigned int state, sequence, timestamp, next_state;
+};
+class HintedSets : public testing::TestWithParam<HintedCase> {};
+
+TEST_P(HintedSets, TakeTheNumberOfThePacketTheyPrecede) {
+    Hinted h(GetParam().state);
+    Bytes out(100);
+    int length = 0;
+    EXPECT_EQ(isoFFgetAvccDsi(&h.hint, &h.media, kType, out.data(), &length), 0);
+    const unsigned int second = (GetParam().sequence + 1) & 0xFFFF;
+    EXPECT_EQ(part(out, 0, static_cast<size_t>(length)),
+              records({{kType, false, GetParam().sequence, GetParam().timestamp, kSps},
+                       {kType, false, second, GetParam().timestamp, kPps}}));
+    EXPECT_EQ(h.hint.snro, 502u);
+    EXPECT_EQ(h.hint.seq_state, GetParam().next_state);
+}
+
+TEST(H264Packets, HintedSetsThatDoNotFitAreLeftOut) {
+    for (const auto& [room, bytes] : {std::pair{24, 0}, {25, 25}, {47, 25}, {48, 48}}) {
+        Hinted h(0);
+        Bytes out(static_cast<size_t>(room));
+        EXPECT_EQ(qlip::put_hinted_parameter_sets(&h.hint, &h.media, kType, out.data(), room), bytes);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(H264Packets, HintedSets,
+                         testing::Values(HintedCase{0, 500, 9000, 1}, HintedCase{1, 500, 9000, 1},
+                                         HintedCase{2, 65535, 12345, 2}));
+
+TEST(H264Packets, StoredSetsEndWhereALengthPointsOutside) {
+    for (const char* tail : {"", "00", "0005 68CE", "FFFF 68"}) {
+        Bytes sets = join({sample_of({kSps}, 2), hex(tail)});
+        sets.shrink_to_fit();
+        wld_native native = native_for(ISO_CODEC_AVC1);
+        native.nal_length_size = 2;
+        native.dsi = sets.data();
+        native.dsi_size = static_cast<unsigned int>(sets.size());
+        Bytes out(100);
+        EXPECT_EQ(wld_h264_packetise_dsi(out.data(), &native), 25) << tail;
+        EXPECT_EQ(part(out, 0, 25), records({{kType, false, 0, 0, kSps}})) << tail;
+    }
+}
+
+TEST(H264NalSize, ReadsOneToFourBytesAndFourForAnyOtherSize) {
+    Bytes data = hex("81 02 03 04");
+    const unsigned int sizes[] = {0x81020304, 0x81, 0x8102, 0x810203, 0x81020304, 0x81020304};
+    for (int prefix = 0; prefix < 6; ++prefix)
+        EXPECT_EQ(h264_get_nal_size(data.data(), prefix), sizes[prefix]);
+}
+
+}  // namespace
+}  // namespace qlip_test

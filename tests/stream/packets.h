@@ -1,0 +1,83 @@
+// Packet records as the tests spell them out, and a guarded buffer to packetise into.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "qlip/isoff.h"
+#include "qlip/native_stream.h"
+#include "qlip/wld_native.h"
+#include "tests/support/box_builder.h"
+
+namespace qlip_test {
+
+// Little-endian words, as the native stream has them.
+inline Bytes words(std::initializer_list<uint32_t> values) {
+    Bytes bytes;
+    for (const uint32_t value : values) {
+        for (int shift = 0; shift < 32; shift += 8)
+            bytes.push_back(static_cast<unsigned char>(value >> shift));
+    }
+    return bytes;
+}
+
+inline Bytes filled(size_t count, unsigned char value) {
+    return Bytes(count, value);
+}
+
+inline Bytes part(const Bytes& bytes, size_t from, size_t count) {
+    const auto begin = bytes.begin() + static_cast<ptrdiff_t>(from);
+    return Bytes(begin, begin + static_cast<ptrdiff_t>(count));
+}
+
+struct Packet {
+    unsigned int type;
+    bool marker;
+    unsigned int sequence;
+    unsigned int timestamp;
+    Bytes payload;
+};
+
+// The bytes of packet records: size, timestamp, RTP word, timestamp, 0, payload.
+inline Bytes records(std::initializer_list<Packet> packets) {
+    Bytes all;
+    for (const Packet& p : packets) {
+        const uint32_t word = 0x80000000u + (p.marker ? 0x00800000u : 0u) + p.type * 0x10000u + p.sequence;
+        const auto size = static_cast<uint32_t>(p.payload.size() + 20);
+        all = join({all, words({size, p.timestamp, word, p.timestamp, 0}), p.payload});
+    }
+    return all;
+}
+
+// What a packetiser made of a sample. The bytes behind `out_size` are checked to be as they were.
+struct Result {
+    int result;
+    Bytes bytes;
+};
+
+template <class Packetiser, class Native>
+Result packetise(Packetiser packetiser, Native& native, Bytes sample, double seconds, int out_size = 70000) {
+    constexpr unsigned char kGuard = 0xEE;
+    Bytes out(static_cast<size_t>(out_size) + 2048, kGuard);
+    sample.shrink_to_fit();
+    const int result =
+        packetiser(out.data(), out_size, sample.data(), static_cast<int>(sample.size()), seconds, &native);
+    for (size_t i = static_cast<size_t>(out_size); i < out.size(); ++i) {
+        EXPECT_EQ(out[i], kGuard) << "written beyond the buffer at " << i;
+        if (out[i] != kGuard) break;
+    }
+    return {result, result < 0 ? Bytes{} : part(out, 0, static_cast<size_t>(result))};
+}
+
+inline wld_native native_for(int codec, int rfc_mode = 0, int flags = 0, int packet_size = 1400) {
+    iso_track track{};
+    track.codec = codec;
+    track.nal_length_size = 4;
+    wld_native native{};
+    EXPECT_EQ(wld_native_init(&native, 77, packet_size, rfc_mode, &track, flags), 0);
+    return native;
+}
+
+}  // namespace qlip_test
