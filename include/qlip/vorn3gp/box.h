@@ -63,8 +63,8 @@ class QLIP_API Box : public Archivable {
     // Seeks behind the box, by the size that the file gave it.
     Stream& Skip(Stream& stream);
 
-    mutable std::streampos position;  // of the first byte; -1 until read or dumped
-    unsigned int size;                // as the file gave it; 0 until read
+    mutable std::streampos position = -1;  // of the first byte; -1 until read or dumped
+    unsigned int size = 0;                 // as the file gave it; 0 until read
     unsigned int type;
 };
 

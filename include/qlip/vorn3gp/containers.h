@@ -38,18 +38,18 @@ class QLIP_API StblBox : public ContainerBox {
     StcoBox* GetStco() const;
     StssBox* GetStss() const;
 
-    StsdBox* stsd;
-    bool stsd_owned;
-    SttsBox* stts;
-    bool stts_owned;
-    StscBox* stsc;
-    bool stsc_owned;
-    StszBox* stsz;
-    bool stsz_owned;
-    StcoBox* stco;
-    bool stco_owned;
-    StssBox* stss;
-    bool stss_owned;
+    StsdBox* stsd = nullptr;
+    bool stsd_owned = false;
+    SttsBox* stts = nullptr;
+    bool stts_owned = false;
+    StscBox* stsc = nullptr;
+    bool stsc_owned = false;
+    StszBox* stsz = nullptr;
+    bool stsz_owned = false;
+    StcoBox* stco = nullptr;
+    bool stco_owned = false;
+    StssBox* stss = nullptr;
+    bool stss_owned = false;
 };
 
 // "minf": media information (8.4.4). Dump requires dinf and stbl. Here alone a Set* operation deletes the
@@ -71,16 +71,16 @@ class QLIP_API MinfBox : public ContainerBox {
 
     StblBox* GetStbl() const;
 
-    VmhdBox* vmhd;
-    bool vmhd_owned;
-    SmhdBox* smhd;
-    bool smhd_owned;
-    HmhdBox* hmhd;
-    bool hmhd_owned;
-    DinfBox* dinf;
-    bool dinf_owned;
-    StblBox* stbl;
-    bool stbl_owned;
+    VmhdBox* vmhd = nullptr;
+    bool vmhd_owned = false;
+    SmhdBox* smhd = nullptr;
+    bool smhd_owned = false;
+    HmhdBox* hmhd = nullptr;
+    bool hmhd_owned = false;
+    DinfBox* dinf = nullptr;
+    bool dinf_owned = false;
+    StblBox* stbl = nullptr;
+    bool stbl_owned = false;
 };
 
 // "mdia": media (8.4.1). Dump requires all three.
@@ -101,12 +101,12 @@ class QLIP_API MdiaBox : public ContainerBox {
     HdlrBox* GetHdlr() const;
     MinfBox* GetMinf() const;
 
-    MdhdBox* mdhd;
-    bool mdhd_owned;
-    HdlrBox* hdlr;
-    bool hdlr_owned;
-    MinfBox* minf;
-    bool minf_owned;
+    MdhdBox* mdhd = nullptr;
+    bool mdhd_owned = false;
+    HdlrBox* hdlr = nullptr;
+    bool hdlr_owned = false;
+    MinfBox* minf = nullptr;
+    bool minf_owned = false;
 };
 
 // "trak": track (8.3.1). Dump requires tkhd and mdia.
@@ -129,14 +129,14 @@ class QLIP_API TrakBox : public ContainerBox {
     EdtsBox* GetEdts() const;
     TrefBox* GetTref() const;
 
-    TkhdBox* tkhd;
-    bool tkhd_owned;
-    MdiaBox* mdia;
-    bool mdia_owned;
-    EdtsBox* edts;
-    bool edts_owned;
-    TrefBox* tref;
-    bool tref_owned;
+    TkhdBox* tkhd = nullptr;
+    bool tkhd_owned = false;
+    MdiaBox* mdia = nullptr;
+    bool mdia_owned = false;
+    EdtsBox* edts = nullptr;
+    bool edts_owned = false;
+    TrefBox* tref = nullptr;
+    bool tref_owned = false;
 };
 
 // "moov": movie (8.2.1). Dump requires mvhd.
@@ -155,8 +155,8 @@ class QLIP_API MoovBox : public ContainerBox {
     MvhdBox* GetMvhd() const;                       // may be null
     const std::vector<TrakBox*>& GetTraks() const;  // in file order
 
-    MvhdBox* mvhd;
-    bool mvhd_owned;
+    MvhdBox* mvhd = nullptr;
+    bool mvhd_owned = false;
     std::vector<TrakBox*> traks;
     std::vector<bool> traks_owned;
 };

@@ -67,8 +67,8 @@ class QLIP_API MdatBox : public Box {
     unsigned int GetAudioChunkSize(int index) const;
     unsigned int GetAudioHintChunkSize(int index) const;
 
-    unsigned int header_written;  // 1 once the header stands in the stream
-    unsigned int data_size;       // bytes of media data so far
+    unsigned int header_written = 0;  // 1 once the header stands in the stream
+    unsigned int data_size = 0;       // bytes of media data so far
     std::vector<ChunkDef> video_chunks;
     std::vector<ChunkDef> video_hint_chunks;
     std::vector<ChunkDef> audio_chunks;
@@ -98,10 +98,10 @@ class QLIP_API Simple3gp : public ContainerBox {
     FtypBox* GetFtyp() const;  // may be null
     MoovBox* GetMoov() const;  // may be null
 
-    FtypBox* ftyp;
-    bool ftyp_owned;
-    MoovBox* moov;
-    bool moov_owned;
+    FtypBox* ftyp = nullptr;
+    bool ftyp_owned = false;
+    MoovBox* moov = nullptr;
+    bool moov_owned = false;
     std::vector<MdatBox*> mdats;
     std::vector<bool> mdats_owned;
 };

@@ -25,8 +25,8 @@ class QLIP_API FtypBox : public Box {
 
     unsigned int GetMajorBrand() const;  // in file byte order
 
-    unsigned int major_brand;  // "3gp4"
-    unsigned int minor_version;
+    unsigned int major_brand = type_word("3gp4");
+    unsigned int minor_version = 1024;
     std::vector<unsigned int> compatible_brands;
 };
 
@@ -47,15 +47,15 @@ class QLIP_API MvhdBox : public FullBox, public Timed, public FixupableTime {
     unsigned int GetDuration() const override;   // in units of the timescale
     Stream& GoToStart(Stream& stream) override;
 
-    unsigned int timescale;
-    unsigned int duration;
-    unsigned int rate;      // 16.16
-    unsigned short volume;  // 8.8
-    unsigned short reserved;
-    unsigned int reserved_words[2];
+    unsigned int timescale = 10000;
+    unsigned int duration = 0xFFFFFFFF;
+    unsigned int rate = 0x10000;  // 16.16
+    unsigned short volume = 256;  // 8.8
+    unsigned short reserved = 0;
+    unsigned int reserved_words[2] = {};
     unsigned int matrix[9];
-    unsigned int pre_defined[6];
-    unsigned int next_track_ID;
+    unsigned int pre_defined[6] = {};
+    unsigned int next_track_ID = 0x10000;
 };
 
 // "tkhd": track header (8.3.2). Width and height stay in the 16.16 form of the file.
@@ -80,17 +80,17 @@ class QLIP_API TkhdBox : public FullBox, public FixupableDims, public FixupableT
     virtual unsigned int GetHeight() const;      // 16.16
     Stream& GoToStart(Stream& stream) override;
 
-    unsigned int track_ID;
-    unsigned int reserved;
-    unsigned int duration;
-    unsigned int reserved_words[2];
-    short layer;
-    short alternate_group;
-    unsigned short volume;
-    unsigned short reserved_half;
+    unsigned int track_ID = 0;
+    unsigned int reserved = 0;
+    unsigned int duration = 0xFFFFFFFF;
+    unsigned int reserved_words[2] = {};
+    short layer = 0;
+    short alternate_group = 0;
+    unsigned short volume = 0;
+    unsigned short reserved_half = 0;
     unsigned int matrix[9];
-    unsigned int width;
-    unsigned int height;
+    unsigned int width = 0;
+    unsigned int height = 0;
 };
 
 // "mdhd": media header (8.4.2).
@@ -110,10 +110,10 @@ class QLIP_API MdhdBox : public FullBox, public Timed, public FixupableTime {
     unsigned int GetDuration() const override;   // in units of the timescale
     Stream& GoToStart(Stream& stream) override;
 
-    unsigned int timescale;
-    unsigned int duration;
-    unsigned short language;  // three letters of 5 bits (ISO 639-2/T)
-    unsigned short pre_defined;
+    unsigned int timescale = 299700;
+    unsigned int duration = 0xFFFFFFFF;
+    unsigned short language = 0x55C4;  // three letters of 5 bits (ISO 639-2/T): "und"
+    unsigned short pre_defined = 0;
 };
 
 // "hdlr": handler reference (8.4.3). The length of the name follows from the size in the file.
@@ -128,9 +128,9 @@ class QLIP_API HdlrBox : public FullBox {
 
     unsigned int GetHandlerType() const;  // in file byte order
 
-    unsigned int pre_defined;
-    unsigned int handler_type;  // "vide"
-    unsigned int reserved[3];
+    unsigned int pre_defined = 0;
+    unsigned int handler_type = type_word("vide");
+    unsigned int reserved[3] = {};
     std::string name;  // without its terminator
 };
 
@@ -145,8 +145,8 @@ class QLIP_API VmhdBox : public FullBox {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned short graphicsmode;
-    unsigned short opcolor[3];
+    unsigned short graphicsmode = 0;
+    unsigned short opcolor[3] = {};
 };
 
 // "smhd": sound media header (12.2.2).
@@ -159,8 +159,8 @@ class QLIP_API SmhdBox : public FullBox {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    short balance;  // 8.8
-    unsigned short reserved;
+    short balance = 0;  // 8.8
+    unsigned short reserved = 0;
 };
 
 // "hmhd": hint media header (12.4.2).
@@ -173,11 +173,11 @@ class QLIP_API HmhdBox : public FullBox {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned short maxPDUsize;
-    unsigned short avgPDUsize;
-    unsigned int maxbitrate;  // bits a second
-    unsigned int avgbitrate;
-    unsigned int reserved;
+    unsigned short maxPDUsize = 0;
+    unsigned short avgPDUsize = 0;
+    unsigned int maxbitrate = 0;  // bits a second
+    unsigned int avgbitrate = 0;
+    unsigned int reserved = 0;
 };
 
 }  // namespace Vorn3gp

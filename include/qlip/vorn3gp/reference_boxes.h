@@ -54,8 +54,8 @@ class QLIP_API DinfBox : public ContainerBox {
 
     void SetDref(DrefBox* child, bool owned);
 
-    DrefBox* dref;
-    bool dref_owned;
+    DrefBox* dref = nullptr;
+    bool dref_owned = false;
 };
 
 // "elst": edit list (8.6.6).
@@ -86,8 +86,8 @@ class QLIP_API EdtsBox : public ContainerBox {
     void SetElst(ElstBox* child, bool owned);
     ElstBox* GetElst() const;  // may be null
 
-    ElstBox* elst;
-    bool elst_owned;
+    ElstBox* elst = nullptr;
+    bool elst_owned = false;
 };
 
 // "hint": the track that a hint track refers to (8.3.3). Only the first ID of a box is read; the words behind
@@ -104,7 +104,7 @@ class QLIP_API TrackReferenceTypeBox : public Box {
     // There is one ID, at index 0; any other index throws SimpleException.
     unsigned int GetTrackID(unsigned int index) const;
 
-    unsigned int track_ID;
+    unsigned int track_ID = 0;
 };
 
 // "tref": track references (8.3.3). References other than "hint" are skipped. Dump requires the child.
@@ -120,8 +120,8 @@ class QLIP_API TrefBox : public ContainerBox {
     void SetTrackReferenceTypeBox(TrackReferenceTypeBox* child, bool owned);
     TrackReferenceTypeBox* GetTrackReferenceTypeBox() const;  // may be null
 
-    TrackReferenceTypeBox* hint;
-    bool hint_owned;
+    TrackReferenceTypeBox* hint = nullptr;
+    bool hint_owned = false;
 };
 
 }  // namespace Vorn3gp

@@ -19,24 +19,24 @@ struct tagH263_DEC_SPEC {
 // The contents of "esds": an ES descriptor (ISO/IEC 14496-1, 7.2.6.5) with its three descriptors in the order
 // of decoder configuration, decoder specific info, SL configuration, and no optional field.
 struct tagESD_INFO {
-    unsigned char es_tag;
-    unsigned int es_size;
-    unsigned short es_id;
-    unsigned char es_flags;
-    unsigned char dc_tag;
-    unsigned int dc_size;
-    unsigned char object_type;  // 0x20, MPEG-4 visual
-    unsigned char stream_type;
-    unsigned char buffer_size[3];
-    unsigned int max_bitrate;  // bits a second
-    unsigned int avg_bitrate;
-    unsigned char dsi_tag;
-    unsigned int dsi_size;
-    unsigned char dsi_size_byte;  // low 8 bits of dsi_size
-    unsigned char* dsi;           // from malloc, owned by the box
-    unsigned char sl_tag;
-    unsigned int sl_size;
-    unsigned char sl_value;
+    unsigned char es_tag = 3;
+    unsigned int es_size = 23;
+    unsigned short es_id = 1;
+    unsigned char es_flags = 0;
+    unsigned char dc_tag = 4;
+    unsigned int dc_size = 15;
+    unsigned char object_type = 0x20;  // 0x20, MPEG-4 visual
+    unsigned char stream_type = 17;
+    unsigned char buffer_size[3] = {};
+    unsigned int max_bitrate = 0;  // bits a second
+    unsigned int avg_bitrate = 0;
+    unsigned char dsi_tag = 5;
+    unsigned int dsi_size = 0;
+    unsigned char dsi_size_byte = 0;  // low 8 bits of dsi_size
+    unsigned char* dsi = nullptr;     // from malloc, owned by the box
+    unsigned char sl_tag = 6;
+    unsigned int sl_size = 1;
+    unsigned char sl_value = 2;
 };
 
 // Reads a descriptor size of up to four bytes, 7 bits each, most significant first; the top bit says that
@@ -55,7 +55,7 @@ class QLIP_API SampleEntry : public Box {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned char reserved[6];
+    unsigned char reserved[6] = {};
     unsigned short data_reference_index;  // from 1
 };
 
@@ -85,10 +85,10 @@ class QLIP_API H263SpecificBox : public Box {
 
     void GetH263Specific(tagH263_DEC_SPEC* specific) const;
 
-    unsigned int vendor;  // "intc"
-    unsigned char decoder_version;
-    unsigned char h263_level;
-    unsigned char h263_profile;
+    unsigned int vendor = type_word("intc");
+    unsigned char decoder_version = 5;
+    unsigned char h263_level = 10;
+    unsigned char h263_profile = 0;
 };
 
 // "damr": AMR configuration (3GPP TS 26.244, 6.7).
@@ -103,11 +103,11 @@ class QLIP_API AMRSpecificBox : public Box {
 
     unsigned short GetModeSet() const;
 
-    unsigned int vendor;  // "intc"
-    unsigned char decoder_version;
-    unsigned short mode_set;
-    unsigned char mode_change_period;
-    unsigned char frames_per_sample;
+    unsigned int vendor = type_word("intc");
+    unsigned char decoder_version = 5;
+    unsigned short mode_set = 128;
+    unsigned char mode_change_period = 0;
+    unsigned char frames_per_sample = 1;
 };
 
 // "esds": MPEG-4 visual configuration (ISO/IEC 14496-14, 5.6).
@@ -145,20 +145,20 @@ class QLIP_API AVCCBox : public FullBox {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned char configuration_version;
-    unsigned char profile;
-    unsigned char profile_compatibility;
-    unsigned char level;
-    unsigned char length_reserved;
-    unsigned char nal_length_size;  // 1 to 4
-    unsigned char sps_reserved;
-    unsigned char sps_count;
-    unsigned char pps_count;
-    unsigned short sps_length;  // of the last set read
-    unsigned short pps_length;
-    unsigned char parameter_sets_size;
-    unsigned char* parameter_sets;  // from malloc, owned by the box
-    unsigned char unset[3];         // no operation sets these; the first counts as payload in GetSize
+    unsigned char configuration_version = 1;
+    unsigned char profile = 0;
+    unsigned char profile_compatibility = 0;
+    unsigned char level = 0;
+    unsigned char length_reserved = 0;
+    unsigned char nal_length_size = 4;  // 1 to 4
+    unsigned char sps_reserved = 0;
+    unsigned char sps_count = 0;
+    unsigned char pps_count = 0;
+    unsigned short sps_length = 0;  // of the last set read
+    unsigned short pps_length = 0;
+    unsigned char parameter_sets_size = 0;
+    unsigned char* parameter_sets = nullptr;  // from malloc, owned by the box
+    unsigned char unset[3] = {11, 0, 0};      // no operation sets these; GetSize adds the third
 };
 
 // "s263": an H.263 track.
@@ -180,8 +180,8 @@ class QLIP_API H263SampleEntry : public SampleEntry, public FixupableDims {
     H263SpecificBox* GetH263Specific() const;
 
     VisualFields visual;
-    H263SpecificBox* h263_specific;
-    bool h263_specific_owned;
+    H263SpecificBox* h263_specific = nullptr;
+    bool h263_specific_owned = false;
 };
 
 // "avc1": an H.264 track.
@@ -200,8 +200,8 @@ class QLIP_API H264SampleEntry : public SampleEntry, public FixupableDims {
     void SetAVCCBox(AVCCBox* child, bool owned);
 
     VisualFields visual;
-    AVCCBox* avcc;
-    bool avcc_owned;
+    AVCCBox* avcc = nullptr;
+    bool avcc_owned = false;
 };
 
 // "mp4v": an MPEG-4 visual track.
@@ -223,8 +223,8 @@ class QLIP_API MP4VisualSampleEntry : public SampleEntry, public FixupableDims {
     ESDBox* GetESDBox() const;
 
     VisualFields visual;
-    ESDBox* esd;
-    bool esd_owned;
+    ESDBox* esd = nullptr;
+    bool esd_owned = false;
 };
 
 // "samr", "sawb": an AMR-NB or AMR-WB track (3GPP TS 26.244, 6.5). A file without the "damr" box is read all
@@ -241,14 +241,14 @@ class QLIP_API AMRSampleEntry : public SampleEntry {
     void SetAMRSpecific(AMRSpecificBox* child, bool owned);
     AMRSpecificBox* GetAMRSpecific() const;  // may be null
 
-    unsigned int reserved_words[2];
-    unsigned short channelcount;
-    unsigned short samplesize;
-    unsigned int reserved_word;
-    unsigned short samplerate_high;  // integer part of the rate
-    unsigned short samplerate_low;
-    AMRSpecificBox* amr_specific;
-    bool amr_specific_owned;
+    unsigned int reserved_words[2] = {};
+    unsigned short channelcount = 2;
+    unsigned short samplesize = 16;
+    unsigned int reserved_word = 0;
+    unsigned short samplerate_high = 8000;  // integer part of the rate
+    unsigned short samplerate_low = 0;
+    AMRSpecificBox* amr_specific = nullptr;
+    bool amr_specific_owned = false;
 };
 
 // A sample description that the model does not know. The payload is all behind the box header. GetSize is 16
@@ -262,8 +262,8 @@ class QLIP_API NullSampleEntry : public SampleEntry {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned char* payload;  // from new[], owned by the box
-    int payload_size;
+    unsigned char* payload = nullptr;  // from new[], owned by the box
+    int payload_size = 0;
 };
 
 // A hint sample description with its contents unparsed. Read takes 8 bytes more than the box holds, since the
@@ -277,8 +277,8 @@ class QLIP_API HintSampleEntry : public SampleEntry {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned char* payload;  // from new[], owned by the box
-    int payload_size;
+    unsigned char* payload = nullptr;  // from new[], owned by the box
+    int payload_size = 0;
 };
 
 // "tims": the RTP timescale of a hint track (ISO/IEC 14496-12, 9.1.2).
@@ -291,7 +291,7 @@ class QLIP_API TimeScaleEntry : public Box {
     Stream& Read(Stream& stream, unsigned int limit) override;
     unsigned int GetSize() const override;
 
-    unsigned int timescale;
+    unsigned int timescale = 0;
 };
 
 // "rtp ": an RTP hint sample description (ISO/IEC 14496-12, 9.1.2). The child must be attached before Read,
@@ -307,11 +307,11 @@ class QLIP_API RTPHintSampleEntry : public SampleEntry {
 
     void SetTimeScaleEntry(TimeScaleEntry* child, bool owned);
 
-    unsigned short hinttrackversion;
-    unsigned short highestcompatibleversion;
-    unsigned int maxpacketsize;
-    TimeScaleEntry* timescale_entry;
-    bool timescale_entry_owned;
+    unsigned short hinttrackversion = 0;
+    unsigned short highestcompatibleversion = 0;
+    unsigned int maxpacketsize = 0;
+    TimeScaleEntry* timescale_entry = nullptr;
+    bool timescale_entry_owned = false;
 };
 
 }  // namespace Vorn3gp

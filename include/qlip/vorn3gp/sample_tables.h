@@ -43,7 +43,7 @@ class QLIP_API SttsBox : public FullBox, public FixupableTime {
     const std::vector<tagSTTS_SAMPLE_ENTRY>& GetSampleEntries() const;
 
     std::vector<tagSTTS_SAMPLE_ENTRY> sample_entries;
-    unsigned int unused[3];  // no operation uses these
+    unsigned int unused[3] = {1, 0, 0};  // no operation uses these
 };
 
 // "stsc": sample to chunk.
@@ -84,8 +84,8 @@ class QLIP_API StszBox : public FullBox, public Fixupable {
     unsigned int GetSampleCount() const;
     const std::vector<unsigned int>& GetChunkSizes() const;  // empty when all samples have one size
 
-    unsigned int sample_size;
-    unsigned int sample_count;
+    unsigned int sample_size = 0;
+    unsigned int sample_count = 0;
     std::vector<unsigned int> chunk_sizes;
 };
 
@@ -145,7 +145,7 @@ class QLIP_API StsdBox : public FullBox, public Rewindable {
     void AddSampleEntry(Box* entry, bool owned);
     const std::vector<Box*>& GetSampleEntries() const;
 
-    unsigned int unused;  // no operation uses this
+    unsigned int unused = 1;  // no operation uses this
     std::vector<Box*> sample_entries;
     std::vector<bool> sample_entries_owned;
 };
