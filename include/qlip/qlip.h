@@ -62,14 +62,14 @@ typedef struct _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE {
     /* Moves the current position to an absolute offset. */
     unsigned int (*Seek)(void* pUserContext, unsigned int offset);
 
-    /* Reads up to *nBytes at the current position, which then stands behind what was read, and stores the
-     *count in nBytes. The library always passes position 0xFFFFFFFF: the current one. A short count is no
-     *failure. */
+    /* Reads up to *nBytes at the current position, which then stands behind what was read, and stores how
+       many there were in *nBytes. The library always passes position 0xFFFFFFFF: the current one. A short
+       count is no failure. */
     unsigned int (*SeekNRead)(void* pUserContext, unsigned char* data, unsigned int* nBytes,
                               unsigned int position);
 
-    /* Writes nBytes at the current position; position as for SeekNRead. Used by the box model's writing side.
-     */
+    /* Writes nBytes at the current position; position as for SeekNRead. Used by the box model's writing
+       side. */
     unsigned int (*SeekNWrite)(void* pUserContext, unsigned char* data, unsigned int nBytes,
                                unsigned int position);
 

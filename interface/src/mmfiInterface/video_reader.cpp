@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "common/byte_order.h"
+#include "common/padding.h"
 #include "common/to_integer.h"
-unsigned int GetPadding(unsigned int n);
 #include "qlip/pkq_native.h"
 
 namespace qlip {

@@ -1,0 +1,171 @@
+// Argument checks of the C entry points, in their order, and the status texts.
+#include <gtest/gtest.h>
+
+#include <utility>
+
+#include "qlip/qlip.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/samples.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+using namespace qlip_test;
+
+namespace {
+
+Bytes speech_movie() {
+    return build_movie({.tracks = {{.samples = {Bytes(32, 0x3C)}, .sample_entry = samr_entry()}}});
+}
+
+// An open that is refused for its arguments leaves the parsed file behind: kept. The leak is this test's.
+int refused_open(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_disable();
+#endif
+    const int status = qlip_Open2(handle, io, mode, 0);
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_enable();
+#endif
+    return status;
+}
+
+mm_Interface* const kSomeHandle = reinterpret_cast<mm_Interface*>(0x10);
+
+}  // namespace
+
+TEST(Open, ChecksHandleThenRecordThenModeAndLeavesTheHandleAlone) {
+    MemoryHost host(speech_movie());
+    mm_Interface* handle = kSomeHandle;
+    EXPECT_EQ(refused_open(nullptr, nullptr, nullptr), 5);
+    EXPECT_EQ(refused_open(&handle, nullptr, nullptr), 13);
+    EXPECT_EQ(refused_open(&handle, host.record(), nullptr), 7);
+    EXPECT_EQ(handle, kSomeHandle);
+}
+
+TEST(Open, RefusesARecordWithAnyEmptySlotButHasReadTheFileBefore) {
+    for (int slot = 0; slot < 9; ++slot) {
+        SCOPED_TRACE(name_of(static_cast<Slot>(slot)));
+        MemoryHost host(speech_movie());
+        auto record = *host.record();
+        reinterpret_cast<void**>(&record)[1 + slot] = nullptr;
+        mm_Interface* handle = kSomeHandle;
+        EXPECT_EQ(refused_open(&handle, &record, "ra"), 13);
+        EXPECT_EQ(handle, kSomeHandle);
+        const bool parser_needs_it = static_cast<Slot>(slot) == Slot::SeekNRead;
+        EXPECT_EQ(host.count(Slot::SeekNRead) > 0, !parser_needs_it);
+    }
+}
+
+TEST(Open, ReadsTheFileBeforeItLooksAtTheHandle) {
+    MemoryHost host(speech_movie());
+    EXPECT_EQ(refused_open(nullptr, host.record(), "ra"), 5);
+    EXPECT_GT(host.count(Slot::SeekNRead), 0U);
+}
+
+TEST(Open, TakesAContextOfNull) {
+    static MemoryHost* behind;
+    MemoryHost host(speech_movie());
+    behind = &host;
+    auto record = *host.record();
+    record.pUserContext = nullptr;
+    record.Seek = [](void*, unsigned int offset) { return behind->record()->Seek(behind, offset); };
+    record.GetOffset = [](void*, unsigned int* offset) {
+        return behind->record()->GetOffset(behind, offset);
+    };
+    record.SeekNRead = [](void*, unsigned char* data, unsigned int* count, unsigned int position) {
+        return behind->record()->SeekNRead(behind, data, count, position);
+    };
+    mm_Interface* handle = nullptr;
+    EXPECT_EQ(qlip_Open(&handle, &record, "ra"), 0);
+    EXPECT_EQ(qlip_Close(&handle), 0);
+}
+
+TEST(Open, LeavesTheHostAtTheStartWhateverTheFourthArgumentAndThatSeekSays) {
+    for (const int fourth : {0, -1, 20480}) {
+        MemoryHost host(speech_movie());
+        mm_Interface* handle = nullptr;
+        ASSERT_EQ(qlip_Open2(&handle, host.record(), "ra", fourth), 0);
+        EXPECT_EQ(host.position, 0U);
+        EXPECT_EQ(host.log.back(), (MemoryHost::Call{Slot::Seek, 0, 0, 0, 0}));
+        const unsigned long last_call = host.calls;
+        EXPECT_EQ(qlip_Close(&handle), 0);
+        host.clear_log();
+        host.position = 0;
+        host.fault = MemoryHost::Fault{.slot = {}, .call = last_call};
+        EXPECT_EQ(qlip_Open2(&handle, host.record(), "ra", fourth), 0);
+        EXPECT_EQ(qlip_Close(&handle), 0);
+    }
+}
+
+TEST(Close, IsHarmlessTwiceAndStoresNull) {
+    MemoryHost host(speech_movie());
+    mm_Interface* handle = nullptr;
+    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
+    EXPECT_EQ(qlip_Close(&handle), 0);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(qlip_Close(&handle), 0);
+    EXPECT_EQ(qlip_Close(nullptr), 5);
+}
+
+TEST(ReadChunk, ChecksHandleThenBufferThenSize) {
+    MemoryHost host(speech_movie());
+    mm_Interface* handle = nullptr;
+    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
+    unsigned char buffer[64];
+    unsigned int size = 7;
+    EXPECT_EQ(qlip_ReadChunk(nullptr, nullptr, nullptr, false), 5);
+    EXPECT_EQ(qlip_ReadChunk(handle, nullptr, &size, false), 13);
+    EXPECT_EQ(qlip_ReadChunk(handle, buffer, nullptr, false), 13);
+    EXPECT_EQ(qlip_ReadChunk(handle, buffer, &size, false), 0) << "the refused calls moved nothing";
+    EXPECT_EQ(buffer[0], 'A');
+    EXPECT_EQ(size, 7U) << "lengths follow from the stream, not from the size word";
+    EXPECT_EQ(qlip_Close(&handle), 0);
+}
+
+TEST(SeekToAndCallbackStatus, OnlyCheckTheirArguments) {
+    MemoryHost host(speech_movie());
+    mm_Interface* handle = nullptr;
+    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
+    char anything[64] = {};
+    auto* params = reinterpret_cast<_TAG_QLIP_SEEK_PARAMS*>(anything);
+    EXPECT_EQ(qlip_SeekTo(nullptr, nullptr), 5);
+    EXPECT_EQ(qlip_SeekTo(handle, nullptr), 13);
+    EXPECT_EQ(qlip_SeekTo(handle, params), 10);
+    unsigned int status = 77;
+    EXPECT_EQ(qlip_GetIOCallbackStatus(nullptr, nullptr), 5);
+    EXPECT_EQ(qlip_GetIOCallbackStatus(handle, nullptr), 13);
+    EXPECT_EQ(qlip_GetIOCallbackStatus(handle, &status), 0);
+    EXPECT_EQ(status, 77U);
+    EXPECT_EQ(qlip_Close(&handle), 0);
+}
+
+TEST(StatusString, KnowsTheTableAndNothingElse) {
+    const std::pair<int, const char*> kTexts[] = {
+        {0, "Success"},
+        {1, "Reached end of file"},
+        {2, "Some unknown failure"},
+        {3, "Requested file does not exist"},
+        {4, "File is corrupt"},
+        {5, "Bad 3gp handle passed in"},
+        {6, "Unable to allocate memory"},
+        {7, "Unsupported mode string specified in Open"},
+        {8, "Library is not opened for this operation"},
+        {9, "Library has already been opened"},
+        {10, "This operation is not supported"},
+        {11, "3gp file contains more tracks than supported"},
+        {12, "Hint tracks are required"},
+        {13, "Invalid or NULL argument supplied"},
+        {14, "Requested track does not exist"},
+        {15, "Unknown/unsupported coder found"},
+        {16, "Problem with IO Stream callback interface read - call qlip_GetIOCallbackStatus for more info"},
+        {17, "Data is not available in FIO buffers yet"},
+        {18, "Invalid Timestamp supplied"},
+        {19, "Invalid Seek Flags supplied"},
+    };
+    for (const auto& [status, text] : kTexts)
+        EXPECT_STREQ(qlip_StatusString(status), text);
+    for (const int status : {-1, 20, 23, 24, 25, 0x7FFFFFFF})
+        EXPECT_STREQ(qlip_StatusString(status), "Unknown status") << status;
+}

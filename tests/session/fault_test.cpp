@@ -1,0 +1,169 @@
+// Every callback failed at every call, over every sample.
+#include <gtest/gtest.h>
+
+#include "tests/session/player.h"
+#include "tests/session/sample_cases.h"
+#include "tests/support/samples.h"
+
+using namespace qlip_test;
+
+namespace {
+
+class Fault : public testing::TestWithParam<SampleCase> {
+  protected:
+    const Bytes file = sample(GetParam().file);
+};
+
+INSTANTIATE_TEST_SUITE_P(Samples, Fault, testing::ValuesIn(sample_cases()), sample_case_name);
+
+struct Disturbed {
+    std::vector<Bytes> chunks;
+    int status = 0;  // of the call that the fault hit
+    size_t hit = 0;  // chunks delivered before it
+    int end = 0;
+};
+
+// Plays on through statuses 17 and 2. A status of 2 comes with a good chunk when it is the progress report's.
+Disturbed play_on(Player& player, MemoryHost& host, bool chunk_with_failure) {
+    Disturbed result;
+    player.check_guard = false;
+    host.keep_log = false;
+    for (;;) {
+        const Player::Step step = player.read();
+        result.end = step.status;
+        if (step.status == QLIP_END_OF_FILE || result.chunks.size() > 100000) return result;
+        if (step.status != QLIP_SUCCESS) {
+            result.status = step.status;
+            result.hit = result.chunks.size();
+            if (step.status == QLIP_FAILURE && !chunk_with_failure) return result;
+        }
+        if (step.status == QLIP_SUCCESS) result.chunks.push_back(step.bytes);
+        if (step.status == QLIP_FAILURE) result.chunks.push_back(player.accept());
+    }
+}
+
+// The calls that each chunk makes in an undisturbed run, after open.
+struct Undisturbed {
+    std::vector<Bytes> chunks;
+    std::vector<MemoryHost::Call> log;
+    std::vector<size_t> calls_before;  // of each chunk
+};
+
+Undisturbed play_through(const Bytes& file, const char* mode, bool indexed) {
+    MemoryHost host(file);
+    Player player(host, mode, indexed);
+    host.clear_log();
+    Undisturbed result;
+    for (;;) {
+        result.calls_before.push_back(host.log.size());
+        const Player::Step step = player.read();
+        if (step.status != QLIP_SUCCESS) break;
+        result.chunks.push_back(step.bytes);
+    }
+    result.log = host.log;
+    return result;
+}
+
+// Whether call `i` tells the host about progress rather than fetching data.
+bool is_report(const Undisturbed& run, size_t i, bool indexed) {
+    if (indexed) return run.log[i].slot == Slot::AdvanceRead;
+    const bool read_follows = i + 1 < run.log.size() && run.log[i + 1].slot == Slot::SeekNRead;
+    return run.log[i].slot == Slot::Seek && !read_follows;
+}
+
+size_t chunk_of_call(const Undisturbed& run, size_t call) {
+    size_t chunk = 0;
+    while (chunk + 1 < run.calls_before.size() && run.calls_before[chunk + 1] <= call)
+        ++chunk;
+    return chunk;
+}
+
+}  // namespace
+
+TEST_P(Fault, DuringOpenGivesASessionOrAStatusAndNothingWorse) {
+    unsigned long calls = 0;
+    {
+        MemoryHost host(file);
+        const Player player(host, GetParam().mode);
+        calls = host.calls;
+    }
+    for (const bool for_ever : {false, true}) {
+        for (unsigned long call = 1; call <= calls; ++call) {
+            MemoryHost host(file);
+            host.fault = MemoryHost::Fault{.slot = {}, .call = call, .for_ever = for_ever};
+            Player player(host, GetParam().mode);
+            EXPECT_TRUE(player.opened == 0 || player.opened == 2) << call << " gave " << player.opened;
+            EXPECT_EQ(player.handle != nullptr, player.opened == 0);
+            host.fault.reset();
+            if (player.opened == 0) play_on(player, host, false);
+        }
+    }
+}
+
+// Without hints every sample is read once, so nothing is lost but a first video frame's record.
+TEST_P(Fault, WhileReadingLosesNothing) {
+    if (GetParam().hinted) GTEST_SKIP() << "replayed packets are another matter";
+    const bool audio = GetParam().mode[1] == 'a';
+    for (const bool indexed : {false, true}) {
+        const Undisturbed run = play_through(file, GetParam().mode, indexed);
+        for (size_t call = 0; call < run.log.size(); ++call) {
+            const bool report = is_report(run, call, indexed);
+            const size_t chunk = chunk_of_call(run, call);
+            if (!audio && chunk == 1 && !report) continue;  // tested by hand-made files
+            MemoryHost host(file);
+            Player player(host, GetParam().mode, indexed);
+            host.clear_log();
+            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1};
+            const Disturbed result = play_on(player, host, report);
+            ASSERT_EQ(result.status, report ? 2 : 17) << call;
+            ASSERT_EQ(result.hit, chunk) << call;
+            ASSERT_EQ(result.end, 1) << call;
+            ASSERT_TRUE(result.chunks == run.chunks) << call;
+        }
+    }
+}
+
+// A replayed frame starts anew after 17: packets that it had gathered are gone, everything else is as it was.
+TEST_P(Fault, WhileReplayingCostsAtMostTheFrameInHand) {
+    if (!GetParam().hinted) GTEST_SKIP() << "no hint track";
+    const Undisturbed run = play_through(file, GetParam().mode, true);
+    for (size_t call = run.calls_before[2]; call < run.log.size(); ++call) {
+        const bool report = is_report(run, call, true);
+        MemoryHost host(file);
+        Player player(host, GetParam().mode, true);
+        host.clear_log();
+        host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1};
+        const Disturbed result = play_on(player, host, report);
+        ASSERT_EQ(result.status, report ? 2 : 17) << call;
+        ASSERT_EQ(result.end, 1) << call;
+        ASSERT_EQ(result.chunks.size(), run.chunks.size()) << call;
+        for (size_t i = 0; i < run.chunks.size(); ++i) {
+            const Bytes &whole = run.chunks[i], &got = result.chunks[i];
+            if (i != result.hit && i != result.hit + 1) {
+                ASSERT_TRUE(got == whole) << call << " chunk " << i;
+            } else if (i == result.hit + 1) {
+                ASSERT_LE(got.size(), whole.size());
+                ASSERT_TRUE(
+                    std::equal(got.begin() + 8, got.end(), whole.end() - static_cast<long>(got.size()) + 8))
+                    << call << " chunk " << i;
+            }
+        }
+    }
+}
+
+TEST_P(Fault, ForEverEndsInStatus17AgainAndAgainOr2) {
+    for (const bool indexed : {false, true}) {
+        const Undisturbed run = play_through(file, GetParam().mode, indexed);
+        for (size_t call = 0; call < run.log.size(); call += 7) {
+            MemoryHost host(file);
+            Player player(host, GetParam().mode, indexed);
+            host.clear_log();
+            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1, .for_ever = true};
+            player.rest();
+            EXPECT_TRUE(player.end == 1 || player.end == 2 || player.end == 17)
+                << call << " gave " << player.end;
+            for (int i = 0; i < 4; ++i)
+                EXPECT_TRUE(player.read_raw() != 13) << call;
+        }
+    }
+}

@@ -1,0 +1,189 @@
+// The mode string, the choice of the track, and what is logged when there is none.
+#include <gtest/gtest.h>
+
+#include "interface/src/mmfiInterface/session.h"
+#include "qlip/SimpleException.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/samples.h"
+#include "tests/support/syslog_capture.h"
+
+using namespace qlip_test;
+
+namespace {
+
+TrackPlan narrowband(unsigned int id) {
+    return {.id = id, .samples = {Bytes(32, 0x3C)}, .sample_entry = samr_entry()};
+}
+
+TrackPlan wideband(unsigned int id) {
+    return {.id = id,
+            .timescale = 16000,
+            .samples = {Bytes(61, 0x44)},
+            .delta = 320,
+            .sample_entry = sawb_entry()};
+}
+
+TrackPlan aac(unsigned int id) {
+    return {.id = id, .samples = {Bytes(40, 0x11)}, .sample_entry = box("mp4a", ByteWriter().zeros(28))};
+}
+
+TrackPlan visual(unsigned int id, const char* type) {
+    return {.handler = "vide",
+            .id = id,
+            .timescale = 90000,
+            .samples = {Bytes(40, 0x22)},
+            .delta = 3000,
+            .sample_entry = visual_entry(type, 176, 144, {})};
+}
+
+TrackPlan hint(unsigned int id, unsigned int media) {
+    return {.handler = "hint",
+            .id = id,
+            .samples = {hint_sample({})},
+            .sample_entry = rtp_entry(1400, 90000),
+            .hint_reference = media};
+}
+
+// Opens; keeps the chosen track id, or 0.
+struct Opened {
+    int status = -1;
+    unsigned int track_id = 0;
+    std::string log;
+
+    Opened(const std::vector<TrackPlan>& tracks, const char* mode) {
+        MemoryHost host(build_movie({.tracks = tracks}));
+        syslog_lines().clear();
+        mm_Interface* handle = nullptr;
+        status = qlip_Open(&handle, host.record(), mode);
+        if (handle != nullptr) track_id = handle->track->track_id;
+        EXPECT_EQ(handle != nullptr, status == 0);
+        qlip_Close(&handle);
+        for (const SyslogLine& line : syslog_lines()) {
+            EXPECT_EQ(line.priority, 3);
+            log += line.text;
+        }
+    }
+};
+
+// The message of a log line without its place.
+std::string message_of(const std::string& line) {
+    const size_t colon = line.find("): ");
+    return colon == std::string::npos ? line : line.substr(colon + 3);
+}
+
+}  // namespace
+
+TEST(Mode, RefusalsNameWhatIsWrong) {
+    const struct {
+        const char* mode;
+        const char* text;
+    } kCases[] = {
+        {"", "Mode not specified\n"},
+        {"r", "Mode not specified\n"},
+        {"a", "Direction not specified\n"},
+        {"V", "Direction not specified\n"},
+        {"rx", "Invalid/unsupported mode switch [x] specified\n"},
+        {"RX", "Invalid/unsupported mode switch [x] specified\n"},
+        {"ra ", "Invalid/unsupported mode switch [ ] specified\n"},
+        {"r\xE9", "Invalid/unsupported mode switch [\xE9] specified\n"},
+    };
+    for (const auto& [mode, text] : kCases) {
+        SCOPED_TRACE(mode);
+        const Opened opened({narrowband(1)}, mode);
+        EXPECT_EQ(opened.status, 7);
+        EXPECT_EQ(opened.log.rfind("ERR: interface/src/mmfiInterface(", 0), 0U) << opened.log;
+        EXPECT_EQ(message_of(opened.log), text);
+    }
+}
+
+TEST(Mode, LogLevelDecidesHowOftenARefusalIsLogged) {
+    const int before = sx_Debug;
+    sx_Debug = 1;
+    EXPECT_EQ(Opened({narrowband(1)}, "r").log, "");
+    sx_Debug = 4;
+    const std::string log = Opened({narrowband(1)}, "r").log;
+    sx_Debug = before;
+    EXPECT_EQ(log.rfind("DBG: interface/src/mmfiInterface(", 0), 0U) << log;
+    EXPECT_NE(log.find("ERR: interface/src/mmfiInterface("), std::string::npos) << log;
+}
+
+TEST(Mode, LettersComeInAnyCaseAndOrderAndTheLastMediumCounts) {
+    const std::vector<TrackPlan> tracks = {narrowband(1), visual(2, "s263")};
+    for (const char* mode : {"ra", "AR", "aR", "rva", "rrraaa"})
+        EXPECT_EQ(Opened(tracks, mode).track_id, 1U) << mode;
+    for (const char* mode : {"rv", "VR", "rav", "avr"})
+        EXPECT_EQ(Opened(tracks, mode).track_id, 2U) << mode;
+}
+
+TEST(Track, TheLastAcceptableOneIsChosen) {
+    EXPECT_EQ(Opened({wideband(1), narrowband(2), aac(3)}, "ra").track_id, 2U);
+    EXPECT_EQ(Opened({narrowband(1), wideband(2)}, "ra").track_id, 2U);
+    EXPECT_EQ(Opened({visual(1, "mp4v"), visual(2, "s263")}, "rv").track_id, 2U);
+    EXPECT_EQ(Opened({visual(1, "s263"), visual(2, "s263"), narrowband(3)}, "rv").track_id, 2U);
+    EXPECT_EQ(Opened({visual(1, "s263"), hint(2, 1)}, "rv").track_id, 1U);
+}
+
+TEST(Track, OfEqualIdsTheFirstAcceptableOneIsChosen) {
+    MemoryHost host(build_movie({.tracks = {visual(7, "s263"), narrowband(7), wideband(7)}}));
+    mm_Interface* handle = nullptr;
+    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
+    EXPECT_EQ(handle->track->codec, ISO_CODEC_SAMR);
+    qlip_Close(&handle);
+}
+
+TEST(Track, AFileWithoutOneIsRefused) {
+    const struct {
+        std::vector<TrackPlan> tracks;
+        const char* mode;
+        const char* text;
+    } kCases[] = {
+        {{aac(1)}, "ra", "Unsupported track: AAC.\n"},
+        {{visual(1, "s263"), aac(2)}, "ra", "Unsupported track: AAC.\n"},
+        {{visual(1, "s263"), hint(2, 1)}, "ra", "Valid audio track (AMR-NB, AMR-WB) not found.\n"},
+        {{aac(1)}, "rv", "Valid video track (MPEG4, H263, H264) not found.\n"},
+        {{hint(1, 9)}, "rv", "Valid video track (MPEG4, H263, H264) not found.\n"},
+    };
+    for (const auto& [tracks, mode, text] : kCases) {
+        SCOPED_TRACE(text);
+        const Opened opened(tracks, mode);
+        EXPECT_EQ(opened.status, 2);
+        EXPECT_EQ(opened.log.rfind("ERR: interface/src/mmfiInterface(", 0), 0U);
+        EXPECT_EQ(message_of(opened.log), text);
+    }
+}
+
+TEST(Track, NothingBehindTheCallbacksIsAFileWithoutTracks) {
+    for (const Bytes& content : {Bytes{}, Bytes(100, 0xFF), Bytes(8, 0)}) {
+        MemoryHost host(content);
+        mm_Interface* handle = reinterpret_cast<mm_Interface*>(0x10);
+        EXPECT_EQ(qlip_Open(&handle, host.record(), "ra"), 2);
+        EXPECT_EQ(handle, nullptr);
+    }
+}
+
+TEST(Samples, OpenOrRefuseAsTheirTracksSay) {
+    const struct {
+        const char* name;
+        int audio;
+        int video;
+    } kCases[] = {
+        {"aac_refused.3gp", 2, 2},
+        {"amrnb.3gp", 0, 2},
+        {"amrwb.3gp", 0, 2},
+        {"h263.3gp", 2, 0},
+        {"av_h263_amrnb_hinted.3gp", 0, 0},
+        {"h264.3gp", 2, 0},
+        {"mpeg4.3gp", 2, 0},
+        {"mpeg4_with_aac.3gp", 2, 0},
+    };
+    for (const auto& [name, audio, video] : kCases) {
+        SCOPED_TRACE(name);
+        MemoryHost host(sample(name));
+        mm_Interface* handle = nullptr;
+        EXPECT_EQ(qlip_Open(&handle, host.record(), "ra"), audio);
+        qlip_Close(&handle);
+        host.position = 0;
+        EXPECT_EQ(qlip_Open(&handle, host.record(), "rv"), video);
+        qlip_Close(&handle);
+    }
+}

@@ -1,0 +1,102 @@
+// What the video tests share: tracks, packet records written by hand, and a fixture that runs in both read
+// modes.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/session/little_endian.h"
+#include "tests/session/player.h"
+#include "tests/support/movie_builder.h"
+
+namespace qlip_test {
+
+// Half a second a sample, which is 45,000 units of an RTP clock of 90 kHz.
+inline TrackPlan video_track(std::string_view type, const Bytes& configuration, std::vector<Bytes> samples) {
+    return {.handler = "vide",
+            .id = 1,
+            .timescale = 1000,
+            .samples = std::move(samples),
+            .delta = 500,
+            .width = 176,
+            .height = 144,
+            .sample_entry = visual_entry(type, 176, 144, configuration)};
+}
+
+inline TrackPlan hint_track(std::vector<Bytes> samples, unsigned int max_packet_size = 1400,
+                            const Bytes& extra = {}) {
+    return {.handler = "hint",
+            .id = 2,
+            .timescale = 1000,
+            .samples = std::move(samples),
+            .delta = 500,
+            .width = 320,
+            .height = 240,
+            .sample_entry = rtp_entry(max_packet_size, 90000, extra),
+            .hint_reference = 1};
+}
+
+// One packet of `length` bytes of a media sample.
+inline HintPacket cite(unsigned int sequence, bool marker, unsigned int sample_number, unsigned int length,
+                       unsigned int offset = 0, unsigned int payload_type = 96) {
+    return {.sequence = sequence,
+            .marker = marker,
+            .payload_type = payload_type,
+            .constructors = {hint_sample_data(length, sample_number, offset)}};
+}
+
+inline Bytes packet_record(unsigned int type, bool marker, unsigned int sequence, uint32_t timestamp,
+                           const Bytes& payload) {
+    const uint32_t rtp_word = 0x80000000U | (marker ? 1U << 23 : 0U) | type << 16 | sequence;
+    return join(
+        {words({static_cast<uint32_t>(payload.size()) + 20, timestamp, rtp_word, timestamp, 0}), payload});
+}
+
+inline Bytes frame_body(std::initializer_list<Bytes> records) {
+    return join({words({4, 1}), join(records)});
+}
+
+// Bytes that hold no zero.
+inline Bytes run(size_t size, unsigned char first = 1) {
+    Bytes bytes;
+    while (bytes.size() < size)
+        bytes.push_back(static_cast<unsigned char>(1 + (first++ % 250)));
+    return bytes;
+}
+
+inline Bytes slice(const Bytes& bytes, size_t from, size_t size) {
+    return Bytes(bytes.begin() + static_cast<long>(from), bytes.begin() + static_cast<long>(from + size));
+}
+
+class VideoStream : public testing::TestWithParam<bool> {
+  protected:
+    void open(std::vector<TrackPlan> tracks) {
+        player.reset();
+        host = std::make_unique<MemoryHost>(build_movie({.tracks = std::move(tracks)}));
+        player = std::make_unique<Player>(*host, "rv", GetParam());
+        ASSERT_EQ(player->opened, 0);
+        host->clear_log();
+    }
+
+    // The next chunk, which must come with status 0.
+    Bytes chunk() {
+        Player::Step step = player->read();
+        EXPECT_EQ(step.status, 0);
+        EXPECT_FALSE(step.overran);
+        EXPECT_EQ(step.size, Player::kSizeUntouched);
+        return step.bytes;
+    }
+
+    // Frame record and body of the next frame.
+    void expect_frame(uint32_t frame_size, uint32_t packets, uint32_t pad, const Bytes& body) {
+        EXPECT_THAT(chunk(), testing::ElementsAreArray(words({frame_size, packets, pad})));
+        EXPECT_EQ(chunk(), body);
+    }
+
+    std::unique_ptr<MemoryHost> host;
+    std::unique_ptr<Player> player;
+};
+
+}  // namespace qlip_test
