@@ -1,0 +1,187 @@
+// Sequential and random access to samples, and what a host asks about a file and its tracks.
+#include <algorithm>
+#include <cstdint>
+
+#include "interface/src/isoff/sample_access.h"
+#include "interface/src/isoff/sample_cursor.h"
+#include "interface/src/qliputil.h"
+
+namespace {
+
+double seconds(int value, unsigned int timescale) {
+    return timescale == 0 ? 0.0 : value / static_cast<double>(timescale);
+}
+
+double seconds_of(unsigned int value, unsigned int timescale) {
+    return timescale == 0 ? 0.0 : value / static_cast<double>(timescale);
+}
+
+// The value of a time table at the cursor; nothing lies behind its last row.
+double time_at(const iso_track* track, const int (*rows)[2], int count, int index) {
+    return index < count ? seconds(rows[index][1], track->timescale) : 0.0;
+}
+
+void produce_times(const iso_track* track, double* time, double* cto) {
+    if (time) *time = time_at(track, track->stts, track->stts_count, track->stts_index);
+    if (cto) *cto = time_at(track, track->ctts, track->ctts_count, track->ctts_index);
+}
+
+bool has_sample(const iso_track* track, int sample) {
+    return sample >= 0 && sample < track->sample_count;
+}
+
+// A track without chunks has its samples nowhere.
+bool is_readable(const iso_track* track) {
+    return track && track->file && track->chunk_count > 0;
+}
+
+// The next sample's bytes. False when the host does not have them now.
+bool fetch(iso_track* track, unsigned char* buffer, unsigned int size, unsigned int* got) {
+    iso_file* file = track->file;
+    if (file->indexed_read) return qliputil_indexread(file->io, buffer, track->file_pos, size, got) == 0;
+    *got = size;
+    return qliputil_seek(file->io, static_cast<int>(track->file_pos)) == 0 &&
+           qliputil_seeknread(file->io, buffer, got) == 0;
+}
+
+void rewind(iso_track* track) {
+    track->sample = track->chunk = 0;
+    track->stts_index = track->stts_run = 0;
+    track->ctts_index = track->ctts_run = 0;
+    if (track->chunk_count > 0) track->file_pos = track->chunks[0].start;
+}
+
+void step(iso_track* track) {
+    qlip::advance_position(track, qlip::size_of_sample(track, track->sample));
+    qlip::advance_times(track);
+    ++track->sample;
+}
+
+int64_t steps_left_in_row(const int (*rows)[2], int count, int index, int run) {
+    return index < count ? int64_t{rows[index][0]} - run : INT32_MAX;
+}
+
+// How many steps of a constant size, out of `most`, end inside the present chunk and time rows. Tracks of
+// many small samples have few rows, so that these steps are taken at once.
+int uniform_steps(const iso_track* track, int most) {
+    int64_t steps = most;
+    if (track->chunk < track->chunk_count) {
+        const unsigned int end = track->chunks[track->chunk].end;
+        if (track->file_pos >= end) return 0;
+        steps = std::min<int64_t>(steps, (end - track->file_pos - 1) / track->sample_size);
+    }
+    steps = std::min(
+        steps, steps_left_in_row(track->stts, track->stts_count, track->stts_index, track->stts_run) - 1);
+    if (track->ctts_count > 0) {
+        steps = std::min(
+            steps, steps_left_in_row(track->ctts, track->ctts_count, track->ctts_index, track->ctts_run) - 1);
+    }
+    return static_cast<int>(std::max<int64_t>(steps, 0));
+}
+
+void step_uniform(iso_track* track, int steps) {
+    track->file_pos += track->sample_size * static_cast<unsigned int>(steps);
+    track->stts_run += steps;
+    if (track->ctts_count > 0) track->ctts_run += steps;
+    track->sample += steps;
+}
+
+}  // namespace
+
+void set_sample_pos(iso_track* track, int n) {
+    if (track->sample > n) rewind(track);
+    while (track->sample < n) {
+        if (track->sample_size != 0) step_uniform(track, uniform_steps(track, n - track->sample - 1));
+        step(track);
+    }
+}
+
+unsigned int trackSize(iso_track* track) {
+    if (track->sample_size != 0) return static_cast<unsigned int>(track->sample_count) * track->sample_size;
+    unsigned int sum = 0;
+    for (int i = 0; i < track->sample_count; ++i)
+        sum += qlip::size_of_sample(track, i);
+    return sum;
+}
+
+int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) {
+    if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
+    const unsigned int wanted = qlip::size_of_sample(track, track->sample);
+    if (wanted > static_cast<unsigned int>(size)) return ISOFF_END;
+    unsigned int got = 0;
+    if (!fetch(track, static_cast<unsigned char*>(buf), wanted, &got)) return ISOFF_NOT_YET;
+    ++track->sample;
+    // By what was delivered: after a short read the cursor no longer stands on a sample's start; kept.
+    if (qlip::advance_position(track, got) && track->pending_head)
+        track->pending_head = track->pending_head->next;
+    produce_times(track, time, cto);
+    qlip::advance_times(track);
+    return static_cast<int>(got);
+}
+
+int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,
+                double* cto) {
+    if (!is_readable(track) || !has_sample(track, sample)) return ISOFF_END;
+    const unsigned int size = qlip::size_of_sample(track, sample);
+    const auto from = static_cast<unsigned int>(offset);
+    if (len == 0 || from >= size) return 0;
+    set_sample_pos(track, sample);
+    len = std::min(len, size - from);
+    iso_file* file = track->file;
+    auto* to = static_cast<unsigned char*>(buf);
+    const unsigned int at = track->file_pos + from;
+    if (file->indexed_read) {
+        unsigned int got = 0;
+        if (qliputil_indexread(file->io, to, at, len, &got) != 0) return ISOFF_NOT_YET;
+    } else {
+        // Neither status counts here, only the length; kept, so positioned reading never says "not yet".
+        qliputil_seek(file->io, static_cast<int>(at));
+        qliputil_seeknread(file->io, to, &len);
+    }
+    produce_times(track, time, cto);
+    return static_cast<int>(len);
+}
+
+int isoFFsetPosition(iso_track* track, int sample) {
+    if (!track || !has_sample(track, sample)) return -1;
+    set_sample_pos(track, sample);
+    // Hint playback that has ended starts again from here.
+    hint_state* hint = track->hint;
+    if (hint && hint->sample >= track->sample_count) {
+        hint->sample = sample;
+        hint->packets_left = hint->sample_offset = 0;
+    }
+    return 0;
+}
+
+int isoFFfileInfo(iso_file* file, int* tracks, double* time, int* bytes) {
+    if (!file) return -1;
+    int count = 0;
+    unsigned int sum = 0;
+    for (iso_track* track = file->tracks; track; track = track->next, ++count)
+        sum += trackSize(track);
+    if (tracks) *tracks = count;
+    if (time) *time = seconds_of(file->duration, file->timescale);
+    if (bytes) *bytes = static_cast<int>(sum);
+    return 0;
+}
+
+int isoFFtrackInfo(iso_track* track, int* kind, int* samples, double* time, int* bytes) {
+    if (!track) return -1;
+    if (kind) *kind = track->codec;
+    if (samples) *samples = track->sample_count;
+    if (time) *time = seconds_of(track->duration, track->timescale);
+    if (bytes) *bytes = static_cast<int>(trackSize(track));
+    return 0;
+}
+
+int isoFFframeInfo(iso_track* track, double* time, int* size) {
+    if (!track || !has_sample(track, track->sample)) return -1;
+    produce_times(track, time, nullptr);
+    if (!size) return 0;
+    unsigned int bytes = qlip::size_of_sample(track, track->sample);
+    if ((track->flags & ISO_TRACK_PREPEND_DSI) && track->dsi_size >= 1)
+        bytes += static_cast<unsigned int>(track->dsi_size);
+    *size = static_cast<int>(bytes);
+    return 0;
+}
