@@ -16,7 +16,7 @@ enum class cut_place { start_code, arbitrary, macroblock };
 
 // One record's share of the frame.
 struct piece {
-    size_t size;
+    size_t size;  // 0 from cut(): none can be made
     cut_place place = cut_place::arbitrary;
     int ebit = 0;         // cut_place::macroblock: bits of the last byte that belong to the next record
     size_t repeated = 0;  // bytes at the end that the next record starts with again
@@ -88,6 +88,7 @@ int packetise_video(record_sink sink, bytes left, double seconds, typename Famil
         if (!last && pieces.room() < 1) return WLD_FAILED;
         native.rtp.marker = last ? 1 : 0;
         const piece share = last ? pieces.finish(left) : pieces.cut(left);
+        if (!last && share.size == 0) return WLD_FAILED;
         if (!last && (Family::flags(native) & WLD_FLAG_VERBOSE) != 0) print_cut(left.size(), share);
         if (!put_record<Family>(sink, native, type, pieces.header(), left.first(share.size))) {
             return WLD_FAILED;

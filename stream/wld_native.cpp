@@ -4,6 +4,7 @@
 
 #include "qlip/isoff.h"
 #include "stream/audio_packets.h"
+#include "stream/rfc2190_fragments.h"
 #include "stream/video_packets.h"
 
 namespace {
@@ -103,6 +104,9 @@ int wld_video_packet(void* out, int out_size, void* in, int in_size, double seco
         case WLD_RFC_2429:
             return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
                                                rfc2429_pieces(native->max_payload));
+        case WLD_RFC_2190:
+        case WLD_RFC_2190_B:
+            return packetise_rfc2190(sink, frame, seconds, *native);
         default:
             return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
                                                plain_pieces(native->max_payload));
