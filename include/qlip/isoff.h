@@ -222,9 +222,9 @@ struct iso_track {
     unsigned int payload_type;
 };
 
-inline constexpr unsigned int ISO_TRACK_PREPEND_DSI = 1u
-                                                      << 1;  // decoder information counts into isoFFframeInfo
-inline constexpr unsigned int ISO_TRACK_CLOSED = 1u << 2;    // closed for writing
+// Bits of `flags` in a track; the rest is the engine's.
+inline constexpr unsigned int ISO_TRACK_PREPEND_DSI = 1u << 1;  // isoFFframeInfo counts decoder information
+inline constexpr unsigned int ISO_TRACK_CLOSED = 1u << 2;       // closed for writing
 
 // State of the playback of a hint track.
 struct hint_state {
@@ -237,13 +237,17 @@ struct hint_state {
     unsigned int ssrc;
 };
 
-// ---- Opening and closing
-// -------------------------------------------------------------------------------------------
+// ---- Opening and closing ----
 
-// Opens a file. The first character of `mode` decides: 'r' parses the file behind `io`; 'w' makes an empty
-// file to be written (the opener then sets `stream`). Returns the file also when its boxes could only be read
-// in part, with the tracks made so far. Null: *err is -1 for another mode, -2 for no memory; `err` may be
-// null. A null `io` or a null slot counts as a stream that delivers nothing.
+// Opens a file. The first character of `mode` decides: 'r' parses the file behind `io`, which the host keeps
+// alive until isoFFclose; 'w' makes an empty file to be written (the opener then sets `stream`). Returns the
+// file also when its boxes could only be read in part, with the tracks made so far. Null: *err is -1 for
+// another mode, -2 for no memory; `err` may be null. A null `io` or a null slot counts as a stream that
+// delivers nothing.
+//
+// moov is read with one call of SeekNRead and its tables are converted where they lie, so that a file costs
+// about its moov in memory. A media box ahead of moov is read into memory as well (`mdat_image`); one behind
+// it ends the parse. Diagnostics of a damaged file go to standard output.
 QLIP_API iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err);
 
 // Finishes a file that is being written, and frees everything that belongs to it. `stream` stays the opener's
@@ -265,8 +269,7 @@ QLIP_API int isoFFcompatible(iso_file* file, char* brands);
 // for missing arguments, any other length, or no memory.
 QLIP_API int isoFFsetBrand(iso_file* file, char* brands, int minor);
 
-// ---- Arena
-// ---------------------------------------------------------------------------------------------------------
+// ---- Arena ----
 
 // Memory that lives until isoFFclose, zero when made; null when there is none or `size` is negative.
 QLIP_API void* isoFFmalloc(iso_file* file, int size);
@@ -274,9 +277,8 @@ QLIP_API void* isoFFmalloc(iso_file* file, int size);
 // Counts a block as given back. Nothing is released before isoFFclose.
 QLIP_API void isoFFfree(void* block);
 
-// ---- Information
-// --------------------------------------------------------------------------------------------------- Every
-// result pointer may be null.
+// ---- Information ----
+// Every result pointer may be null.
 
 // Number of tracks, movie duration in seconds, bytes of all samples. 0, or -1 for null.
 QLIP_API int isoFFfileInfo(iso_file* file, int* tracks, double* seconds, int* bytes);
@@ -292,8 +294,7 @@ QLIP_API int isoFFframeInfo(iso_track* track, double* time, int* size);
 // memory.
 QLIP_API double isoFFgetInterleave(iso_file* file);
 
-// ---- Samples
-// -------------------------------------------------------------------------------------------------------
+// ---- Samples ----
 // `time` receives the sample's duration, `cto` its composition offset, both in seconds.
 
 // Reads the sample at the cursor and moves behind it. Returns the bytes read (a short read is passed on),
@@ -301,16 +302,19 @@ QLIP_API double isoFFgetInterleave(iso_file* file);
 // unmoved.
 QLIP_API int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto);
 
-// Reads part of a sample, counted from 0, and leaves the cursor on that sample. Returns the bytes read, 0 for
-// nothing to read, ISOFF_END for a bad track or sample, and in indexed reading ISOFF_NOT_YET.
+// Reads up to `len` bytes of a sample, counted from 0, from `offset` in it on, and leaves the cursor on that
+// sample. Returns the bytes read, 0 for nothing to read, ISOFF_END for a bad track or sample. Indexed reading
+// returns ISOFF_NOT_YET when IndexRead refuses, and else the length asked for, cut to the sample; positioned
+// reading returns the length that SeekNRead stored, whatever its status.
 QLIP_API int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,
                          double* cto);
 
-// Moves the cursor to a sample, counted from 0. 0, or -1 for a null track or a sample that is not there.
+// Moves the cursor to a sample, counted from 0: forward in a step per sample, back from the start of the
+// track. On a hint track the next packet is the first of that hint sample. 0, or -1 for a null track or a
+// sample that is not there.
 QLIP_API int isoFFsetPosition(iso_track* track, int sample);
 
-// ---- Decoder configuration
-// -----------------------------------------------------------------------------------------
+// ---- Decoder configuration ----
 
 // The decoder information, owned by the file; its length goes to *size. A non-zero `prepend` sets, zero
 // clears ISO_TRACK_PREPEND_DSI. Null for a null track.
@@ -329,17 +333,19 @@ QLIP_API int isoFFGetDSIin3GPP(iso_track* track, int prepend, unsigned char** ou
 // can hold.
 QLIP_API int convertDCI_3gpp_to_ISO(unsigned char* in, unsigned int len, unsigned char** out, int* outlen);
 
-// ---- RTP hint tracks
-// -----------------------------------------------------------------------------------------------
+// ---- RTP hint tracks ----
 
 // Largest packet that isoFFrtpPacket builds; its caller's buffer holds this many bytes.
 inline constexpr int ISOFF_PACKET_CAPACITY = 64000;
 
 // Finds the hint track for a media track with the largest packet size not above `max_packet`, and arms it
-// from the start. Null if there is none.
+// from its cursor's sample, with the clock at 0. Null if there is none, or no memory. The hint track keeps
+// the media track: its packets move the cursors of both.
 QLIP_API iso_track* isoFFrtpHinter(iso_track* media, int max_packet);
 
-// The same choice; playback goes on at the current hint sample.
+// The same choice; playback goes on at the current hint sample. Between two packets of one hint sample this
+// loses the second: the engine takes the next bytes for a packet count. A track that isoFFrtpHinter did not
+// arm before gets its state from malloc, which isoFFclose does not free.
 QLIP_API iso_track* isoFFfindHintTrack(iso_track* media, int max_packet);
 
 // Builds the next RTP packet (RFC 3550 header and payload) of an armed hint track in `buf`, which holds
@@ -347,8 +353,7 @@ QLIP_API iso_track* isoFFfindHintTrack(iso_track* media, int max_packet);
 // data is missing now: the next call builds the same packet from its start.
 QLIP_API int isoFFrtpPacket(iso_track* hint, void* buf);
 
-// ---- Writing
-// -------------------------------------------------------------------------------------------------------
+// ---- Writing ----
 
 // Results of isoFFwrite below 0.
 enum iso_write_result : int {
