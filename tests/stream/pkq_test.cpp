@@ -166,7 +166,7 @@ TEST_P(PkqEstimates, CountHeadersAndBytes) {
     iso_track track{};
     track.codec = GetParam().codec;
     track.sample_count = 100;
-    track.total_bytes = 20000;
+    track.sample_size = 200;
     track.timescale = 1000;
     track.duration = 4000;
     EXPECT_EQ(pkq_buffer_estimate(&track, GetParam().rfc_mode, GetParam().rate), GetParam().bytes);
