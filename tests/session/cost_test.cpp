@@ -16,9 +16,8 @@ namespace {
 
 struct Cost {
     size_t heap_calls = 0;
-    size_t copied = 0;  // by the library, the host's own deliveries left out
+    size_t copied = 0;  // the host's own deliveries included
     size_t callbacks = 0;
-    size_t delivered = 0;  // by the host
     size_t chunks = 0;
 };
 
@@ -92,5 +91,5 @@ TEST(VideoCost, BytesCopiedPerFrameDoNotRise) {
                                                  .sample_entry = visual_entry("s263", 176, 144, d263())}}});
     const Cost cost = stream(movie, "rv", true);
     EXPECT_EQ(cost.callbacks, 50U * 2);
-    EXPECT_LE(cost.copied, 50U * (1000 + 1000 + 1022));
+    EXPECT_LE(cost.copied, 50U * (1000 + 1002 + 1022));
 }

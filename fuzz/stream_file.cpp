@@ -1,0 +1,15 @@
+// Arbitrary bytes as a file, opened and streamed as sound and as video in both read modes.
+#include <cstdint>
+
+#include "fuzz/chunk_reader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    qlip_test::MemoryHost host(qlip_test::Bytes(data, data + size));
+    host.keep_log = false;
+    constexpr int kChunks = 400;
+    for (const char* mode : {"ra", "rv"}) {
+        for (const bool indexed : {false, true})
+            qlip_fuzz::ChunkReader::stream(host, mode, indexed, kChunks);
+    }
+    return 0;
+}
