@@ -11,7 +11,12 @@ void add_info(CLI::App& app);
 void add_stream(CLI::App& app);
 void add_records(CLI::App& app);
 void add_rtp(CLI::App& app);
+void add_boxes(CLI::App& app);
+void add_seek(CLI::App& app);
+void add_h263(CLI::App& app);
+void add_fragments(CLI::App& app);
 
-inline constexpr void (*all_commands[])(CLI::App&) = {add_info, add_stream, add_records, add_rtp};
+inline constexpr void (*all_commands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
+                                                      add_boxes, add_seek,   add_h263,    add_fragments};
 
 }  // namespace qlip_tool

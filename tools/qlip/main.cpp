@@ -20,7 +20,9 @@ constexpr const char* about =
     "Examples:\n"
     "  qlip info clip.3gp                    what is in it, and what can be delivered\n"
     "  qlip stream clip.3gp -o clip.stream   one track as a native stream\n"
-    "  qlip records clip.stream              that stream, record by record\n";
+    "  qlip records clip.stream              that stream, record by record\n"
+    "  qlip rtp clip.3gp --sdp clip.sdp      the track to a player, over RTP\n"
+    "  qlip boxes clip.3gp                   the file's boxes, also of a file that does not open\n";
 
 constexpr const char* exit_codes =
     "\nExit codes: 0 done; 1 the file or stream is damaged or has no such track; 2 the command line is "

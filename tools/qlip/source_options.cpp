@@ -2,10 +2,33 @@
 
 #include <CLI/CLI.hpp>
 
+#include "box_source.h"
 #include "session_source.h"
-#include "track_facts.h"
+#include "tool_error.h"
 
 namespace qlip_tool {
+namespace {
+
+void add_seek(CLI::App& command, SourceOptions& options) {
+    auto* seek = command.add_option("--seek", options.seek_ms, "With --engine box: start at this time")
+                     ->type_name("MS");
+    const auto flag = [&](const char* name, unsigned int value, const char* text) {
+        return command
+            .add_flag_callback(
+                name, [&options, value] { options.seek_flag = value; }, text)
+            ->needs(seek);
+    };
+    auto* nearest = flag("--nearest", QLIP_SEEK_NEAREST_SYNC,
+                         "Seek to the sync sample that the library's nearest mode picks: the farther one");
+    auto* next = flag("--next", QLIP_SEEK_NEXT_SYNC, "Seek to the next sync sample");
+    auto* previous =
+        flag("--previous", QLIP_SEEK_PREVIOUS_SYNC, "Seek to the previous sync sample (the default)");
+    nearest->excludes(next);
+    nearest->excludes(previous);
+    next->excludes(previous);
+}
+
+}  // namespace
 
 void SourceOptions::add_to(CLI::App& command) {
     command.add_option("FILE", file, "The 3GP file")->required();
@@ -14,6 +37,13 @@ void SourceOptions::add_to(CLI::App& command) {
                     "ra: the audio track; rv: the video track. Without it, video if there is any, else audio")
         ->check(CLI::IsMember({"ra", "rv"}))
         ->type_name("ra|rv");
+    command
+        .add_option("--engine", engine,
+                    "c: the C entry points; box: the second reader, which needs hint tracks and can seek")
+        ->check(CLI::IsMember({"c", "box"}))
+        ->type_name("c|box")
+        ->capture_default_str();
+    add_seek(command, *this);
     command.add_flag("--indexed", indexed,
                      "Read by absolute position, as a host does that holds the file in buffers of its own");
     command.add_flag("--follow", follow,
@@ -26,8 +56,16 @@ void SourceOptions::add_to(CLI::App& command) {
 }
 
 std::unique_ptr<ChunkSource> open_source(FileHost& host, const SourceOptions& options) {
-    Growth growth(host, options.follow, Seconds(options.patience));
-    return std::make_unique<SessionSource>(host, growth, options.mode, options.indexed);
+    const Growth growth(host, options.follow, Seconds(options.patience));
+    if (options.engine == "c") {
+        if (options.seek_ms) {
+            throw ToolError(Exit::usage, "the C entry points cannot seek", "--engine box --seek MS");
+        }
+        return std::make_unique<SessionSource>(host, growth, options.mode, options.indexed);
+    }
+    auto source = std::make_unique<BoxSource>(host, growth, options.mode, options.indexed);
+    if (options.seek_ms) source->seek(*options.seek_ms, options.seek_flag);
+    return source;
 }
 
 }  // namespace qlip_tool

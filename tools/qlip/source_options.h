@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "chunk_source.h"
@@ -16,6 +17,9 @@ struct SourceOptions {
     bool indexed = false;
     bool follow = false;
     double patience = 5.0;
+    std::string engine = "c";             // "c": the C entry points; "box": C3gpInterface
+    std::optional<unsigned int> seek_ms;  // box only
+    unsigned int seek_flag = 2;           // QLIP_SEEK_PREVIOUS_SYNC
 
     void add_to(CLI::App& command);
 };

@@ -17,11 +17,13 @@ std::string duration_text(double seconds) {
 }
 
 std::string count_text(uint64_t number) {
-    std::string digits = std::to_string(number);
-    for (auto at = static_cast<ptrdiff_t>(digits.size()) - 3; at > 0; at -= 3) {
-        digits.insert(static_cast<size_t>(at), ",");
+    const std::string digits = std::to_string(number);
+    std::string text;
+    for (size_t i = 0; i < digits.size(); ++i) {
+        if (i > 0 && (digits.size() - i) % 3 == 0) text += ',';
+        text += digits[i];
     }
-    return digits;
+    return text;
 }
 
 std::string hex_text(std::span<const unsigned char> bytes, std::string_view between) {
