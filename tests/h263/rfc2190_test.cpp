@@ -1,0 +1,269 @@
+#include <algorithm>
+#include <string>
+
+#include "qlip/h263_isoff.h"
+#include "tests/h263/pictures.h"
+#include "tests/h263/walk_support.h"
+#include "tests/stream/packets.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr double kSeconds = 0.1;
+constexpr int kH263 = 2;
+
+wld_native native_of(wld_rfc_mode mode, int max_payload = 1400, int flags = 0) {
+    wld_native native = native_for(kH263, mode, flags);
+    native.max_payload = max_payload;
+    return native;
+}
+
+Result cut(wld_native& native, const Bytes& picture) {
+    return packetise(wld_video_packet, native, picture, kSeconds,
+                     static_cast<int>(2 * picture.size()) + 1000);
+}
+
+Bytes header(std::string_view bits) {
+    return BitWriter().bits(bits).bytes();
+}
+
+constexpr const char* kIntraHeader = "0000 0000 0000 0000 1 00000 00000101 10 000 010 0 0000 01101 0 0";
+constexpr const char* kInterHeader = "0000 0000 0000 0000 1 00000 00000101 10 000 010 1 0000 01101 0 0";
+constexpr const char* kIntraMb = "1 0011 10000001 10000010 10000011 10000100 10000101 10000110";
+constexpr const char* kIntraMbInP = "0 00011 0011 10000001 10000010 10000011 10000100 10000101 10000110";
+
+// 50 bits of picture header, then macroblocks of 53 bits: at 50, 103, 156, 209, 262, 315; the end at 368.
+Bytes six_macroblocks() {
+    BitWriter writer = BitWriter().bits(kIntraHeader);
+    for (int i = 0; i < 6; ++i)
+        writer.bits(kIntraMb);
+    return writer.bytes();
+}
+
+// A room of 20 bytes reaches into the macroblock at bit 156 (19.4), 16 bytes more into the one at 262 (32.6).
+TEST(Rfc2190Mb, CutsInFrontOfTheMacroblockThatDoesNotFit) {
+    const Bytes picture = six_macroblocks();
+    wld_native native = native_of(WLD_RFC_2190_B, 24);
+    const Bytes mode_a = {0x04, 0x40, 0, 0};
+    const Bytes second =
+        header("1 0 100 010 010 00000 00000 000000010 00 0 000 1100000 1100000 1100000 1100000");
+    const Bytes third =
+        header("1 0 110 000 010 00000 00000 000000100 00 0 000 1100000 1100000 1100000 1100000");
+    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, part(picture, 0, 20)})},
+                                                   {34, false, 1, 0, join({second, part(picture, 19, 14)})},
+                                                   {34, true, 2, 0, join({third, part(picture, 32, 14)})}}));
+    EXPECT_EQ(native.packet_count, 3U);
+    EXPECT_EQ(native.last_source_format, 2U);
+}
+
+// With one byte more of room the walk's end falls on the target, which counts as reached.
+TEST(Rfc2190Mb, AMacroblockThatEndsWhereRoomEndsIsLeftToTheNextRecord) {
+    BitWriter writer = BitWriter().bits(kInterHeader).bits("111111");  // six macroblocks, up to bit 56
+    for (int i = 0; i < 300; ++i)
+        writer.bits("1");
+    wld_native native = native_of(WLD_RFC_2190_B, 4 + 7);
+    const Result result = cut(native, writer.bytes());
+    // Cut at bit 55: seven bytes, of which the last bit is the next record's.
+    EXPECT_EQ(part(result.bytes, 20, 4), (Bytes{0x01, 0x50, 0, 0}));
+    EXPECT_EQ(part(result.bytes, 0, 4), words({20 + 4 + 7}));
+}
+
+TEST(Rfc2190Mb, TheHeaderTellsTheVectorsOfTheMacroblockAtTheCut) {
+    BitWriter writer = BitWriter().bits(kInterHeader).bits(kIntraMbInP);  // up to bit 108
+    const std::string four_vectors = "0 1 11 010 0010";                   // rows 33 and 34
+    writer.bits(four_vectors).bits(kIntraMbInP).bits(kIntraMbInP);
+    wld_native native = native_of(WLD_RFC_2190_B, 4 + 14);  // reaches bit 112
+    const Result result = cut(native, writer.bytes());
+    ASSERT_GT(result.result, 0);
+    const Bytes second =
+        header("1 0 100 111 010 00000 00000 000000001 00 1 000 0000001 0000010 1100000 1100000");
+    EXPECT_EQ(part(result.bytes, 20 + 4 + 14 + 20, 8), second);
+}
+
+TEST(Rfc2190Mb, ACutAtAGroupHeaderTellsTheGroup) {
+    BitWriter writer = BitWriter().bits(kIntraHeader).bits(kIntraMb);  // up to bit 103
+    writer.bits("0000 0000 0000 0000 1 00110 01 01111")
+        .bits(kIntraMb)
+        .bits(kIntraMb);  // at 132, 185; end 238
+    wld_native native = native_of(WLD_RFC_2190_B, 24);
+    const Result result = cut(native, writer.bytes());
+    ASSERT_GT(result.result, 0);
+    EXPECT_EQ(part(result.bytes, 20, 1), Bytes{0x01});  // cut at 103, that is 12.7
+    // At 12.7 begins the group; from there 16 bytes reach into its second macroblock, at 23.1.
+    const Bytes second =
+        header("1 0 111 111 010 01111 00110 000000000 00 0 000 1100000 1100000 1100000 1100000");
+    const Bytes third =
+        header("1 0 001 000 010 01111 00110 000000001 00 0 000 1100000 1100000 1100000 1100000");
+    const size_t second_at = 20 + 4 + 13 + 20;
+    EXPECT_EQ(part(result.bytes, second_at, 8), second);
+    EXPECT_EQ(part(result.bytes, second_at + 8 + 12 + 20, 8), third);
+}
+
+// A block without a last coefficient: the walk runs off the end of the picture.
+TEST(Rfc2190Mb, AfterAFailedWalkAllCutsFallAtTheRoomsEnd) {
+    BitWriter writer = BitWriter().bits(kIntraHeader).bits(kIntraMb).bits("011 11 10000000");
+    for (int i = 0; i < 200; ++i)
+        writer.bits("100");
+    const Bytes picture = writer.bytes();
+    wld_native native = native_of(WLD_RFC_2190_B, 4 + 40);
+    const Bytes later =
+        header("1 0 000 000 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000");
+    ASSERT_EQ(picture.size(), 90U);
+    EXPECT_EQ(cut(native, picture).bytes,
+              records({{34, false, 0, 0, join({Bytes{0, 0x40, 0, 0}, part(picture, 0, 40)})},
+                       {34, false, 1, 0, join({later, part(picture, 40, 36)})},
+                       {34, true, 2, 0, join({later, part(picture, 76, 14)})}}));
+}
+
+TEST(Rfc2190Mb, AMacroblockLongerThanARecordEndsTheCall) {
+    BitWriter writer = BitWriter().bits(kIntraHeader).bits(kIntraMb).bits("011 11 10000000");
+    for (int i = 0; i < 200; ++i)
+        writer.bits("100");
+    for (int i = 0; i < 6; ++i)
+        writer.bits("0111 0 10000000");
+    writer.number(~0UL, 64);
+    wld_native native = native_of(WLD_RFC_2190_B, 4 + 40);
+    EXPECT_EQ(cut(native, writer.bytes()).result, WLD_FAILED);
+    EXPECT_EQ(native.rtp.sequence, 1U) << "the record ahead of the macroblock was written";
+    native = native_of(WLD_RFC_2190_B, 4 + 10);
+    EXPECT_EQ(cut(native, writer.bytes()).result, WLD_FAILED);
+    EXPECT_EQ(native.rtp.sequence, 0U);
+}
+
+TEST(Rfc2190Mb, TellsOfItsCuts) {
+    wld_native native = native_of(WLD_RFC_2190_B, 24, static_cast<int>(WLD_FLAG_VERBOSE));
+    testing::internal::CaptureStderr();
+    const std::string walked = printed_by([&] { cut(native, six_macroblocks()); });
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Fragmenting payload: old_len=46 new_len=20, at MB boundary, ebit=4\n"
+              "Fragmenting payload: old_len=27 new_len=14, at MB boundary, ebit=2\n");
+    EXPECT_NE(walked.find("\nPicture Header: picture 0 start byte 0x0 bit 0\n"), std::string::npos);
+}
+
+class Rfc2190 : public testing::TestWithParam<wld_rfc_mode> {};
+
+TEST_P(Rfc2190, APictureThatFitsIsOneModeARecord) {
+    const Bytes picture = six_macroblocks();
+    wld_native native = native_of(GetParam());
+    EXPECT_EQ(cut(native, picture).bytes, records({{34, true, 0, 0, join({Bytes{0, 0x40, 0, 0}, picture})}}));
+}
+
+TEST_P(Rfc2190, WithoutAPictureHeaderNothingIsWrittenAndNothingChanges) {
+    wld_native native = native_of(GetParam());
+    native.last_source_format = 3;
+    native.time_accumulator = 17.0;
+    const wld_native before = native;
+    EXPECT_EQ(cut(native, Bytes(3000, 0x55)).result, WLD_BAD_PICTURE);
+    EXPECT_EQ(cut(native, {}).result, WLD_BAD_PICTURE);
+    EXPECT_EQ(std::memcmp(&native, &before, sizeof native), 0);
+}
+
+TEST_P(Rfc2190, APictureWithoutFormatTakesTheLastOne) {
+    wld_native native = native_of(GetParam());
+    const Bytes cif = {0, 0, 0x80, 0x02, 0x0C, 0xFF};
+    const Bytes ufep_0 = {0, 0, 0x80, 0x02, 0x1C, 0x10};
+    EXPECT_EQ(part(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x10, 0, 0}));
+    cut(native, cif);
+    EXPECT_EQ(part(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x70, 0, 0}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, Rfc2190, testing::Values(WLD_RFC_2190, WLD_RFC_2190_B), [](const auto& test) {
+    return test.param == WLD_RFC_2190 ? "plain" : "at_macroblocks";
+});
+
+TEST(Rfc2190Plain, CutsAtStartCodesAndElseAtTheRoomsEnd) {
+    Bytes picture = {0, 0, 0x80, 0x02, 0x0A, 0xFF};
+    picture.resize(40, 0x77);
+    picture[14] = picture[15] = 0;
+    wld_native native = native_of(WLD_RFC_2190, 24);
+    const Bytes mode_a = {0, 0x50, 0, 0};
+    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, part(picture, 0, 14)})},
+                                                   {34, false, 1, 0, join({mode_a, part(picture, 14, 20)})},
+                                                   {34, true, 2, 0, join({mode_a, part(picture, 34, 6)})}}));
+}
+
+// ---- Real pictures, put together again by the payload headers alone
+
+struct Fragments {
+    BitWriter bits;
+    std::vector<unsigned long> starts;  // bit at which each fragment begins
+    std::vector<unsigned> addresses;    // MBA of the Mode B ones, 0 for Mode A
+};
+
+void append_bits(BitWriter& writer, const Bytes& data, size_t from, unsigned sbit, unsigned ebit) {
+    for (size_t i = from; i < data.size(); ++i) {
+        const unsigned first = i == from ? sbit : 0;
+        const unsigned end = i + 1 == data.size() ? 8 - ebit : 8;
+        writer.number(static_cast<unsigned>(data[i]) >> (8 - end), end - first);
+    }
+}
+
+Fragments put_together(const Bytes& stream) {
+    Fragments whole;
+    for (size_t at = 0; at < stream.size();) {
+        const size_t size = stream[at] + 256U * stream[at + 1];
+        const Bytes payload = part(stream, at + 20, size - 20);
+        const bool last = at + size == stream.size();
+        EXPECT_LE(payload.size(), 1400U);
+        EXPECT_EQ(stream[at + 10] >> 7, last ? 1 : 0) << "marker";
+        const bool mode_b = (payload[0] & 0x80) != 0;
+        whole.starts.push_back(whole.bits.count());
+        whole.addresses.push_back(mode_b ? (payload[2] & 7U) << 6 | payload[3] >> 2 : 0);
+        append_bits(whole.bits, payload, mode_b ? 8 : 4, payload[0] >> 3 & 7, payload[0] & 7);
+        at += size;
+    }
+    return whole;
+}
+
+std::vector<unsigned long> macroblock_starts(Bytes picture, size_t count) {
+    picture.insert(picture.end(), {0xFF, 0xFF});
+    Walker walker(picture);
+    std::vector<unsigned long> starts;
+    while (starts.size() < count) {
+        starts.push_back(8 * walker.pos.byte + walker.pos.bit);
+        get_start_of_mb(&walker.state, walker.bytes.data(), static_cast<int>(walker.bytes.size()),
+                        &walker.pos, &walker.pos);
+    }
+    return starts;
+}
+
+class RealPictures : public testing::TestWithParam<Clip> {};
+
+TEST_P(RealPictures, ComeBackBitByBitAndAreCutAtTheMacroblocksTheyName) {
+    bool was_cut = false;
+    for (const Bytes& picture : pictures_of(GetParam())) {
+        wld_native native = native_of(WLD_RFC_2190_B);
+        const Fragments whole = put_together(cut(native, picture).bytes);
+        ASSERT_EQ(whole.bits.bytes(), picture);
+        const auto starts = macroblock_starts(picture, static_cast<size_t>(GetParam().macroblocks));
+        for (size_t i = 1; i < whole.starts.size(); ++i) {
+            EXPECT_EQ(whole.starts[i], starts[whole.addresses[i]]);
+            was_cut = true;
+        }
+    }
+    EXPECT_TRUE(was_cut);
+}
+
+TEST_P(RealPictures, ComeBackBitByBitFromModeA) {
+    for (const Bytes& picture : pictures_of(GetParam())) {
+        wld_native native = native_of(WLD_RFC_2190);
+        ASSERT_EQ(put_together(cut(native, picture).bytes).bits.bytes(), picture);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, RealPictures, testing::ValuesIn(kClips),
+                         [](const auto& test) { return test.param.name; });
+
+// Stuffing in front of a group header is walked as if the header began there: the cuts behind it need not be
+// between macroblocks, but no bit is lost.
+TEST(RealPicturesWithGroups, ComeBackBitByBitInBothModes) {
+    for (const Bytes& picture : pictures_of(kClipWithGroups)) {
+        for (const auto mode : {WLD_RFC_2190, WLD_RFC_2190_B}) {
+            wld_native native = native_of(mode);
+            ASSERT_EQ(put_together(cut(native, picture).bytes).bits.bytes(), picture);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qlip_test
