@@ -1,0 +1,72 @@
+#include "tests/propfile/producer_rig.h"
+
+namespace qlip_test {
+namespace {
+
+TEST(HintHeader, ExtraInformationOfItsOwnLengthWordAloneEndsBehindIt) {
+    const Bytes header = hex("00000001 00A2 0102 0004 0003 00000004 55");
+    const unsigned char* cursor = header.data();
+    _TAG_RTPpacket3gp packet;
+    PropFile::GetRTPpacket3gp(&packet, &cursor);
+    EXPECT_EQ(cursor - header.data(), 16);
+    EXPECT_EQ(packet.relative_time, 1U);
+    EXPECT_EQ(packet.RTPheader, 0xA2);
+    EXPECT_EQ(packet.RTPsequenceseed, 0x102);
+    EXPECT_EQ(packet.entrycount, 3);
+    EXPECT_EQ(packet.extra_information_length, 4U);
+}
+
+TEST(HintHeader, ExtraInformationIsPassedOver) {
+    const Bytes header = hex("00000000 0000 0000 0004 0000 00000009 AABBCCDDEE");
+    const unsigned char* cursor = header.data();
+    _TAG_RTPpacket3gp packet;
+    PropFile::GetRTPpacket3gp(&packet, &cursor);
+    EXPECT_EQ(cursor, header.data() + header.size());
+}
+
+TEST(HintHeader, FlagsOtherThanTheExtraOneMoveNothing) {
+    const Bytes header = hex("00000000 0000 0000 FFFB 0000 00000009");
+    const unsigned char* cursor = header.data();
+    _TAG_RTPpacket3gp packet;
+    PropFile::GetRTPpacket3gp(&packet, &cursor);
+    EXPECT_EQ(cursor - header.data(), 12);
+}
+
+TEST(Padding, ReachesTheNextMultipleOfFour) {
+    PropFileAudio producer(nullptr);
+    EXPECT_EQ(producer.GetPadding(0), 0U);
+    EXPECT_EQ(producer.GetPadding(5), 3U);
+    EXPECT_EQ(producer.GetPadding(8), 0U);
+    EXPECT_EQ(producer.GetPadding(0xFFFFFFFF), 1U);
+}
+
+TEST(FixedPoint, LowHalfCountsHundredths) {
+    EXPECT_EQ(PropFile::To1616(30.0), 0x001E0000U);
+    EXPECT_EQ(PropFile::To1616(29.97), 0x001D0061U);
+    EXPECT_EQ(PropFile::To1616(0.004), 0U);
+    EXPECT_EQ(PropFile::To1616(0.005), 1U);
+    EXPECT_EQ(PropFile::To1616(0.999), 0x00010000U);
+}
+
+TEST(FixedPoint, IsDefinedWhereTheNumberIsOutOfRange) {
+    EXPECT_EQ(PropFile::To1616(1e300), 0U);
+    EXPECT_EQ(PropFile::To1616(-1.51), 0xFFFFFFCEU);  // -150 hundredths: -1 and -50
+}
+
+TEST(ReadingOff, TakesExactlyWhatIsThere) {
+    PropFileAudio producer(nullptr);
+    auto params = amr_params();
+    ASSERT_TRUE(producer.Open(&params));
+    producer.OffsetBytes(60);
+    EXPECT_EQ(refusal([&] { producer.OffsetBytes(9); }), "Invalid offset - 9 bytes requested, 8 available");
+    EXPECT_EQ(producer.ByteCount(), 8U);
+    EXPECT_EQ(producer.GetBuffer(nullptr), producer.m_pBuffer + 60);
+    producer.OffsetBytes(8);
+    EXPECT_EQ(producer.ByteCount(), 0U);
+    producer.Close();
+    EXPECT_EQ(producer.ByteCount(), 0U);
+    EXPECT_EQ(producer.GetBuffer(nullptr), nullptr);
+}
+
+}  // namespace
+}  // namespace qlip_test
