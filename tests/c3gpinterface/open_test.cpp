@@ -1,0 +1,323 @@
+// Opening: modes, refusals with their status and log line, and opening again.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "qlip/SimpleException.h"
+#include "tests/c3gpinterface/reader_support.h"
+#include "tests/support/samples.h"
+#include "tests/support/syslog_capture.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr const char* kAv = "av_h263_amrnb_hinted.3gp";
+
+class Open : public testing::Test {
+  protected:
+    Open() { syslog_lines().clear(); }
+    ~Open() override {
+        sx_Debug = 3;
+        unsetenv("QLIP_LOG_DEBUG");
+        unsetenv("QLIP_LOG_DEBUG_VERBOSE");
+    }
+    static bool logged(const std::string& prefix, const std::string& message) {
+        return std::any_of(syslog_lines().begin(), syslog_lines().end(), [&](const SyslogLine& line) {
+            return line.text.starts_with(prefix + "interface/src/c3gpinterface(") &&
+                   line.text.ends_with("): " + message + "\n");
+        });
+    }
+};
+
+struct ModeCase {
+    const char* mode;
+    unsigned int status;
+    const char* shows;  // start of the stream, or the error line
+};
+
+class Modes : public Open, public testing::WithParamInterface<ModeCase> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, Modes,
+    testing::Values(ModeCase{"rv", 0, "VIDEO"}, ModeCase{"VR", 0, "VIDEO"}, ModeCase{"avr", 0, "VIDEO"},
+                    ModeCase{"var", 0, "AUDIO"}, ModeCase{"rraaR", 0, "AUDIO"},
+                    ModeCase{"ra v", 7, "Invalid/unsupported mode switch [ ] specified"},
+                    ModeCase{"rW", 7, "Invalid/unsupported mode switch [w] specified"},
+                    ModeCase{"", 7, "Mode not specified"}, ModeCase{"r", 7, "Mode not specified"},
+                    ModeCase{"A", 7, "Direction not specified"}, ModeCase{nullptr, 7, "Mode not specified"}));
+
+TEST_P(Modes, ChooseTheTrackOrAreRefusedAndMayBeTriedAgain) {
+    MemoryHost host(sample(kAv));
+    C3gpInterface reader(65536);
+    ASSERT_EQ(reader.Open(host.record(), GetParam().mode), GetParam().status);
+    if (GetParam().status == 0) {
+        EXPECT_EQ(read_chunk(reader, 5).bytes, Bytes(GetParam().shows, GetParam().shows + 5));
+        EXPECT_EQ(host.position, 0U);
+        return;
+    }
+    EXPECT_TRUE(host.log.empty());
+    EXPECT_TRUE(logged("ERR: ", GetParam().shows));
+    EXPECT_EQ(reader.Open(host.record(), "ra"), 0U);
+}
+
+struct Refusal {
+    const char* name;
+    const char* mode;
+    unsigned int status;
+    const char* message;
+    Bytes (*file)();
+};
+
+// The av sample with a box renamed: its n-th in the file.
+template <unsigned int N>
+Bytes without(const char* type) {
+    Bytes file = sample(kAv);
+    file[find_box(file, type, N)] = 'X';
+    return file;
+}
+
+Bytes changed(void (*change)(MoviePlan&), MoviePlan plan) {
+    change(plan);
+    return build_movie(plan);
+}
+
+Bytes with_movie_word(const char* box, unsigned int n, size_t offset, unsigned int value, MoviePlan plan) {
+    Bytes file = build_movie(plan);
+    set_u32(file, find_box(file, box, n) + offset, value);
+    return file;
+}
+
+const Refusal kRefusals[] = {
+    {"no_ftyp", "rv", 4, "Could not find ftyp box", [] { return without<0>("ftyp"); }},
+    {"no_moov", "rv", 4, "Could not find moov box", [] { return without<0>("moov"); }},
+    {"no_mdia_in_the_other_track", "rv", 4, "Could not find mdia box", [] { return without<1>("mdia"); }},
+    {"no_hdlr", "rv", 4, "Could not find hdlr box", [] { return without<1>("hdlr"); }},
+    {"no_tkhd", "rv", 4, "Could not find tkhd box", [] { return without<1>("tkhd"); }},
+    {"no_tkhd_in_hint_track", "rv", 4, "Could not find tkhd box", [] { return without<2>("tkhd"); }},
+    {"no_tref", "rv", 4, "Could not find tref box", [] { return without<0>("tref"); }},
+    {"no_hint_reference", "rv", 4, "Could not find hint box",
+     [] {
+         Bytes file = sample(kAv);
+         file[find_box(file, "tref") + 8] = 'X';
+         return file;
+     }},
+    {"no_minf", "rv", 4, "Could not find minf box", [] { return without<0>("minf"); }},
+    {"no_mdhd_in_hint_track", "rv", 4, "Could not find mdhd box", [] { return without<2>("mdhd"); }},
+    {"no_stbl", "rv", 4, "Could not find stbl box", [] { return without<0>("stbl"); }},
+    {"no_stts", "rv", 4, "Could not find stts box", [] { return without<0>("stts"); }},
+    {"no_stsz", "rv", 4, "Could not find stsz box", [] { return without<0>("stsz"); }},
+    {"no_stsc", "rv", 4, "Could not find stsc box", [] { return without<0>("stsc"); }},
+    {"no_stco_in_hint_track", "rv", 4, "Could not find stco box", [] { return without<2>("stco"); }},
+    {"no_stsd", "rv", 4, "Could not find stsd box", [] { return without<0>("stsd"); }},
+    {"aac", "ra", 12, "audio track ID 2 does not have a hint track.",
+     [] { return sample("mpeg4_with_aac.3gp"); }},
+    {"no_audio", "ra", 14, "File does not contain audio track",
+     [] { return sample("h263_hinted_pt34.3gp"); }},
+    {"no_video", "rv", 14, "File does not contain video track", [] { return sample("amrnb_hinted.3gp"); }},
+    {"unhinted", "rv", 12, "video track ID 1 does not have a hint track.", [] { return sample("h263.3gp"); }},
+    {"hint_of_another_track", "rv", 12, "video track ID 1 does not have a hint track.",
+     [] { return changed([](MoviePlan& plan) { plan.tracks[kHint].hint_reference = 7; }, video_plan(2)); }},
+    {"two_video_tracks", "rv", 11, "Too many video tracks found",
+     [] {
+         MoviePlan plan = video_plan(2);
+         plan.tracks.push_back(plan.tracks[kMedia]);
+         plan.tracks.back().id = 9;
+         return build_movie(plan);
+     }},
+    {"h264", "rv", 15, "Unknown / unsuppoorted video codec found", [] { return sample("h264_hinted.3gp"); }},
+    {"video_clock_0", "rv", 4, "Undefined video timescale in source file",
+     [] { return with_movie_word("mdhd", 1, 16, 0, video_plan(2)); }},
+    {"audio_clock_0", "ra", 4, "Error: Undefined sound timescale in source file",
+     [] { return with_movie_word("mdhd", 0, 16, 0, audio_plan(2)); }},
+    {"no_sample_entry", "ra", 2, "Audio codec information not found",
+     [] { return with_movie_word("stsd", 0, 8, 0, audio_plan(2)); }},
+    {"wideband", "ra", 2, "Unsupported audio coder type found",
+     [] {
+         return changed([](MoviePlan& plan) { plan.tracks[kMedia].sample_entry = sawb_entry(); },
+                        audio_plan(2));
+     }},
+    {"no_damr", "ra", 4, "Could not find damr box",
+     [] {
+         return changed([](MoviePlan& plan) { plan.tracks[kMedia].sample_entry = samr_entry({}); },
+                        audio_plan(2));
+     }},
+    {"more_samples_in_chunks_than_in_stsz", "ra", 4, "Chunks hold more than the 3 media samples",
+     [] { return with_movie_word("stsc", 0, 16, 4, audio_plan(3)); }},
+    {"a_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for media sample",
+     [] { return with_movie_word("stsz", 0, 16, 0xFFFFFFF0, audio_plan(3)); }},
+    {"a_hint_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for hint sample",
+     [] { return with_movie_word("stsz", 1, 16, 0x7FFFFFF0, audio_plan(3)); }},
+    {"more_samples_than_bytes", "ra", 6, "Unable to allocate memory for sample offset table",
+     [] {
+         MoviePlan plan = audio_plan(3);
+         plan.tracks[kMedia].constant_size = true;
+         return with_movie_word("stsz", 0, 12, 0xFFFFFFFF, plan);
+     }},
+    {"first_hint_sample_without_a_packet", "rv", 4, "First hint sample is too short for a packet",
+     [] {
+         return changed([](MoviePlan& plan) { plan.tracks[kHint].samples[0] = Bytes(15, 0); }, video_plan(2));
+     }},
+    {"frame_buffer_too_small", "rv", 2, "", [] { return sample("h263_hinted_pt34.3gp"); }},
+};
+
+class Refusals : public Open, public testing::WithParamInterface<Refusal> {};
+
+INSTANTIATE_TEST_SUITE_P(Table, Refusals, testing::ValuesIn(kRefusals),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_P(Refusals, EndWithTheirStatusAndLineAndLeaveAnObjectToClose) {
+    const bool tiny = std::string(GetParam().message).empty();
+    OpenReader open(GetParam().file(), GetParam().mode, GetParam().status, tiny ? 91 : 65536);
+    EXPECT_TRUE(tiny || logged("ERR: ", GetParam().message));
+    EXPECT_EQ(open.reader->Open(open.host->record(), GetParam().mode), 9U);
+    // What there is of a track cannot be used, and nothing breaks on it.
+    const Delivery chunk = read_chunk(*open.reader, 1000, true);
+    EXPECT_NE(chunk.status, 0U);
+    EXPECT_EQ(chunk.bytes, Bytes{});
+    _TAG_QLIP_SEEK_PARAMS seek{0, 0, 0, 0, 0x20001};
+    open.reader->SeekTo(&seek);
+    EXPECT_NE(read_chunk(*open.reader, 1000, true).status, 0U);
+    EXPECT_EQ(open.reader->Close(), 0U);
+    EXPECT_EQ(read_chunk(*open.reader, 1000).status, 8U);
+}
+
+TEST_F(Open, ChecksTheRecordAfterTheMode) {
+    C3gpInterface reader(65536);
+    EXPECT_EQ(reader.Open(nullptr, "x"), 7U);
+    EXPECT_EQ(reader.Open(nullptr, "rv"), 13U);
+    EXPECT_EQ(reader.Open(nullptr, "rv"), 9U);
+    EXPECT_EQ(reader.Close(), 0U);
+    MemoryHost host(sample(kAv));
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE record = *host.record();
+    record.AdvanceRead = nullptr;
+    EXPECT_EQ(reader.Open(&record, "rv"), 13U);
+    EXPECT_TRUE(host.log.empty());
+}
+
+TEST_F(Open, ClosedObjectAnswers8AndLeavesTheArgumentsAlone) {
+    C3gpInterface reader;
+    unsigned char byte = 0;
+    unsigned int size = 77;
+    EXPECT_EQ(reader.ReadChunk(&byte, &size, false), 8U);
+    EXPECT_EQ(size, 77U);
+    EXPECT_EQ(reader.ReadChunk(nullptr, nullptr, false), 8U);
+    EXPECT_EQ(reader.SeekTo(nullptr), 8U);
+    EXPECT_EQ(reader.Close(), 0U);
+}
+
+TEST_F(Open, NullArgumentsOfAnOpenObjectAreRefusedAndCostNothing) {
+    OpenReader open(build_movie(audio_plan(2)), "ra");
+    unsigned int size = 10;
+    unsigned char byte = 0;
+    EXPECT_EQ(open.reader->ReadChunk(nullptr, &size, false), 13U);
+    EXPECT_EQ(size, 0U);
+    EXPECT_EQ(open.reader->ReadChunk(nullptr, &size, false), 0U);
+    EXPECT_EQ(open.reader->ReadChunk(&byte, nullptr, false), 13U);
+    EXPECT_EQ(open.reader->SeekTo(nullptr), 13U);
+    EXPECT_EQ(read_all(*open.reader, 50, false).bytes.size(), kAudioHeaderBytes + 2 * 38U);
+}
+
+TEST_F(Open, DefaultConstructedObjectHasRoomForVideo) {
+    MemoryHost host(sample("mpeg4_hinted.3gp"));
+    C3gpInterface reader;
+    ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
+    EXPECT_EQ(read_all(reader, 5000, false).bytes, whole_stream(host.bytes, "rv"));
+}
+
+struct LevelCase {
+    const char* debug;
+    const char* verbose;
+    int level;
+};
+
+TEST_F(Open, TakesTheLogLevelFromTheEnvironmentBeforeAnythingElse) {
+    const std::string debug = "Libqlip: Set log level to DEBUG";
+    for (const LevelCase& c : {LevelCase{nullptr, nullptr, 3}, LevelCase{"10", "yes", 3},
+                               LevelCase{"1", "0", 4}, LevelCase{"", "1", 5}, LevelCase{"1", "1", 5}}) {
+        sx_Debug = 3;
+        syslog_lines().clear();
+        c.debug ? setenv("QLIP_LOG_DEBUG", c.debug, 1) : unsetenv("QLIP_LOG_DEBUG");
+        c.verbose ? setenv("QLIP_LOG_DEBUG_VERBOSE", c.verbose, 1) : unsetenv("QLIP_LOG_DEBUG_VERBOSE");
+        C3gpInterface reader(1);
+        reader.Open(nullptr, "");
+        EXPECT_EQ(sx_Debug, c.level);
+        const bool first = c.debug && std::string(c.debug) == "1";
+        EXPECT_EQ(logged("", debug), first);
+        EXPECT_EQ(logged("", debug + "_VERBOSE"), c.level == 5);
+    }
+}
+
+TEST_F(Open, ReadsFromTheHostsPositionAndPutsItTo0) {
+    const Bytes file = build_movie(audio_plan(2));
+    OpenReader open(file, "ra");
+    open.reader->Close();
+    open.host->position = static_cast<unsigned int>(find_box(file, "mdat") - 4);
+    EXPECT_EQ(open.reader->Open(open.host->record(), "ra"), 4U);
+    EXPECT_TRUE(logged("ERR: ", "Could not find ftyp box"));
+}
+
+TEST_F(Open, AgainAfterCloseReadsAnotherFileWithTheSameTrackNumbers) {
+    OpenReader open(sample(kAv), "rv");
+    read_chunk(*open.reader, 5000);
+    for (const char* name : {"mpeg4_hinted.3gp", "h263_hinted_pt34.3gp"}) {
+        ASSERT_EQ(open.reader->Close(), 0U);
+        open.host->bytes = sample(name);
+        open.host->position = 0;
+        ASSERT_EQ(open.reader->Open(open.host->record(), "rv"), 0U);
+        const Bytes stream = read_all(*open.reader, 5000, false).bytes;
+        // A single hint sample size is walked behind the old ones; see below.
+        EXPECT_EQ(word_at(stream, 8), word_at(whole_stream(sample(name), "rv"), 8));
+    }
+}
+
+// Entries of the file before count as tracks, but point to nothing.
+TEST_F(Open, AgainAfterCloseStillCountsTheTracksOfTheFileBefore) {
+    OpenReader open(sample(kAv), "rv");
+    open.reader->Close();
+    open.host->bytes = sample("h263_hinted_pt34.3gp");
+    open.host->position = 0;
+    EXPECT_EQ(open.reader->Open(open.host->record(), "ra"), 14U);
+    open.reader->Close();
+    MoviePlan plan = audio_plan(2);
+    plan.tracks[kMedia].id = 5;
+    plan.tracks[kHint].hint_reference = 5;
+    open.host->bytes = build_movie(plan);
+    open.host->position = 0;
+    EXPECT_EQ(open.reader->Open(open.host->record(), "ra"), 11U);
+}
+
+// A single hint sample size is appended, so that the old one is still in front: the first sample is read with
+// the size of the file before, and the walk goes by two sizes.
+TEST_F(Open, AgainAfterCloseWalksASingleHintSampleSizeBehindTheOldOne) {
+    MoviePlan plan = audio_plan(3);
+    for (auto& track : plan.tracks)
+        track.constant_size = true;
+    OpenReader open(build_movie(plan), "ra");
+    open.reader->Close();
+    open.host->position = 0;
+    open.host->clear_log();
+    ASSERT_EQ(open.reader->Open(open.host->record(), "ra"), 0U);
+    EXPECT_EQ(read_chunk(*open.reader, kAudioHeaderBytes + 38).status, 0U);
+    EXPECT_EQ(read_chunk(*open.reader, 38), (Delivery{2, {}}));
+    EXPECT_TRUE(logged("ERR: ", "AUDIO: Iterated off the end of the sample size table!"));
+}
+
+TEST_F(Open, CallsTheHostInTheOrderOfItsSteps) {
+    OpenReader open(build_movie(video_plan(1)), "rv");
+    const auto& log = open.host->log;
+    ASSERT_GT(log.size(), 6U);
+    std::vector<MemoryHost::Call> own;
+    for (const auto& call : log)
+        if (call.slot != Slot::ConvertStatus) own.push_back(call);
+    const unsigned int hint = chunk_offsets(open.host->bytes, 1)[0];
+    const size_t n = own.size();
+    EXPECT_EQ(own[0].slot, Slot::GetOffset);
+    EXPECT_EQ(own[1].slot, Slot::Tell);
+    EXPECT_EQ(own[n - 3], (MemoryHost::Call{Slot::Seek, hint, 0, 0, 0}));
+    EXPECT_EQ(own[n - 2], (MemoryHost::Call{Slot::SeekNRead, hint, 32, 32, 0}));
+    EXPECT_EQ(own[n - 1], (MemoryHost::Call{Slot::Seek, 0, 0, 0, 0}));
+}
+
+}  // namespace
+}  // namespace qlip_test

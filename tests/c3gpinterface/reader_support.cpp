@@ -1,0 +1,136 @@
+#include "tests/c3gpinterface/reader_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "common/byte_order.h"
+
+namespace qlip_test {
+
+Bytes whole_sample_hint(unsigned int number, unsigned int length, unsigned int sequence, bool marker) {
+    return hint_sample(
+        {{.sequence = sequence, .marker = marker, .constructors = {hint_sample_data(length, number, 0)}}});
+}
+
+MoviePlan video_plan(unsigned int frames) {
+    TrackPlan media{.handler = "vide", .id = 1, .timescale = 1000, .delta = 100, .width = 176, .height = 144};
+    media.sample_entry = visual_entry("s263", 176, 144, d263(20, 3));
+    TrackPlan hint{.handler = "hint", .id = 2, .timescale = 90000, .delta = 9000, .hint_reference = 1};
+    hint.sample_entry = rtp_entry(1400, 90000);
+    for (unsigned int n = 1; n <= frames; ++n) {
+        media.samples.emplace_back(20 + n, static_cast<unsigned char>(n));
+        hint.samples.push_back(whole_sample_hint(n, 20 + n, n));
+    }
+    return {.tracks = {media, hint}};
+}
+
+MoviePlan audio_plan(unsigned int frames, const std::vector<unsigned int>& types) {
+    TrackPlan media{.handler = "soun", .id = 1, .timescale = 8000, .delta = 160};
+    media.sample_entry = samr_entry(damr(1, 0x80));
+    TrackPlan hint{.handler = "hint", .id = 2, .timescale = 8000, .delta = 160, .hint_reference = 1};
+    hint.sample_entry = rtp_entry(1400, 8000);
+    for (unsigned int n = 1; n <= frames; ++n) {
+        Bytes frame(13, static_cast<unsigned char>(n));
+        frame[0] = static_cast<unsigned char>(types[(n - 1) % types.size()] << 3 | 4);
+        media.samples.push_back(frame);
+        hint.samples.push_back(hint_sample(
+            {{.sequence = n, .constructors = {hint_immediate({0xF0}), hint_sample_data(13, n, 0)}}}));
+    }
+    return {.tracks = {media, hint}};
+}
+
+OpenReader::OpenReader(Bytes file, const char* mode, unsigned int status, unsigned int frame_bytes)
+    : host(std::make_unique<MemoryHost>(std::move(file))),
+      reader(std::make_unique<C3gpInterface>(frame_bytes)) {
+    EXPECT_EQ(reader->Open(host->record(), mode), status);
+}
+
+Delivery read_chunk(C3gpInterface& reader, unsigned int size, bool indexed) {
+    static Bytes buffer(1 << 20);
+    unsigned int delivered = size;
+    Delivery out;
+    out.status = reader.ReadChunk(buffer.data(), &delivered, indexed);
+    EXPECT_LE(delivered, size);
+    out.bytes.assign(buffer.begin(), buffer.begin() + delivered);
+    return out;
+}
+
+Delivery read_all(C3gpInterface& reader, unsigned int size, bool indexed) {
+    Delivery all;
+    do {
+        const Delivery part = read_chunk(reader, std::min(size, 1U << 20), indexed);
+        all.bytes.insert(all.bytes.end(), part.bytes.begin(), part.bytes.end());
+        all.status = part.status;
+    } while (all.status == 0);
+    return all;
+}
+
+Delivery read_frame(C3gpInterface& reader, bool indexed) {
+    Delivery size = read_chunk(reader, 4, indexed);
+    if (size.status != 0) return size;
+    const Delivery rest = read_chunk(reader, word_at(size.bytes, 0) - 4, indexed);
+    size.status = rest.status;
+    size.bytes.insert(size.bytes.end(), rest.bytes.begin(), rest.bytes.end());
+    return size;
+}
+
+Bytes whole_stream(const Bytes& file, const char* mode, bool indexed) {
+    OpenReader open(file, mode);
+    return read_all(*open.reader, kWholeStream, indexed).bytes;
+}
+
+std::vector<Bytes> frames_of(const Bytes& stream) {
+    std::vector<Bytes> out;
+    size_t at = word_at(stream, 8);
+    while (at + 4 <= stream.size()) {
+        const size_t end = at + word_at(stream, at);
+        EXPECT_LE(end, stream.size());
+        out.emplace_back(stream.begin() + static_cast<long>(at), stream.begin() + static_cast<long>(end));
+        at = end;
+    }
+    return out;
+}
+
+unsigned int word_at(const Bytes& bytes, size_t offset) {
+    return offset + 4 <= bytes.size() ? qlip::load_le32(bytes.data() + offset) : 0;
+}
+
+size_t find_box(const Bytes& file, const std::string& type, unsigned int n) {
+    auto at = file.begin();
+    for (unsigned int found = 0;; ++at) {
+        at = std::search(at, file.end(), type.begin(), type.end());
+        if (at == file.end()) {
+            ADD_FAILURE() << "no box " << type;
+            return 0;
+        }
+        if (found++ == n) return static_cast<size_t>(at - file.begin());
+    }
+}
+
+void set_u32(Bytes& file, size_t offset, unsigned int value) {
+    qlip::store_be32(file.data() + offset, value);
+}
+
+unsigned int get_u32(const Bytes& file, size_t offset) {
+    return qlip::load_be32(file.data() + offset);
+}
+
+std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n) {
+    const size_t stco = find_box(file, "stco", n);
+    std::vector<unsigned int> out(get_u32(file, stco + 8));
+    for (size_t i = 0; i < out.size(); ++i)
+        out[i] = get_u32(file, stco + 12 + 4 * i);
+    return out;
+}
+
+std::vector<unsigned int> read_offsets(const MemoryHost& host, unsigned int size) {
+    std::vector<unsigned int> out;
+    for (const auto& call : host.log)
+        if ((call.slot == Slot::IndexRead || call.slot == Slot::SeekNRead) && call.count == size)
+            out.push_back(call.offset);
+    return out;
+}
+
+}  // namespace qlip_test
