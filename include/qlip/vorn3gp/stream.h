@@ -4,6 +4,7 @@
 // SimpleException that names the slot, the status as the slot gave it, and pUserContext.
 #pragma once
 
+#include "qlip/SimpleException.h"
 #include "qlip/export.h"
 #include "qlip/qlip.h"
 
