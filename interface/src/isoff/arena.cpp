@@ -18,8 +18,54 @@ int64_t rounded(int size) {
     return (int64_t{size} / 8 + 1) * 8;
 }
 
-bool has_own_chunk(int64_t block) {
+bool needs_own_chunk(int64_t block) {
     return block > kChunkSize - kLinkSize;
+}
+
+bool link_chunk(iso_file* file, void* memory, int size) {
+    if (!memory) return false;
+    auto* chunk = static_cast<arena_chunk*>(memory);
+    chunk->next = nullptr;
+    if (file->arena_tail) {
+        file->arena_tail->next = chunk;
+    } else {
+        file->arena_head = chunk;
+    }
+    file->arena_tail = chunk;
+    ++file->arena_chunks;
+    file->arena_left = size - kLinkSize;
+    file->arena_next = static_cast<unsigned char*>(memory) + kLinkSize;
+    return true;
+}
+
+// A chunk that is clear already: for fresh memory the system does that at no cost.
+bool add_clear_chunk(iso_file* file, int size) {
+    ++malloccount;
+    return link_chunk(file, std::calloc(1, static_cast<size_t>(size)), size);
+}
+
+enum class Content { Any, Zero };
+
+void* cut_block(iso_file* file, int size, Content content) {
+    if (!file || size < 0) return nullptr;
+    const int64_t block = rounded(size);
+    bool clear = content == Content::Any;
+    if (file->arena_left < block) {
+        const bool own = needs_own_chunk(block);
+        const int64_t chunk = own ? block + kLinkSize : kChunkSize;
+        if (chunk > INT_MAX) return nullptr;
+        const bool calloced = own && content == Content::Zero;
+        const bool added = calloced ? add_clear_chunk(file, static_cast<int>(chunk))
+                                    : getChunk(file, static_cast<int>(chunk)) == 1;
+        if (!added) return nullptr;
+        clear = clear || calloced;
+    }
+    unsigned char* taken = file->arena_next;
+    file->arena_next += block;
+    file->arena_left -= static_cast<int>(block);
+    ++malloccount;
+    if (!clear) std::memset(taken, 0, static_cast<size_t>(block));
+    return taken;
 }
 
 }  // namespace
@@ -35,27 +81,7 @@ void systemfree(void* block) {
 }
 
 int getChunk(iso_file* file, int size) {
-    if (size < kLinkSize) return 0;
-    void* memory;
-    if (size > kChunkSize) {
-        memory = std::calloc(1, static_cast<size_t>(size));
-        ++malloccount;
-    } else {
-        memory = systemmalloc(file, size);
-    }
-    if (!memory) return 0;
-    auto* chunk = static_cast<arena_chunk*>(memory);
-    chunk->next = nullptr;
-    if (file->arena_tail) {
-        file->arena_tail->next = chunk;
-    } else {
-        file->arena_head = chunk;
-    }
-    file->arena_tail = chunk;
-    ++file->arena_chunks;
-    file->arena_left = size - kLinkSize;
-    file->arena_next = static_cast<unsigned char*>(memory) + kLinkSize;
-    return 1;
+    return size >= kLinkSize && link_chunk(file, systemmalloc(file, size), size);
 }
 
 void safefree(char* head) {
@@ -66,29 +92,12 @@ void safefree(char* head) {
     }
 }
 
-namespace qlip {
-
-void* arena_take(iso_file* file, int size) {
-    if (!file || size < 0) return nullptr;
-    const int64_t block = rounded(size);
-    if (file->arena_left < block) {
-        const int64_t chunk = has_own_chunk(block) ? block + kLinkSize : kChunkSize;
-        if (chunk > INT_MAX || !getChunk(file, static_cast<int>(chunk))) return nullptr;
-    }
-    unsigned char* taken = file->arena_next;
-    file->arena_next += block;
-    file->arena_left -= static_cast<int>(block);
-    ++malloccount;
-    return taken;
+void* isoFFmalloc(iso_file* file, int size) {
+    return cut_block(file, size, Content::Zero);
 }
 
-}  // namespace qlip
-
-void* isoFFmalloc(iso_file* file, int size) {
-    void* block = qlip::arena_take(file, size);
-    const int64_t length = rounded(size);
-    if (block && !has_own_chunk(length)) std::memset(block, 0, static_cast<size_t>(length));
-    return block;
+void* qlip::arena_take(iso_file* file, int size) {
+    return cut_block(file, size, Content::Any);
 }
 
 void isoFFfree(void* /*block*/) {

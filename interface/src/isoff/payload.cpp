@@ -1,6 +1,7 @@
 #include "interface/src/isoff/payload.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -27,13 +28,27 @@ bool has_window(const iso_file* file) {
     return window.file == file && file->in_buffer;
 }
 
+// As load_be32_run, for `to` at or up to three bytes below `from`: by way of a block of its own, so that the
+// compiler need not fear the overlap.
+void convert_run(unsigned char* to, const unsigned char* from, size_t words) {
+    constexpr size_t kBlock = 64;
+    std::array<unsigned int, kBlock> block;
+    for (; words >= kBlock; words -= kBlock) {
+        qlip::load_be32_run(block.data(), from, kBlock);
+        std::memcpy(to, block.data(), sizeof block);
+        from += sizeof block;
+        to += sizeof block;
+    }
+    qlip::load_be32_run(to, from, words);
+}
+
 // Lets a table reuse the moov bytes it came from. Words need their alignment: up to three bytes in front,
 // where the box's count stood, are used for that.
 unsigned int* convert_in_place(iso_file* file, size_t words) {
     unsigned char* from = file->buffer_next;
     unsigned char* to = from - reinterpret_cast<uintptr_t>(from) % alignof(unsigned int);
     if (to < window.start) return nullptr;
-    qlip::load_be32_run(to, from, words);
+    convert_run(to, from, words);
     seek_buf(file, static_cast<int>(4 * words));
     ++malloccount;
     return reinterpret_cast<unsigned int*>(to);
@@ -91,14 +106,14 @@ unsigned int* read_table(iso_file* file, unsigned int count, unsigned int column
 chunk_span* read_chunk_starts(iso_file* file, unsigned int count) {
     constexpr long long kRowSize = sizeof(chunk_span);
     if (!may_claim(file, 4LL * count) || kRowSize * count > INT_MAX) return nullptr;
-    auto* chunks = static_cast<chunk_span*>(isoFFmalloc(file, static_cast<int>(kRowSize * count)));
+    auto* chunks = static_cast<chunk_span*>(arena_take(file, static_cast<int>(kRowSize * count)));
     if (!chunks) return nullptr;
     const long long there = file->in_buffer ? std::min<long long>(count, file->buffer_left / 4) : 0;
     for (long long i = 0; i < there; ++i)
-        chunks[i].start = load_be32(file->buffer_next + 4 * i);
+        chunks[i] = {load_be32(file->buffer_next + 4 * i), 0};
     if (there > 0) seek_buf(file, static_cast<int>(4 * there));
     for (long long i = there; i < count; ++i)
-        chunks[i].start = static_cast<unsigned int>(getint32(file));
+        chunks[i] = {static_cast<unsigned int>(getint32(file)), 0};
     return chunks;
 }
 
