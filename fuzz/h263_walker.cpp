@@ -18,6 +18,8 @@ constexpr Operation kOperations[] = {
     tbq_mcbpc_i_parse,        tbq_cbpy_parse,
 };
 
+constexpr size_t kMostPrinted = 256;  // more would only cost time
+
 void require(bool holds) {
     if (!holds) abort();
 }
@@ -53,8 +55,10 @@ Input input_from(const uint8_t* data, size_t size) {
     picture.first_segment = head[0] >> 5 & 1;
     picture.sss = head[1] & 3;
     picture.source_format = head[1] >> 2 & 7;
-    input.state.verbose = head[1] >> 5 & 1;
-    input.state.trace = head[1] >> 6 & 1;
+    if (size < kMostPrinted) {
+        input.state.verbose = head[1] >> 5 & 1;
+        input.state.trace = head[1] >> 6 & 1;
+    }
     input.state.mb.cbpy = head[2] & 15;
     input.state.mb.mb_type = head[2] >> 4 & 7;
     input.pos = {(head[3] & 0x80U) != 0 ? ~0UL - head[4] : head[4], head[5] & 7U};
