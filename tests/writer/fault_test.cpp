@@ -61,11 +61,12 @@ TEST_P(FullOutputTest, AtEveryByte) {
         check_claims(out, capacity);
         most_kept = std::max(most_kept, read_back(out, 1).size());
     }
-    if (GetParam()) EXPECT_GT(most_kept, 10U) << "direct mode saves what fits";
+    const size_t least = GetParam() ? 11 : 0;
+    EXPECT_GE(most_kept, least) << "direct mode saves what fits";
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, FullOutputTest, testing::Bool(),
-                         [](const auto& info) { return info.param ? "Direct" : "Normal"; });
+                         [](const auto& row) { return row.param ? "Direct" : "Normal"; });
 
 TEST(FailingOutputTest, DirectModeCoversItsRemainsWithAFreeBox) {
     const size_t whole = whole_size(true);
@@ -85,7 +86,7 @@ TEST(FailingOutputTest, AFullOutputStopsTheTrack) {
     movie.direct(1);
     iso_track* track = movie.add_amr();
     setvbuf(movie.out.stream(), nullptr, _IONBF, 0);
-    movie.out.capacity = 60;
+    movie.out.capacity = 24 + 8 + 13 + 5;
     EXPECT_EQ(movie.write(track, 13, 'x'), 13);
     EXPECT_EQ(movie.write(track, 13, 'x'), -5);
     EXPECT_EQ(movie.write(track, 13, 'x'), -5);

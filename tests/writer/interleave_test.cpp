@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "qlip/isoff.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/samples.h"
 

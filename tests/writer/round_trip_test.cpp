@@ -109,7 +109,7 @@ TEST_P(WriterRoundTripTest, SamplesConfigurationAndTimesSurvive) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, WriterRoundTripTest, testing::ValuesIn(sample_names()),
-                         [](const auto& info) { return info.param.substr(0, info.param.find('.')); });
+                         [](const auto& row) { return row.param.substr(0, row.param.find('.')); });
 
 TEST(SpillTest, FramesPassThroughAScratchStream) {
     WriterFixture movie;

@@ -164,9 +164,8 @@ std::vector<Bytes> read_back(const Bytes& bytes, int index) {
     std::vector<Bytes> samples;
     Bytes buffer(64000);
     while (track && track->sample < track->sample_count) {
-        double time = 0;
-        int size = 0;
-        isoFFframeInfo(track, &time, &size);
+        const unsigned int* sizes = track->sample_sizes;
+        const int size = static_cast<int>(sizes ? sizes[track->sample] : track->sample_size);
         const int got = isoFFread(track, buffer.data(), 64000, nullptr, nullptr);
         EXPECT_EQ(got, size) << "sample " << samples.size() << " does not lie inside the file";
         if (got != size) break;

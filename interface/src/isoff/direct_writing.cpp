@@ -266,6 +266,7 @@ void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer)
 int write_direct(iso_file* file) {
     close_all_tracks(file);
     if (failed(file)) {
+        if (file->position == 0) disown(file);
         if (file->position == 0 || !shrink_to_the_output(file)) return -1;
     } else {
         take_what_was_written(file);

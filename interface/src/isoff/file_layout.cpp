@@ -95,15 +95,6 @@ bool over_the_limit(const iso_file* file) {
     return total > file->max_file_size;
 }
 
-// A header that could only be written in part would describe tables that are not there, so the file is made
-// one box of free space instead.
-void disown(iso_file* file) {
-    constexpr std::array<unsigned char, 8> kFreeToTheEnd = {0, 0, 0, 0, 'f', 'r', 'e', 'e'};
-    clearerr(qlip::output(file));
-    if (qlip::move_to(file, 0, SEEK_SET)) qlip::put_out(file, kFreeToTheEnd.data(), kFreeToTheEnd.size());
-    fflush(qlip::output(file));
-}
-
 int write_normal(iso_file* file) {
     if (over_the_limit(file)) {
         resize(file, file->interleave_period);
@@ -124,7 +115,7 @@ int write_normal(iso_file* file) {
     isoFFfree(header);
     if (written) return 0;
     qlip::set_failed(file);
-    disown(file);
+    qlip::disown(file);
     return -1;
 }
 

@@ -51,7 +51,7 @@ void append(iso_track* track, iso_data* frame) {
 int write_normal_frame(iso_track* track, const void* buf, int n, unsigned int delta, unsigned int cto) {
     iso_data* frame = new_frame(track, n, delta, cto, !track->spill_file);
     if (!frame) return ISO_WRITE_NO_MEMORY;
-    if (track->spill_file) {
+    if (track->spill_file && n > 0) {
         if (fwrite(buf, 1, static_cast<size_t>(n), track->spill_file) != static_cast<size_t>(n)) {
             qlip::set_failed(track->file);
             return ISO_WRITE_FAILED;
