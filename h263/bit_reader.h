@@ -45,6 +45,11 @@ class BitReader {
         if (claim(count)) pos_ = advanced(pos_, count);
     }
 
+    // Steps over bits that are known to be there.
+    void pass(unsigned count) { pos_ = advanced(pos_, count); }
+
+    void go_to(const tbq_pos_t& pos) { pos_ = pos; }
+
     // At least the next 25 bits, from the top bit on, with zeros behind the end of the data.
     uint32_t window() const {
         if (pos_.byte >= size_) return 0;

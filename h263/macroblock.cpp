@@ -1,13 +1,16 @@
 // One macroblock, bit by bit, without reconstructing anything.
 #include <cstdio>
 
-#include "h263/walk.h"
+#include "h263/code_words.h"
 
 namespace {
 
 using qlip::BitReader;
 
-enum : unsigned int { kInter, kInterQ, kInter4V, kIntra, kIntraQ, kInter4VQ, kLastType = kInter4VQ };
+constexpr unsigned int kInterQ = 1;
+constexpr unsigned int kInter4V = 2;
+constexpr unsigned int kInter4VQ = 5;
+constexpr unsigned int kLastType = kInter4VQ;
 
 constexpr unsigned int kFirstLastRow = 58;  // TCOEF rows from here on end their block
 constexpr unsigned int kEscape = 102;
@@ -18,11 +21,19 @@ bool has_four_vectors(unsigned int mb_type) {
 }
 
 bool is_intra(unsigned int mb_type) {
-    return mb_type == kIntra || mb_type == kIntraQ;
+    return mb_type == qlip::kIntra || mb_type == qlip::kIntraQ;
 }
 
 bool has_dquant(unsigned int mb_type) {
-    return mb_type == kInterQ || mb_type == kIntraQ || mb_type == kInter4VQ;
+    return mb_type == kInterQ || mb_type == qlip::kIntraQ || mb_type == kInter4VQ;
+}
+
+void read_mcbpc(tbq_state_t& state, BitReader& bits) {
+    if (state.picture.coding_type == 1) {
+        qlip::read_mcbpc(qlip::kMcbpcPLookup, state, bits);
+    } else {
+        qlip::read_mcbpc(qlip::kMcbpcILookup, state, bits);
+    }
 }
 
 // COD and MCBPC, again behind each stuffing word. False for a macroblock that ends there.
@@ -30,7 +41,7 @@ bool read_mb_type(tbq_state_t& state, BitReader& bits) {
     do {
         state.mb.cod = state.picture.coding_type == 1 ? bits.get(1) : 0;
         if (state.mb.cod == 1) return false;
-        qlip::read_mcbpc(state, bits);
+        read_mcbpc(state, bits);
         if (bits.failed()) return false;
     } while (state.mb.mb_type > kLastType);
     return true;
@@ -76,12 +87,14 @@ bool read_escape(const tbq_state_t& state, BitReader& bits) {
 }
 
 // The coefficients of a block, up to the last one or to a word that is no code word.
-void read_coefficients(tbq_state_t& state, BitReader& bits) {
+void read_coefficients(tbq_state_t& state, BitReader& shared) {
+    BitReader bits = shared;
+    unsigned int count = 0;
     bool last = false;
     while (!last) {
         const unsigned int row = qlip::read_tcoef(state, bits);
-        if (static_cast<int>(row) < 0) return;
-        ++state.mb.tcoef_count;
+        if (static_cast<int>(row) < 0) break;
+        ++count;
         if (row == kEscape) {
             last = read_escape(state, bits);
         } else {
@@ -89,6 +102,8 @@ void read_coefficients(tbq_state_t& state, BitReader& bits) {
             last = row >= kFirstLastRow;
         }
     }
+    state.mb.tcoef_count += count;
+    shared.go_to(bits.position());
 }
 
 void read_block_layer(tbq_state_t& state, BitReader& bits) {

@@ -277,6 +277,17 @@ TEST_P(SegmentHeader, CutInItsLastByteConsumesNothing) {
 INSTANTIATE_TEST_SUITE_P(Kinds, SegmentHeader, testing::ValuesIn(kSegments),
                          [](const auto& test) { return test.param.name; });
 
+// A field that the data's end cuts off reads as 0, and these two tell of that.
+TEST(Diagnostics, OfTheOpptypeMarkerAndTheSliceAddressComeOfMissingDataToo) {
+    Walker walker(BitWriter().bits("001 010 00").bytes());
+    walker.state.verbose = 1;
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_plusptype_parse); }), "h263 parse error 9\n");
+    EXPECT_EQ(walker.err, 1);
+    walker.err = 0;
+    walker.pos = {1, 0};
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_slice_header_parse); }), "h263 parse error 20\n");
+}
+
 TEST(Print, PictureOfPtype) {
     Walker walker(BitWriter().bits(kStartCode).bits(kHeaders[0].bits).bytes());
     walker.state.verbose = 1;
