@@ -120,7 +120,7 @@ TEST(Properties, PayloadTypeOfTheFirstPacketTellsTheTwoKindsOfH263Apart) {
     for (const unsigned int type : {34U, 96U, 35U, 0U}) {
         MoviePlan plan = video_plan(1);
         plan.tracks[kHint].samples[0] = hint_sample(
-            {{.marker = true, .payload_type = type, .constructors = {hint_sample_data(21, 1, 0)}}});
+            {{.marker = true, .payload_type = type, .constructors = {hint_sample_data(41, 1, 0)}}});
         const Bytes header = whole_stream(build_movie(plan), "rv");
         EXPECT_EQ(std::string(header.begin() + 40, header.begin() + 48),
                   type == 34 ? std::string("s263\0\0\0\0", 8) : std::string("s263+\0\0\0", 8));

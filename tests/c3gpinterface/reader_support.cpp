@@ -20,8 +20,8 @@ MoviePlan video_plan(unsigned int frames) {
     TrackPlan hint{.handler = "hint", .id = 2, .timescale = 90000, .delta = 9000, .hint_reference = 1};
     hint.sample_entry = rtp_entry(1400, 90000);
     for (unsigned int n = 1; n <= frames; ++n) {
-        media.samples.emplace_back(20 + n, static_cast<unsigned char>(n));
-        hint.samples.push_back(whole_sample_hint(n, 20 + n, n));
+        media.samples.emplace_back(40 + n, static_cast<unsigned char>(n));
+        hint.samples.push_back(whole_sample_hint(n, 40 + n, n));
     }
     return {.tracks = {media, hint}};
 }

@@ -18,7 +18,7 @@ constexpr unsigned int kAudioHeaderBytes = 68;
 constexpr unsigned int kWholeStream = 0x7FFFFFFF;
 
 // H.263 of `frames` media samples, ten a second, and a hint track with one packet for each. Media sample n
-// (from 1) is 20 + n bytes of value n; sequence numbers count from 1.
+// (from 1) is 40 + n bytes of value n; sequence numbers count from 1.
 MoviePlan video_plan(unsigned int frames);
 
 // AMR of `frames` media samples of 13 bytes, each begun by the frame type `types` (in turn), 20 ms apart, and

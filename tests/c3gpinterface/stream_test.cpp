@@ -73,21 +73,21 @@ TEST_P(EveryTrack, MayChangeItsReadModeFromCallToCall) {
 // The bytes of a small video stream, worked out by hand.
 TEST(Stream, OfTwoVideoFramesIsWhatTheTablesSay) {
     const Bytes stream = whole_stream(build_movie(video_plan(2)), "rv");
-    ASSERT_EQ(stream.size(), kVideoHeaderBytes + 64U + 64U);
+    ASSERT_EQ(stream.size(), kVideoHeaderBytes + 84U + 84U);
     EXPECT_EQ(std::string(stream.begin(), stream.begin() + 8), "VIDEO   ");
     EXPECT_EQ(word_at(stream, 20), 2U);  // media samples
     EXPECT_EQ(std::string(stream.begin() + 40, stream.begin() + 48), std::string("s263+\0\0\0", 8));
     EXPECT_EQ(word_at(stream, 48), 10U << 16);  // frames a second
-    EXPECT_EQ(word_at(stream, 52), 1720U);      // 43 bytes in 200 ms
+    EXPECT_EQ(word_at(stream, 52), 3320U);      // 83 bytes in 200 ms
     EXPECT_EQ(word_at(stream, 56), 176U);
     EXPECT_EQ(word_at(stream, 68), 3U);    // profile
     EXPECT_EQ(word_at(stream, 72), 20U);   // level
     EXPECT_EQ(word_at(stream, 76), 200U);  // ms
-    const Bytes second(stream.begin() + kVideoHeaderBytes + 64, stream.end());
-    const unsigned int words[] = {64, 1, 2, 4, 0, 42, 9000, 0x80E00002, 9000, 0};
+    const Bytes second(stream.begin() + kVideoHeaderBytes + 84, stream.end());
+    const unsigned int words[] = {84, 1, 2, 4, 0, 62, 9000, 0x80E00002, 9000, 0};
     for (size_t i = 0; i < std::size(words); ++i)
         EXPECT_EQ(word_at(second, 4 * i), words[i]) << i;
-    EXPECT_EQ(Bytes(second.begin() + 40, second.end()), join({Bytes(22, 2), Bytes(2, 0)}));
+    EXPECT_EQ(Bytes(second.begin() + 40, second.end()), join({Bytes(42, 2), Bytes(2, 0)}));
 }
 
 TEST(Stream, OfAudioCarriesTheTalkSpurtFlagFromPacketToPacket) {

@@ -1,0 +1,362 @@
+// Seeking: where each flag lands, what is refused, and how reading goes on.
+#include <gtest/gtest.h>
+
+#include "qlip/vorn3gp.h"
+#include "tests/c3gpinterface/reader_support.h"
+#include "tests/support/samples.h"
+
+namespace qlip_test {
+namespace {
+
+constexpr unsigned int kNext = 0x20001;
+constexpr unsigned int kPrevious = 0x20002;
+constexpr unsigned int kNearest = 0x20004;
+constexpr unsigned int kNoOffset = 0xFFFFFFFF;
+
+// 70 frames, ten a second, of which 1, 31 and 61 are sync samples.
+MoviePlan with_sync() {
+    MoviePlan plan = video_plan(70);
+    plan.tracks[kHint].sync = {1, 31, 61};
+    return plan;
+}
+
+struct Landing {
+    unsigned int status = 0;
+    unsigned int time = 0, frame = 0, offset = 0;
+    bool operator==(const Landing&) const = default;
+};
+
+Landing seek(C3gpInterface& reader, unsigned int time, unsigned int flags) {
+    _TAG_QLIP_SEEK_PARAMS params{77, time, 88, 99, flags};
+    const unsigned int status = reader.SeekTo(&params);
+    EXPECT_EQ(params.uReserved, 77U);
+    EXPECT_EQ(params.fFlags, flags);
+    if (status == 0) return {status, params.nTime, params.uFrameNum, params.uFileOffset};
+    EXPECT_EQ(params.nTime, time);
+    EXPECT_EQ(params.uFrameNum, 88U);
+    EXPECT_EQ(params.uFileOffset, 99U);
+    return {.status = status};
+}
+
+struct SeekCase {
+    unsigned int time, flags;
+    unsigned int status;
+    unsigned int frame;  // from 1, a tenth of a second each
+};
+
+class WithSyncSamples : public testing::TestWithParam<SeekCase> {};
+class WithoutSyncSamples : public testing::TestWithParam<SeekCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Table, WithSyncSamples,
+                         testing::Values(SeekCase{3950, kNext, 0, 61}, SeekCase{3950, kPrevious, 0, 31},
+                                         SeekCase{3950, kNearest, 0, 61},  // 9 from 31, 21 from 61
+                                         SeekCase{4900, kNearest, 0, 31},  // 19 and 11
+                                         SeekCase{4500, kNearest, 0, 31},  // 15 and 15
+                                         SeekCase{6950, kNext, 0, 61},
+                                         SeekCase{6950, kPrevious, 0, 61},  // behind the last
+                                         SeekCase{6950, kNearest, 0, 61}, SeekCase{3099, kNearest, 0, 31},
+                                         SeekCase{0, kPrevious, 0, 1}, SeekCase{0, kNext, 0, 1},
+                                         SeekCase{6999, kNext | 0x40008, 0, 61},  // other bits are ignored
+                                         SeekCase{7000, kNext, 18, 0}, SeekCase{7000, kPrevious, 18, 0},
+                                         SeekCase{7001, kNext, 18, 0}, SeekCase{0xFFFFFFFF, kNext, 18, 0},
+                                         SeekCase{0, 0x30001, 19, 0}, SeekCase{0, 0x10000, 19, 0},
+                                         SeekCase{0, 0x20003, 19, 0}, SeekCase{0, 0x20000, 19, 0},
+                                         SeekCase{0, 0, 19, 0}, SeekCase{0, 1, 19, 0},
+                                         SeekCase{0, 0x20007, 19, 0}));
+
+INSTANTIATE_TEST_SUITE_P(Table, WithoutSyncSamples,
+                         testing::Values(SeekCase{0, kNext, 0, 1}, SeekCase{3999, kNext, 0, 40},
+                                         SeekCase{4000, kNearest, 0, 41}, SeekCase{6899, kPrevious, 0, 69},
+                                         SeekCase{7000, kNearest, 18, 0}));
+
+void check_landing(const MoviePlan& plan, const SeekCase& c) {
+    const Bytes file = build_movie(plan);
+    OpenReader open(file, "rv");
+    const Landing landing = seek(*open.reader, c.time, c.flags);
+    if (c.status != 0) {
+        EXPECT_EQ(landing, (Landing{.status = c.status}));
+        EXPECT_EQ(read_all(*open.reader, 1000, false).bytes, whole_stream(file, "rv"));
+        return;
+    }
+    // Media lies in front of its hint sample.
+    const unsigned int offset = chunk_offsets(file, kMedia)[c.frame - 1];
+    EXPECT_EQ(landing, (Landing{0, (c.frame - 1) * 100, c.frame, offset}));
+    EXPECT_EQ(open.host->position, offset);
+}
+
+TEST_P(WithSyncSamples, EachFlagLandsWhereItShould) {
+    check_landing(with_sync(), GetParam());
+}
+TEST_P(WithoutSyncSamples, EveryFlagLandsOnTheSampleItself) {
+    check_landing(video_plan(70), GetParam());
+}
+
+TEST(Seek, AsksTheHostForTheHintSampleAndMovesToTheLowestOffset) {
+    OpenReader open(build_movie(with_sync()), "rv");
+    open.host->clear_log();
+    const Landing landing = seek(*open.reader, 3000, kNext);
+    const unsigned int hint = chunk_offsets(open.host->bytes, kHint)[30];
+    std::vector<MemoryHost::Call> own;
+    for (const auto& call : open.host->log)
+        if (call.slot != Slot::ConvertStatus) own.push_back(call);
+    EXPECT_EQ(own, (std::vector<MemoryHost::Call>{{Slot::Seek, hint, 0, 0, 0},
+                                                  {Slot::SeekNRead, hint, 32, 32, 0},
+                                                  {Slot::Seek, landing.offset, 0, 0, 0}}));
+}
+
+// Its offset is not known, and -1 is the lower number.
+TEST(Seek, ToTheLastMediaSampleReportsNoOffset) {
+    OpenReader open(build_movie(video_plan(70)), "rv");
+    EXPECT_EQ(seek(*open.reader, 6999, kNext), (Landing{0, 6900, 70, kNoOffset}));
+    EXPECT_EQ(open.host->position, kNoOffset);
+    EXPECT_EQ(read_chunk(*open.reader, kVideoHeaderBytes).status, 0U);
+    EXPECT_EQ(word_at(read_frame(*open.reader).bytes, 28) & 0xFFFF, 70U);
+}
+
+TEST(Seek, ToAHintSampleOfImmediateDataReportsNoOffset) {
+    MoviePlan plan = video_plan(5);
+    plan.tracks[kHint].samples[2] = hint_sample({{.sequence = 3, .constructors = {hint_immediate({1, 2})}}});
+    OpenReader open(build_movie(plan), "rv");
+    EXPECT_EQ(seek(*open.reader, 250, kNext), (Landing{0, 200, 3, kNoOffset}));
+}
+
+TEST(Seek, FindsTheLowestMediaSampleBehindAllKindsOfConstructors) {
+    MoviePlan plan = video_plan(9);
+    plan.tracks[kHint].samples[4] = hint_sample(
+        {{.constructors = {hint_no_data(), hint_immediate(Bytes(14, 2)), hint_sample_data(1, 7, 0)},
+          .extra = Bytes(8, 2)},
+         {.constructors = {hint_sample_data(1, 4, 0), hint_sample_data(1, 6, 0)}}});
+    const Bytes file = build_movie(plan);
+    OpenReader open(file, "rv");
+    EXPECT_EQ(seek(*open.reader, 450, kNext), (Landing{0, 400, 5, chunk_offsets(file, kMedia)[3]}));
+}
+
+TEST(Seek, RelativeCountsFromTheCurrentFrame) {
+    OpenReader open(build_movie(with_sync()), "rv");
+    read_chunk(*open.reader, kVideoHeaderBytes);
+    for (int i = 0; i < 10; ++i)
+        read_frame(*open.reader);
+    EXPECT_EQ(seek(*open.reader, 2950, 0x10001).frame, 61U);       // 1000 + 2950
+    EXPECT_EQ(seek(*open.reader, 0u - 3000, 0x10002).frame, 31U);  // back from 6000
+}
+
+// Whole ticks a millisecond: 44.
+TEST(Seek, ClockOf44100TruncatesBothWays) {
+    MoviePlan plan = audio_plan(3);
+    for (auto& track : plan.tracks)
+        track.timescale = track.delta = 44100;
+    OpenReader open(build_movie(plan), "ra");
+    EXPECT_EQ(seek(*open.reader, 1000, kNext).frame, 1U);
+    const Landing second = seek(*open.reader, 1003, kNext);
+    EXPECT_EQ(second.frame, 2U);
+    EXPECT_EQ(second.time, 1002U);
+}
+
+TEST(Seek, ClockBelow1000IsRefused) {
+    MoviePlan plan = video_plan(3);
+    plan.tracks[kHint].timescale = 999;
+    plan.tracks[kHint].delta = 100;
+    OpenReader open(build_movie(plan), "rv");
+    EXPECT_EQ(seek(*open.reader, 0, kNext).status, 20U);
+    EXPECT_EQ(seek(*open.reader, 0, 0x10001).status, 2U);
+}
+
+TEST(Seek, BackBeforeTheFirstSyncSampleIsRefused) {
+    MoviePlan plan = video_plan(9);
+    plan.tracks[kHint].sync = {5};
+    OpenReader open(build_movie(plan), "rv");
+    EXPECT_EQ(seek(*open.reader, 100, kPrevious).status, 18U);
+    EXPECT_EQ(seek(*open.reader, 100, kNext).frame, 5U);
+}
+
+struct TableCase {
+    const char* name;
+    unsigned int status;
+    void (*damage)(Bytes& file);
+};
+
+class DamagedTables : public testing::TestWithParam<TableCase> {};
+
+// Ten hint samples in one chunk of ten; the seek is to the fifth.
+INSTANTIATE_TEST_SUITE_P(
+    Table, DamagedTables,
+    testing::Values(TableCase{"sync_sample_beyond_the_track", 4,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stss") + 12, 11); }},
+                    TableCase{"chunk_claims_one_sample_too_many", 21,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stsc", 1) + 16, 11); }},
+                    TableCase{"chunk_claims_far_too_many", 22,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stsc", 1) + 16, 80); }},
+                    TableCase{"run_begins_behind_the_last_chunk", 22,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stsc", 1) + 12, 2); }},
+                    TableCase{"run_begins_at_chunk_0", 22,
+                              [](Bytes& file) {
+                                  set_u32(file, find_box(file, "stsc", 1) + 12, 0);
+                                  set_u32(file, find_box(file, "stsc", 1) + 16, 5);
+                              }},
+                    TableCase{"no_samples_in_chunks", 22,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stsc", 1) + 16, 0); }},
+                    TableCase{"hint_offset_beyond_2_GB", 22,
+                              [](Bytes& file) { set_u32(file, find_box(file, "stco", 1) + 12, 0x80000000); }},
+                    TableCase{"hint_sample_claims_a_packet_too_many", 4,
+                              [](Bytes& file) { file[chunk_offsets(file, 1)[0] + 4 * 32 + 1] = 2; }},
+                    TableCase{"hint_sample_claims_a_constructor_too_many", 4,
+                              [](Bytes& file) { file[chunk_offsets(file, 1)[0] + 4 * 32 + 15] = 2; }}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_P(DamagedTables, AreRefusedAndReadingGoesOnWhereItWas) {
+    MoviePlan plan = video_plan(10);
+    plan.tracks[kHint].samples_per_chunk = 10;
+    plan.tracks[kHint].sync = {5};
+    plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 176, 144, esds(hex("000001b0")));
+    Bytes file = build_movie(plan);
+    GetParam().damage(file);
+    OpenReader open(file, "rv");
+    const bool landed_beyond = std::string(GetParam().name) == "sync_sample_beyond_the_track";
+    EXPECT_EQ(seek(*open.reader, landed_beyond ? 50 : 450, kNext).status, GetParam().status);
+    EXPECT_EQ(read_all(*open.reader, 1000, false).bytes, whole_stream(file, "rv"));
+}
+
+struct Probe : C3gpInterface {
+    Probe() : C3gpInterface(65536) {}
+    using C3gpInterface::CalcHintOffset;
+    using C3gpInterface::CalcMediaOffset;
+    using C3gpInterface::GetMediaSample;
+    using C3gpInterface::m_SampleToChunk;
+};
+
+TEST(Seek, NeedsATableOfChunks) {
+    MemoryHost host(build_movie(video_plan(3)));
+    Probe reader;
+    ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
+    reader.m_SampleToChunk.clear();
+    EXPECT_EQ(seek(reader, 0, kNext).status, 4U);
+}
+
+TEST(Seek, OffsetsOfSamplesThatAreNotThere) {
+    MemoryHost host(build_movie(video_plan(3)));
+    Probe reader;
+    ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
+    unsigned int size = 5;
+    for (const unsigned int sample : {0U, 4U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(reader.CalcHintOffset(sample, &size), kNoOffset);
+        EXPECT_EQ(reader.CalcMediaOffset(sample), kNoOffset);
+    }
+    EXPECT_EQ(size, 5U);
+    EXPECT_EQ(reader.CalcHintOffset(3, &size), chunk_offsets(host.bytes, kHint)[2]);
+    EXPECT_EQ(size, 32U);
+}
+
+class AfterSeek : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Modes, AfterSeek, testing::Bool(),
+                         [](const auto& test) { return test.param ? "Indexed" : "Positioned"; });
+
+TEST_P(AfterSeek, ReadingGoesOnWithTheRightFrames) {
+    const Bytes file = build_movie(with_sync());
+    const std::vector<Bytes> frames = frames_of(whole_stream(file, "rv"));
+    OpenReader open(file, "rv");
+    read_chunk(*open.reader, kVideoHeaderBytes, GetParam());
+    ASSERT_EQ(read_frame(*open.reader, GetParam()).bytes, frames[0]);
+    for (const unsigned int frame : {61U, 31U, 1U, 31U}) {
+        ASSERT_EQ(seek(*open.reader, (frame - 1) * 100, kNext).frame, frame);
+        for (unsigned int i = frame; i < frame + 9; ++i)
+            ASSERT_EQ(read_frame(*open.reader, GetParam()).bytes, frames[i - 1]) << i;
+    }
+    ASSERT_EQ(seek(*open.reader, 3000, kPrevious).frame, 31U);
+    for (unsigned int i = 31; i <= 70; ++i)
+        ASSERT_EQ(read_frame(*open.reader, GetParam()).bytes, frames[i - 1]) << i;
+    EXPECT_EQ(read_frame(*open.reader, GetParam()).status, 1U);
+}
+
+TEST_P(AfterSeek, BytesThatWaitComeFirst) {
+    const Bytes file = build_movie(with_sync());
+    const Bytes whole = whole_stream(file, "rv");
+    OpenReader open(file, "rv");
+    read_chunk(*open.reader, 10, GetParam());
+    ASSERT_EQ(seek(*open.reader, 3000, kNext).frame, 31U);
+    EXPECT_EQ(read_chunk(*open.reader, kVideoHeaderBytes - 10, GetParam()).bytes,
+              Bytes(whole.begin() + 10, whole.begin() + kVideoHeaderBytes));
+    // The first frame built sets the base of the time deltas.
+    const Bytes frame = read_frame(*open.reader, GetParam()).bytes;
+    EXPECT_EQ(word_at(frame, 24), 0U);
+    EXPECT_EQ(word_at(frame, 28), 0x80E0001FU);
+    EXPECT_EQ(word_at(frame, 32), 270000U);
+}
+
+TEST_P(AfterSeek, TheEndStaysTheEnd) {
+    OpenReader open(build_movie(with_sync()), "rv");
+    read_all(*open.reader, 1000, GetParam());
+    EXPECT_EQ(seek(*open.reader, 0, kNext).status, 0U);
+    EXPECT_EQ(read_chunk(*open.reader, 100, GetParam()), (Delivery{1, {}}));
+}
+
+TEST_P(AfterSeek, AFailedLastStepLeavesTheNewPositionInForce) {
+    OpenReader open(build_movie(with_sync()), "rv");
+    read_chunk(*open.reader, kVideoHeaderBytes, GetParam());
+    open.host->clear_log();
+    open.host->fault = {.slot = Slot::Seek, .call = 2};
+    EXPECT_EQ(seek(*open.reader, 3000, kNext).status, 2U);
+    EXPECT_EQ(word_at(read_frame(*open.reader, GetParam()).bytes, 28), 0x80E0001FU);
+}
+
+// Hint samples of 32 bytes in chunks of 3, 3, 3, 2 and 2.
+MoviePlan with_two_runs() {
+    MoviePlan plan = video_plan(13);
+    plan.tracks[kHint].chunks = {3, 3, 3, 2, 2};
+    plan.tracks[kMedia].samples_per_chunk = 3;
+    return plan;
+}
+
+TEST_P(AfterSeek, ToTheFirstChunkOfARunTheWalkIsRight) {
+    const Bytes file = build_movie(with_two_runs());
+    const std::vector<Bytes> frames = frames_of(whole_stream(file, "rv"));
+    ASSERT_EQ(frames.size(), 13U);
+    OpenReader open(file, "rv");
+    read_chunk(*open.reader, kVideoHeaderBytes);
+    read_frame(*open.reader);
+    ASSERT_EQ(seek(*open.reader, 950, kNext).frame, 10U);
+    for (unsigned int i = 10; i <= 13; ++i)
+        EXPECT_EQ(read_frame(*open.reader, GetParam()).bytes, frames[i - 1]);
+}
+
+// The run behind is never taken up, and its chunks are walked as if they held three samples: the third is
+// looked for where chunk 4 has ended.
+TEST_P(AfterSeek, ToALaterChunkOfARunTheNumberOfSamplesInAChunkStays) {
+    OpenReader open(build_movie(with_two_runs()), "rv");
+    const std::vector<unsigned int> chunk = chunk_offsets(open.host->bytes, kHint);
+    ASSERT_EQ(chunk.size(), 5U);
+    ASSERT_EQ(seek(*open.reader, 300, kNext).frame, 4U);
+    open.host->clear_log();
+    read_all(*open.reader, 1000, GetParam());
+    EXPECT_EQ(read_offsets(*open.host, 32),
+              (std::vector<unsigned int>{chunk[1], chunk[1] + 32, chunk[1] + 64, chunk[2], chunk[2] + 32,
+                                         chunk[2] + 64, chunk[3], chunk[3] + 32, chunk[3] + 64, chunk[4]}));
+}
+
+// Real files: a key frame every second or so; all seeks land on one and play on.
+TEST(Seek, OnARealFileLandsOnItsKeyFrames) {
+    const Bytes file = sample("av_h263_amrnb_hinted.3gp");
+    const std::vector<Bytes> frames = frames_of(whole_stream(file, "rv"));
+    const unsigned int keys[] = {1, 13, 25, 37};  // 15 frames a second
+    OpenReader open(file, "rv");
+    read_chunk(*open.reader, kVideoHeaderBytes);
+    read_frame(*open.reader);
+    for (unsigned int ms = 0; ms < 2900; ms += 50) {
+        const unsigned int frame = ms * 90 / 6000 + 1;
+        for (const unsigned int flags : {kNext, kPrevious}) {
+            unsigned int expected = flags == kNext ? 37 : 1;
+            for (const unsigned int key : keys) {
+                if (flags == kPrevious && key <= frame) expected = key;
+                if (flags == kNext && key >= frame) expected = std::min(expected, key);
+            }
+            const Landing landing = seek(*open.reader, ms, flags);
+            ASSERT_EQ(landing.frame, expected) << ms;
+            EXPECT_EQ(landing.time, (expected - 1) * 6000 / 90);
+            EXPECT_EQ(read_frame(*open.reader).bytes, frames[expected - 1]);
+            EXPECT_EQ(read_frame(*open.reader).bytes, frames[expected]);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qlip_test
