@@ -26,6 +26,9 @@ class BenchHost {
 
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* record() { return &record_; }
 
+    // Makes a call that was listed; what it reads goes to `buffer`.
+    void play(const Call& call, unsigned char* buffer);
+
     const unsigned char* data;
     unsigned int size;
     unsigned int position = 0;

@@ -37,25 +37,32 @@ TrackPlan video(std::string_view entry, const Bytes& configuration, const Bytes&
     return track;
 }
 
-TrackPlan hints_for(size_t samples, unsigned int payload_type) {
+// One packet per sample: `beginning`, then the media sample but for its first `skip` bytes.
+TrackPlan hints_for(const TrackPlan& media, unsigned int payload_type, const Bytes& beginning,
+                    unsigned int skip) {
     TrackPlan track;
     track.handler = "hint";
     track.id = 2;
     track.hint_reference = 1;
-    track.timescale = 90000;
-    track.delta = 6000;
-    track.sample_entry = qlip_test::rtp_entry(1400, 90000);
-    for (size_t i = 0; i < samples; ++i) {
+    track.timescale = media.timescale;
+    track.delta = media.delta;
+    track.sample_entry = qlip_test::rtp_entry(1400, media.timescale);
+    for (size_t i = 0; i < media.samples.size(); ++i) {
+        const auto length = static_cast<unsigned int>(media.samples[i].size()) - skip;
         qlip_test::HintPacket packet;
         packet.sequence = static_cast<unsigned int>(i);
         packet.marker = true;
         packet.payload_type = payload_type;
-        packet.constructors = {
-            qlip_test::hint_immediate({0x04, 0x00}),
-            qlip_test::hint_sample_data(kPicture - 2, static_cast<unsigned int>(i + 1), 2)};
+        packet.constructors = {qlip_test::hint_immediate(beginning),
+                               qlip_test::hint_sample_data(length, static_cast<unsigned int>(i + 1), skip)};
         track.samples.push_back(qlip_test::hint_sample({packet}));
     }
     return track;
+}
+
+std::vector<TrackPlan> hinted(const TrackPlan& media, unsigned int payload_type, const Bytes& beginning,
+                              unsigned int skip) {
+    return {media, hints_for(media, payload_type, beginning, skip)};
 }
 
 TrackPlan h263(size_t samples) {
@@ -90,9 +97,11 @@ std::vector<TrackPlan> tracks_of(Content content, size_t samples) {
         case Content::H264:
             return {h264(samples)};
         case Content::H263Hinted:
-            return {h263(samples), hints_for(samples, 96)};
+            return hinted(h263(samples), 96, {0x04, 0x00}, 2);
         case Content::H264Hinted:
-            return {h264(samples), hints_for(samples, 97)};
+            return hinted(h264(samples), 97, {0x04, 0x00}, 2);
+        case Content::AmrHinted:
+            return hinted(amr(samples, 1), 98, {0xF0}, 0);
     }
     return {};
 }
@@ -100,13 +109,14 @@ std::vector<TrackPlan> tracks_of(Content content, size_t samples) {
 }  // namespace
 
 const char* name_of(Content content) {
-    constexpr const char* kNames[] = {"amr_1_frame", "amr_10_frames", "h263",       "mpeg4",
-                                      "h264",        "h263_hinted",   "h264_hinted"};
+    constexpr const char* kNames[] = {"amr_1_frame", "amr_10_frames", "h263",        "mpeg4",
+                                      "h264",        "h263_hinted",   "h264_hinted", "amr_hinted"};
     return kNames[static_cast<int>(content)];
 }
 
 bool is_audio(Content content) {
-    return content == Content::AmrOneFrame || content == Content::AmrTenFrames;
+    return content == Content::AmrOneFrame || content == Content::AmrTenFrames ||
+           content == Content::AmrHinted;
 }
 
 Bytes make_movie(Content content, size_t samples) {

@@ -71,25 +71,6 @@ std::vector<Step> record_steps(Content content, size_t period) {
     return steps;
 }
 
-void play_call(BenchHost& host, const BenchHost::Call& call, unsigned char* buffer) {
-    auto* io = host.record();
-    unsigned int count = call.count;
-    switch (call.kind) {
-        case BenchHost::Kind::Seek:
-            io->Seek(io->pUserContext, call.offset);
-            break;
-        case BenchHost::Kind::Read:
-            io->SeekNRead(io->pUserContext, buffer, &count, 0xFFFFFFFF);
-            break;
-        case BenchHost::Kind::IndexRead:
-            io->IndexRead(io->pUserContext, buffer, call.offset, call.count, &count);
-            break;
-        case BenchHost::Kind::Advance:
-            io->AdvanceRead(io->pUserContext, call.offset);
-            break;
-    }
-}
-
 bool searches(Content content) {
     return content == Content::H263 || content == Content::Mpeg4 || content == Content::H263Hinted;
 }
@@ -104,7 +85,7 @@ void BM_floor(benchmark::State& state, Content content) {
     for (auto _ : state) {
         for (const Step& step : steps) {
             for (const BenchHost::Call& call : step.calls)
-                play_call(host, call, first.data());
+                host.play(call, first.data());
             if (searches(content) && !step.calls.empty()) {
                 benchmark::DoNotOptimize(memchr(first.data(), 0xEF, 1000));
             }

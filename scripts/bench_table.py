@@ -26,5 +26,5 @@ for name, row in sorted(medians.items()):
     ratio = f"{cost(row) / cost(floor):8.2f}" if kind == "library" and floor else " " * 8
     print(f"{name:44} {cost(row):12.1f} {ratio}")
     known = {"items_per_second", "bytes_per_second"}
-    for counter in sorted(set(row) & {"small_session_kb", "bytes_per_moov_byte"} - known):
+    for counter in sorted(set(row) & {"small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte"} - known):
         print(f"  {counter:42} {row[counter]:12.2f}")
