@@ -284,6 +284,7 @@ TEST(Diagnostics, OfTheOpptypeMarkerAndTheSliceAddressComeOfMissingDataToo) {
     EXPECT_EQ(printed_by([&] { walker.call(tbq_plusptype_parse); }), "h263 parse error 9\n");
     EXPECT_EQ(walker.err, 1);
     walker.err = 0;
+    walker.state.picture.source_format = 0;
     walker.pos = {1, 0};
     EXPECT_EQ(printed_by([&] { walker.call(tbq_slice_header_parse); }), "h263 parse error 20\n");
 }
