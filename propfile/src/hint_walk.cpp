@@ -15,14 +15,9 @@ namespace qlip {
 
 namespace {
 
-constexpr size_t kSampleHeaderBytes = 4;
-constexpr size_t kPacketHeaderBytes = 12;
 constexpr size_t kLengthWordBytes = 4;
 constexpr size_t kFlagsOffset = 8;
-constexpr size_t kBehindKind = 15;           // bytes of a constructor behind its kind
 constexpr unsigned int kImmediateData = 14;  // bytes of an immediate constructor behind its count
-
-enum ConstructorKind : unsigned char { kNoOp, kImmediate, kSample, kSampleDescription };
 
 // The fields of a sample constructor, in their order.
 struct SampleReference {

@@ -1,18 +1,16 @@
 // Walking an RTP hint sample (ISO/IEC 14496-12, RTP hint track format) without leaving it, and the
 // constructors that audio and video producers handle alike.
 //
-// A hint sample has 4 bytes of header, then packets, each of 12 bytes of header, extra information if
-// flagged, and constructors of 16 bytes. Nothing in it can be trusted to stay inside it. Where it does not,
-// the functions throw kBadHintContent.
+// Nothing in a hint sample can be trusted to stay inside it. Where it does not, the functions throw
+// kBadHintContent.
 #pragma once
 
 #include <cstddef>
 
+#include "propfile/src/hint_layout.h"
 #include "qlip/propfile.h"
 
 namespace qlip {
-
-inline constexpr unsigned int kExtraInformationFlag = 4;  // of RTPflags
 
 // Whether a packet's header, with its extra information, lies within the `left` bytes at the cursor.
 bool packet_header_fits(const unsigned char* cursor, size_t left);

@@ -5,7 +5,7 @@
 #include "common/to_integer.h"
 #include "propfile/src/frame_buffer.h"
 #include "propfile/src/hint_dump.h"
-#include "propfile/src/hint_walk.h"
+#include "propfile/src/hint_layout.h"
 #include "qlip/propfile.h"
 
 PropFile::PropFile(C3gpInterface* pInterface)
@@ -17,7 +17,7 @@ PropFile::~PropFile() {
 
 unsigned int PropFile::ProcessRTPnoopconstructor(const unsigned char** ppCursor) {
     QLIP_DUMP("RTPnoopconstructor\n");
-    *ppCursor += 15;
+    *ppCursor += qlip::kBehindKind;
     return 0;
 }
 
