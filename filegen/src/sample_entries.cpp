@@ -256,10 +256,9 @@ AMRSampleEntry::~AMRSampleEntry() {
 }
 
 Stream& AMRSampleEntry::Dump(Stream& stream) const {
-    require_child(amr_specific);
     SampleEntry::Dump(stream);
     qlip::dump_fields(stream, *this, kAmr);
-    return amr_specific->Dump(stream);
+    return amr_specific ? amr_specific->Dump(stream) : stream;
 }
 
 Stream& AMRSampleEntry::Read(Stream& stream, unsigned int limit) {

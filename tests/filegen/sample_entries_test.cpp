@@ -121,9 +121,16 @@ TEST(AmrEntry, WithoutItsConfigurationIsReadAndLogged) {
                   "): No AMRSpecificBox(damr) in AMRSampleEntry box. Try to keep going...\n"),
               std::string::npos);
     EXPECT_EQ(entry.GetSize(), 36u);
+    EXPECT_EQ(dumped(entry), samr_entry({}));
+}
+
+TEST(VisualEntry, WithoutItsConfigurationDumpsNothing) {
     BoxStream out;
-    EXPECT_THROW(entry.Dump(out.stream), SimpleException);
+    EXPECT_THROW(H263SampleEntry().Dump(out.stream), SimpleException);
+    EXPECT_THROW(H264SampleEntry().Dump(out.stream), SimpleException);
+    EXPECT_THROW(MP4VisualSampleEntry().Dump(out.stream), SimpleException);
     EXPECT_TRUE(out.host.bytes.empty());
+    EXPECT_EQ(H263SampleEntry().GetSize(), 86u);
 }
 
 TEST(SampleDescriptions, AreOfTheClassOfTheirType) {

@@ -2,7 +2,7 @@
 // 6; ISO/IEC 14496-14, 5.6; ISO/IEC 14496-15, 5.3).
 //
 // The visual entries take the box behind their fixed fields for their own configuration, whatever its type.
-// Dump of an entry without its child throws SimpleException before anything is written; GetSize counts no
+// Their Dump throws SimpleException, before anything is written, when they have no child. GetSize counts no
 // child then.
 #pragma once
 
