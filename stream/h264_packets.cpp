@@ -5,7 +5,6 @@
 #include "h263/h264_isoff.h"
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
-#include "stream/parameter_sets.h"
 #include "stream/record_family.h"
 
 namespace {
@@ -25,6 +24,8 @@ constexpr unsigned int kNriMask = 0x60;
 constexpr unsigned int kFuStart = 0x80;
 constexpr unsigned int kFuEnd = 0x40;
 constexpr ptrdiff_t kFuHeaderSize = 2;
+
+constexpr int kUnlimited = std::numeric_limits<int>::max();
 
 // An empty NAL unit has no type.
 unsigned int nal_type(bytes nal) {
@@ -82,29 +83,19 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
     return native;
 }
 
-constexpr int kUnlimited = std::numeric_limits<int>::max();
-
-}  // namespace
-
-bool qlip::put_parameter_sets(record_sink& sink, wld_native& native) {
+// Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
+// False when one does not fit; those before it are written.
+bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = kUnlimited) {
     const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
-    for (bytes left = stored; !left.empty();) {
-        const auto set = next_nal(left, stored_prefix_size(native));
+    for (bytes left = stored; !left.empty() && limit > 0; --limit) {
+        const auto set = qlip::next_nal(left, stored_prefix_size(native));
         if (!set) break;
         if (!put_h264_record(sink, native, {}, *set)) return false;
     }
     return true;
 }
 
-int qlip::put_hinted_parameter_sets(iso_track* hint, iso_track* media, int payload_type, unsigned char* out,
-                                    int room) {
-    wld_native native = hinted_state(hint, media, payload_type);
-    record_sink sink(out, room);
-    static_cast<void>(put_parameter_sets(sink, native));
-    hint->snro += static_cast<unsigned int>(media->sps_count) + static_cast<unsigned int>(media->pps_count);
-    if (hint->seq_state == 0) hint->seq_state = 1;
-    return sink.written();
-}
+}  // namespace
 
 int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
     record_sink sink(out, out_size);
@@ -117,7 +108,7 @@ int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double se
         if (type == kSequenceParameterSet || type == kPictureParameterSet) sets_done = true;
         if (type == kIdrSlice && !sets_done) {
             native->rtp.marker = 0;
-            if (!qlip::put_parameter_sets(sink, *native)) return WLD_FAILED;
+            if (!put_parameter_sets(sink, *native)) return WLD_FAILED;
             sets_done = true;
         }
         if (!put_nal(sink, *native, *nal, left.empty())) return WLD_FAILED;
@@ -127,11 +118,18 @@ int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double se
 
 int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {
     record_sink sink(out, kUnlimited);
-    static_cast<void>(qlip::put_parameter_sets(sink, *native));
+    static_cast<void>(put_parameter_sets(sink, *native));
     return sink.written();
 }
 
+// No more records than the numbers that are moved up, so that a caller knows the room from the counts.
 int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigned char* out, int* length) {
-    *length = qlip::put_hinted_parameter_sets(hint, media, payload_type, out, kUnlimited);
+    wld_native native = hinted_state(hint, media, payload_type);
+    const int64_t sets = int64_t{media->sps_count} + media->pps_count;
+    record_sink sink(out, kUnlimited);
+    static_cast<void>(put_parameter_sets(sink, native, sets));
+    *length = sink.written();
+    hint->snro += static_cast<unsigned int>(sets);
+    if (hint->seq_state == 0) hint->seq_state = 1;
     return 0;
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <span>
 
+#include "common/byte_order.h"
 #include "common/to_integer.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
@@ -52,8 +53,13 @@ void put_file_info(VID_FileInfo* record, double duration) {
 void put_audio_frame(AUD_AudFrame_Native* record, int size, wld_native* native, unsigned int frame_word,
                      unsigned int ticks) {
     WLD_RTP& rtp = native->rtp;
-    put(record, {static_cast<unsigned int>(size), frame_word, rtp.timestamp, rtp.timestamp,
-                 static_cast<unsigned short>(rtp.sequence), 0});
+    // Field by field: this is written for every frame, and a copy of fields just stored would wait for them.
+    auto* bytes = reinterpret_cast<unsigned char*>(record);
+    qlip::store_le32(bytes, static_cast<unsigned int>(size));
+    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, frame_word), frame_word);
+    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp), rtp.timestamp);
+    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp2), rtp.timestamp);
+    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, sequence), rtp.sequence & 0xFFFF);
     rtp.timestamp += ticks;
     ++rtp.sequence;
 }

@@ -105,9 +105,10 @@ QLIP_API int wld_put_header(void* out, WLD_RTP* rtp, int payload_type);
 // each set. Returns the bytes written.
 QLIP_API int wld_h264_packetise_dsi(unsigned char* out, wld_native* native);
 
-// The same for a hint track that is being played: numbers the records so that they stand in front of its next
-// packet, or in front of the packet built last once playback runs, and moves the numbers of the packets to
-// come up by the count of sets. `*length` receives the bytes written. Returns 0.
+// The same for a hint track that is being played, at most `sps_count` + `pps_count` records: numbers them so
+// that they stand in front of its next packet, or of the packet built last once playback runs, and moves the
+// numbers of the packets to come up by that count. `out` must hold `parameter_sets_size` bytes and 20 for
+// each set; `*length` receives the bytes written. Returns 0.
 QLIP_API int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigned char* out,
                              int* length);
 

@@ -1,7 +1,6 @@
 // H.264 samples as single NAL unit packets and FU-A fragments, and parameter sets as packets.
 #include <numeric>
 
-#include "stream/parameter_sets.h"
 #include "tests/stream/packets.h"
 
 namespace qlip_test {
@@ -208,12 +207,14 @@ TEST_P(HintedSets, TakeTheNumberOfThePacketTheyPrecede) {
     EXPECT_EQ(h.hint.seq_state, GetParam().next_state);
 }
 
-TEST(H264Packets, HintedSetsThatDoNotFitAreLeftOut) {
-    for (const auto& [room, bytes] : {std::pair{24, 0}, {25, 25}, {47, 25}, {48, 48}}) {
-        Hinted h(0);
-        Bytes out(static_cast<size_t>(room));
-        EXPECT_EQ(qlip::put_hinted_parameter_sets(&h.hint, &h.media, kType, out.data(), room), bytes);
-    }
+TEST(H264Packets, HintedSetsAreNoMoreThanTheCountsSay) {
+    Hinted h(0);
+    h.media.pps_count = 0;
+    Bytes out(25);
+    int length = 0;
+    EXPECT_EQ(isoFFgetAvccDsi(&h.hint, &h.media, kType, out.data(), &length), 0);
+    EXPECT_EQ(out, records({{kType, false, 500, 9000, kSps}}));
+    EXPECT_EQ(h.hint.snro, 501u);
 }
 
 INSTANTIATE_TEST_SUITE_P(H264Packets, HintedSets,
