@@ -70,6 +70,18 @@ TEST_P(HintedVideo, AFrameRunsToTheMarkerWhateverTheHintSamplesAre) {
     expect_frame(80, 1, 0, frame_body({packet_record(34, true, 9, 90000, slice(media, 50, 40))}));
 }
 
+// Each call arms the hint track anew, which forgets the packets left: the next entry's first half word, 0, is
+// taken for a packet count.
+TEST_P(HintedVideo, PacketsBehindTheMarkerOfTheirHintSampleArePassedOver) {
+    const Bytes media = run(40);
+    const Bytes two = hint_sample({cite(1, true, 1, 40), cite(2, true, 1, 40)});
+    open({h263({media}), hint_track({two, whole(3, true, 1, media)})});
+    for (int i = 0; i < 3; ++i)
+        chunk();
+    expect_frame(80, 1, 0, frame_body({packet_record(34, true, 3, 45000, media)}));
+    EXPECT_EQ(player->read().status, 1);
+}
+
 TEST_P(HintedVideo, PacketsWithoutAMarkerToTheEndAreDropped) {
     const Bytes media = run(40);
     open({h263({media}),

@@ -145,9 +145,9 @@ unsigned char mode_request(const AudioCodec& codec, mm_Interface& session, unsig
     return session.last_cmr;
 }
 
-void take_timestamp(wld_native& native) {
+void take_timestamp(const AudioCodec& codec, wld_native& native) {
     native.rtp.timestamp = qlip::to_u32(native.time_accumulator + 0.5);
-    native.time_accumulator += native.clock_rate / 50;
+    native.time_accumulator += codec.frame_ticks;
     if (native.time_accumulator > kWrapAbove) native.time_accumulator -= kWrapBy;
 }
 
@@ -158,12 +158,11 @@ size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned
     const size_t frame_bytes = codec.speech_bytes[mode] + kTocBytes;
     const size_t payload_bytes = kCmrBytes + frame_bytes;
     session.native.rtp.payload_size = static_cast<unsigned int>(frame_bytes) + codec.payload_extra;
-    take_timestamp(session.native);
-    AUD_AudFrame_Native record;
-    const size_t total = sizeof record + sizeof(uint32_t) + payload_bytes;
-    codec.put_frame(&record, static_cast<int>(total), &session.native);
-    std::memcpy(buffer, &record, sizeof record);
-    qlip::store_le32(buffer + sizeof record, 0);
+    take_timestamp(codec, session.native);
+    constexpr size_t kRecordBytes = sizeof(AUD_AudFrame_Native);
+    const size_t total = kRecordBytes + sizeof(uint32_t) + payload_bytes;
+    codec.put_frame(reinterpret_cast<AUD_AudFrame_Native*>(buffer), static_cast<int>(total), &session.native);
+    qlip::store_le32(buffer + kRecordBytes, 0);
     session.sample_buffer[0] = mode_request(codec, session, mode);
     session.pending_size = static_cast<unsigned short>(payload_bytes);
     return frame_bytes;
@@ -191,9 +190,31 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     return mmfi_seek(track, track->file_pos);
 }
 
+template <size_t kBytes>
+void copy_both_ends(unsigned char* to, const unsigned char* from, size_t bytes) {
+    std::memcpy(to, from, kBytes);
+    std::memcpy(to + bytes - kBytes, from + bytes - kBytes, kBytes);
+}
+
+// A frame has 1 to 61 bytes: few enough to be copied without a call.
+void copy_frame(unsigned char* to, const unsigned char* from, size_t bytes) {
+    if (bytes >= 32) {
+        copy_both_ends<32>(to, from, bytes);
+    } else if (bytes >= 16) {
+        copy_both_ends<16>(to, from, bytes);
+    } else if (bytes >= 8) {
+        copy_both_ends<8>(to, from, bytes);
+    } else {
+        for (size_t i = 0; i < bytes; ++i)
+            to[i] = from[i];
+    }
+}
+
 int deliver_payload(mm_Interface& session, unsigned char* buffer) {
     session.stage = kFrameHeader;
-    std::memcpy(buffer, session.sample_buffer, session.pending_size);
+    if (session.pending_size == 0) return QLIP_SUCCESS;
+    buffer[0] = session.sample_buffer[0];
+    copy_frame(buffer + kCmrBytes, session.sample_buffer + kCmrBytes, session.pending_size - kCmrBytes);
     return QLIP_SUCCESS;
 }
 
@@ -220,10 +241,13 @@ int read_audio(const AudioCodec& codec, mm_Interface& session, unsigned char* bu
 
 }  // namespace
 
-int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+// Flattened, so that the row's values become constants.
+[[gnu::flatten]] int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size,
+                                     bool indexed) {
     return read_audio(kNarrowband, *session, buffer, size, indexed);
 }
 
-int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+[[gnu::flatten]] int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size,
+                                     bool indexed) {
     return read_audio(kWideband, *session, buffer, size, indexed);
 }
