@@ -113,6 +113,8 @@ void visual_fields(Sheet& sheet, const SampleEntry& entry, const VisualFields& v
 // Visits the tree and notes the fields of every box under its place in the file.
 class Visit {
   public:
+    Visit(Stream stream, unsigned int limit) : stream_(stream), limit_(limit) {}
+
     std::map<uint64_t, BoxFields> finish() { return std::move(by_offset_); }
 
     void file(const Simple3gp& file) {
@@ -285,8 +287,7 @@ class Visit {
         if (const auto* h264 = dynamic_cast<const H264SampleEntry*>(&box)) return entry(*h264);
         if (const auto* mpeg4 = dynamic_cast<const MP4VisualSampleEntry*>(&box)) return entry(*mpeg4);
         if (const auto* amr = dynamic_cast<const AMRSampleEntry*>(&box)) return entry(*amr);
-        if (const auto* rtp = dynamic_cast<const RTPHintSampleEntry*>(&box)) return entry(*rtp);
-        if (const auto* hint = dynamic_cast<const HintSampleEntry*>(&box)) return entry(*hint);
+        if (box.type == type_word("rtp ")) return rtp_entry(box);
     }
 
     void entry(const H263SampleEntry& box) {
@@ -355,22 +356,23 @@ class Visit {
                         .number("frames_per_sample", config->frames_per_sample));
     }
 
-    void entry(const RTPHintSampleEntry& box) {
+    // A tree keeps the hint entries without looking inside; they are read anew, as the class that does.
+    void rtp_entry(const Box& kept) {
+        RTPHintSampleEntry box;
+        TimeScaleEntry clock;
+        box.SetTimeScaleEntry(&clock, false);
+        macro_Seek(stream_, static_cast<unsigned int>(offset_of(kept)));
+        box.Read(stream_, limit_);
         put(&box, Sheet()
                       .number("data_reference_index", box.data_reference_index)
                       .number("hinttrackversion", box.hinttrackversion)
                       .number("highestcompatibleversion", box.highestcompatibleversion)
                       .number("maxpacketsize", box.maxpacketsize));
-        if (box.timescale_entry == nullptr) return;
-        put(box.timescale_entry, Sheet().number("timescale", box.timescale_entry->timescale));
+        if (clock.type == type_word("tims")) put(&clock, Sheet().number("timescale", clock.timescale));
     }
 
-    void entry(const HintSampleEntry& box) {
-        put(&box, Sheet()
-                      .number("data_reference_index", box.data_reference_index)
-                      .number("payload_size", box.payload_size));
-    }
-
+    Stream stream_;
+    unsigned int limit_;
     unsigned int movie_timescale_ = 0;
     std::map<uint64_t, BoxFields> by_offset_;
 };
@@ -381,17 +383,19 @@ BoxContents read_box_fields(FileHost& host) {
     BoxContents contents;
     Simple3gp file;
     Stream stream = host.record();
-    host.fail_short_reads(false);
-    try {
-        stream->Seek(stream->pUserContext, 0);
-        file.Read(stream, 0);
-    } catch (const SimpleException& failure) {
-        contents.failure = failure.m_message;
-    } catch (const std::bad_alloc&) {
-        contents.failure = "a size or count in it is larger than the file can hold";
-    }
-    Visit visit;
-    visit.file(file);
+    host.start_over();
+    const auto failing = [&](const auto& read) {
+        try {
+            read();
+        } catch (const SimpleException& failure) {
+            contents.failure = failure.m_message;
+        } catch (const std::bad_alloc&) {
+            contents.failure = "a size or count in it is larger than the file can hold";
+        }
+    };
+    failing([&] { file.Read(stream, 0); });
+    Visit visit(stream, static_cast<unsigned int>(host.size()));
+    failing([&] { visit.file(file); });
     contents.by_offset = visit.finish();
     return contents;
 }

@@ -46,10 +46,9 @@ BoxSource::~BoxSource() {
 
 void BoxSource::open() {
     auto* io = host_.record();
-    host_.fail_short_reads(false);
-    io->Seek(io->pUserContext, 0);
+    host_.start_over();
     const unsigned int status = reader_.Open(io, mode_.c_str());
-    host_.fail_short_reads(true);
+    host_.refuse_short_reads();
     if (status != QLIP_SUCCESS) fail("cannot open", status);
 }
 

@@ -88,7 +88,7 @@ void add_fragments(CLI::App& app) {
     command->add_option("FILE", options->file, "An elementary stream or 3GP file; - is standard input")
         ->required();
     command->add_option("--rfc", options->form, "The form of the packets")
-        ->check(CLI::IsMember({"2190", "2190mb", "2429"}))
+        ->check(one_of({"2190", "2190mb", "2429"}))
         ->type_name("2190|2190mb|2429")
         ->required();
     command->add_option("--max-payload", options->max_payload, "Longest payload of a packet")

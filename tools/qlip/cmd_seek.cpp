@@ -105,7 +105,7 @@ void add_seek(CLI::App& app) {
     command->add_option("FILE", options->file, "The 3GP file")->required();
     command->add_option("--at", options->at, "The time to seek to")->type_name("MS")->required();
     command->add_option("--mode", options->mode, "ra or rv; without it, video if there is any")
-        ->check(CLI::IsMember({"ra", "rv"}))
+        ->check(one_of({"ra", "rv"}))
         ->type_name("ra|rv");
     command->add_flag("--json", options->json, "One JSON document instead of a table");
     command->callback([options] { run(*options); });

@@ -2,8 +2,9 @@
 // and runs from CLI11's callback; a new command is its file and its line here.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 namespace qlip_tool {
 
@@ -15,6 +16,11 @@ void add_boxes(CLI::App& app);
 void add_seek(CLI::App& app);
 void add_h263(CLI::App& app);
 void add_fragments(CLI::App& app);
+
+// One of a few words; the type name of the option lists them.
+inline CLI::Validator one_of(const std::vector<std::string>& words) {
+    return CLI::IsMember(words).description("");
+}
 
 inline constexpr void (*all_commands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
                                                       add_boxes, add_seek,   add_h263,    add_fragments};

@@ -42,7 +42,7 @@ struct FileHostSlots {
         *got = static_cast<unsigned int>(from.read_at(offset, data, wanted));
         from.furthest_ = std::max(from.furthest_, uint64_t{offset} + *got);
         if (from.read_error_ != 0) return read_failed;
-        if (*got == wanted || !from.fail_short_reads_) return done;
+        if (*got == wanted || !from.refuse_short_reads_) return done;
         from.ran_short_ = true;
         return not_there_yet;
     }
@@ -125,6 +125,16 @@ FileHost::~FileHost() {
 uint64_t FileHost::size() const {
     struct stat facts = {};
     return fstat(fd_, &facts) == 0 ? static_cast<uint64_t>(facts.st_size) : 0;
+}
+
+void FileHost::start_over() {
+    position_ = 0;
+    refuse_short_reads_ = false;
+}
+
+void FileHost::refuse_short_reads() {
+    refuse_short_reads_ = true;
+    furthest_ = 0;
 }
 
 size_t FileHost::read_at(uint64_t offset, void* into, size_t size) {

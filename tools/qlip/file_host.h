@@ -23,12 +23,11 @@ class FileHost {
     // Bytes that the file has now; asked anew on each call, since the file may be growing.
     uint64_t size() const;
 
-    // With this set, a read that the file cannot serve whole fails with "not there yet" instead of coming
-    // back short. To be set once the file structure has been read.
-    void fail_short_reads(bool yes) {
-        fail_short_reads_ = yes;
-        furthest_ = 0;
-    }
+    // Back to the start, for the structure to be read: reads may come back short from now on.
+    void start_over();
+
+    // For the media data: a read that the file cannot serve whole fails from now on, as "not there yet".
+    void refuse_short_reads();
 
     // How far into the file reading has come since then: a measure of progress.
     uint64_t furthest() const { return furthest_; }
@@ -49,7 +48,7 @@ class FileHost {
     std::string path_;
     int fd_;
     unsigned int position_ = 0;
-    bool fail_short_reads_ = false;
+    bool refuse_short_reads_ = false;
     bool ran_short_ = false;
     int read_error_ = 0;
     uint64_t furthest_ = 0;

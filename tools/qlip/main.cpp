@@ -36,11 +36,23 @@ int fail(const ToolError& error) {
     return static_cast<int>(error.exit());
 }
 
+// What is wrong with the command line, and where the help for it is.
+int refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
+    const auto chosen = app.get_subcommands();
+    std::string what = error.what();
+    if (chosen.empty() && argc > 1 && argv[1][0] != '-')
+        what = fmt::format("there is no command '{}'", argv[1]);
+    return fail(ToolError(Exit::usage, what,
+                          "qlip " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help"));
+}
+
 int run(int argc, char** argv) {
     CLI::App app(about, "qlip");
     app.require_subcommand(1);
     app.set_version_flag("--version", "qlip " QLIP_TOOL_VERSION);
     app.footer(exit_codes);
+    app.add_flag_callback("--diagnostics", show_diagnostics,
+                          "Show on standard error what the library prints while it reads");
     for (const auto add : all_commands)
         add(app);
     try {
@@ -50,8 +62,7 @@ int run(int argc, char** argv) {
         Output().write(help.get_name() == "CallForVersion" ? std::string(help.what()) + "\n" : app.help());
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
-        fmt::print(stderr, "qlip: {}\n      try: qlip --help\n", error.what());
-        return static_cast<int>(Exit::usage);
+        return refuse(app, error, argc, argv);
     }
 }
 

@@ -38,6 +38,12 @@ void claim_standard_output() {
     const int copy = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     if (copy < 0) return;  // standard output is closed; writing will say so
     result_fd = copy;
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+}
+
+void show_diagnostics() {
     dup2(STDERR_FILENO, STDOUT_FILENO);
 }
 

@@ -9,9 +9,10 @@
 
 namespace qlip_tool {
 
-// Keeps standard output for the tool's own results: whatever else the process prints (the library's
-// diagnostics) goes to standard error from here on. Called once, first thing in main.
+// Keeps standard output for the tool's own results. What the library prints there, its diagnostics, goes
+// nowhere, or to standard error after show_diagnostics. Called once, first thing in main.
 void claim_standard_output();
+void show_diagnostics();
 
 // A buffered output. Throws ToolError when it cannot write, OutputClosed when its reader has gone.
 class Output {

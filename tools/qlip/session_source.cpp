@@ -91,11 +91,11 @@ SessionSource::~SessionSource() {
 }
 
 void SessionSource::open() {
-    host_.fail_short_reads(false);
+    host_.start_over();
     const int status = qlip_Open(&session_, host_.record(), mode_.c_str());
     if (host_.read_error() != 0) throw io_error("cannot read " + host_.path(), host_.read_error());
     if (status != QLIP_SUCCESS) throw cannot_open(host_, mode_, status);
-    host_.fail_short_reads(true);
+    host_.refuse_short_reads();
 }
 
 // A new session that stands where this one did; only ever needed before the first frame.

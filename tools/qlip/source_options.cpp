@@ -1,8 +1,7 @@
 #include "source_options.h"
 
-#include <CLI/CLI.hpp>
-
 #include "box_source.h"
+#include "commands.h"
 #include "session_source.h"
 #include "tool_error.h"
 
@@ -35,12 +34,12 @@ void SourceOptions::add_to(CLI::App& command) {
     command
         .add_option("--mode", mode,
                     "ra: the audio track; rv: the video track. Without it, video if there is any, else audio")
-        ->check(CLI::IsMember({"ra", "rv"}))
+        ->check(one_of({"ra", "rv"}))
         ->type_name("ra|rv");
     command
         .add_option("--engine", engine,
                     "c: the C entry points; box: the second reader, which needs hint tracks and can seek")
-        ->check(CLI::IsMember({"c", "box"}))
+        ->check(one_of({"c", "box"}))
         ->type_name("c|box")
         ->capture_default_str();
     add_seek(command, *this);

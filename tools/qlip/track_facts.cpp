@@ -54,7 +54,7 @@ IsoFile parse(FileHost& host) {
     auto* io = host.record();
     char mode[] = "r";
     int error = 0;
-    host.fail_short_reads(false);
+    host.start_over();
     IsoFile file(isoFFopen(io, mode, &error));
     if (host.read_error() != 0) throw io_error("cannot read " + host.path(), host.read_error());
     if (!file) throw ToolError(Exit::io, "no memory to read " + host.path());
@@ -159,6 +159,7 @@ OpenFacts try_open(FileHost& host, const iso_file& file, const char* mode) {
     const bool audio = mode[1] == 'a';
     OpenFacts facts = {mode, QLIP_SUCCESS, 0, {}};
     mm_Interface* session = nullptr;
+    host.start_over();
     facts.status = qlip_Open(&session, host.record(), mode);
     qlip_Close(&session);
     if (facts.status == QLIP_SUCCESS) {

@@ -1,0 +1,120 @@
+"""info and boxes say what ffprobe says, and tell people why a file does not open."""
+import unittest
+
+from host import AUDIO, TRACKS, VIDEO, Case, ffprobe, qlip, qlip_json, read_file, sample
+
+CODECS = {"samr": "AMR-NB", "sawb": "AMR-WB", "s263": "H.263", "mp4v": "MPEG-4 visual", "avc1": "H.264",
+          "mp4a": "AAC", "rtp ": "RTP hints"}
+
+
+def boxes_of(boxes, *path):
+    """All boxes at a path of types."""
+    found = [box for box in boxes if box["type"] == path[0]]
+    return found if len(path) == 1 else [deep for box in found for deep in boxes_of(box["boxes"], *path[1:])]
+
+
+class Info(Case):
+    def test_tracks_are_those_of_ffprobe(self):
+        for name in sorted({name for name, _ in TRACKS} | {"aac_refused"}):
+            with self.subTest(name):
+                facts, probe = qlip_json("info", sample(name)), ffprobe(sample(name))
+                self.assertEqual(facts["major_brand"], probe["format"]["tags"]["major_brand"])
+                self.assertEqual("".join(f"{brand:4}" for brand in facts["compatible_brands"]).strip(),
+                                 probe["format"]["tags"]["compatible_brands"].strip())
+                self.assertEqual(len(facts["tracks"]), len(probe["streams"]))
+                for track, stream in zip(facts["tracks"], probe["streams"]):
+                    self.check_track(track, stream)
+
+    def check_track(self, track, stream):
+        self.assertEqual(track["codec"], CODECS[stream["codec_tag_string"]])
+        self.assertEqual(track["samples"], int(stream["nb_frames"]))
+        self.assertEqual(track["timescale"], int(stream["time_base"].split("/")[1]))
+        if stream["codec_type"] == "video":
+            self.assertEqual((track["width"], track["height"]), (stream["width"], stream["height"]))
+
+    def test_hint_tracks_are_taken_or_the_reason_is_told(self):
+        self.assertTrue(qlip_json("info", sample("h264_hinted"))["tracks"][0]["hint_tracks"][0]["taken"])
+        video, audio = qlip_json("info", sample("av_h263_amrnb_hinted"))["tracks"][:2]
+        for track, reason in ((video, "1450 bytes, the limit is 1400"), (audio, "frame by frame")):
+            hint = track["hint_tracks"][0]
+            self.assertFalse(hint["taken"])
+            self.assertIn(reason, hint["why_not"])
+
+    def test_open_tells_what_would_open(self):
+        for name in sorted(set(AUDIO) | set(VIDEO)):
+            with self.subTest(name):
+                opens = qlip_json("info", sample(name))["open"]
+                self.assertEqual(opens["ra"]["opens"], name in AUDIO)
+                self.assertEqual(opens["rv"]["opens"], name in VIDEO)
+        refused = qlip_json("info", sample("aac_refused"))["open"]
+        self.assertEqual((refused["ra"]["status"], refused["rv"]["status"]), (2, 2))
+        self.assertIn("AAC", refused["ra"]["why_not"])
+
+    def test_what_is_no_3gp_file_is_said_to_be_none(self):
+        path = self.write("noise.3gp", b"this is a text and no 3GP file at all\n" * 20)
+        _, said = qlip("info", path, expect=1)
+        self.assertIn("no 3GP file", said)
+
+
+class Boxes(Case):
+    def test_tables_are_those_of_ffprobe(self):
+        for name in sorted({name for name, _ in TRACKS}):
+            with self.subTest(name):
+                boxes, probe = qlip_json("boxes", sample(name))["boxes"], ffprobe(sample(name))
+                for trak, stream in zip(boxes_of(boxes, "moov", "trak"), probe["streams"]):
+                    self.check_trak(trak, stream)
+
+    def check_trak(self, trak, stream):
+        media = boxes_of([trak], "trak", "mdia", "mdhd")[0]["fields"]
+        self.assertEqual(media["timescale"], int(stream["time_base"].split("/")[1]))
+        if stream["codec_type"] != "data":
+            self.assertEqual(media["duration"], stream["duration_ts"])
+        sizes = boxes_of([trak], "trak", "mdia", "minf", "stbl", "stsz")[0]["fields"]
+        self.assertEqual(sizes["sample_count"], int(stream["nb_frames"]))
+        entry = boxes_of([trak], "trak", "mdia", "minf", "stbl", "stsd")[0]["boxes"][0]
+        self.assertEqual(entry["type"], stream["codec_tag_string"])
+        if stream["codec_type"] == "video":
+            self.assertEqual(entry["fields"]["width"], stream["width"])
+
+    def test_hint_entries_tell_the_packet_size(self):
+        traks = boxes_of(qlip_json("boxes", sample("h264_hinted"))["boxes"], "moov", "trak")
+        entry = boxes_of(traks, "trak", "mdia", "minf", "stbl", "stsd", "rtp ")[0]
+        self.assertEqual(entry["fields"]["maxpacketsize"], 1329)
+        self.assertEqual(boxes_of([entry], "rtp ", "tims")[0]["fields"], {"timescale": 90000})
+
+    def test_every_byte_of_a_file_lies_in_a_box(self):
+        for name, _ in TRACKS:
+            document = qlip_json("boxes", sample(name))
+            end = 0
+            for box in document["boxes"]:
+                self.assertEqual(box["offset"], end)
+                end += box["size"]
+            self.assertEqual(end, document["bytes"])
+
+    def test_a_cut_file_shows_where_it_is_cut(self):
+        whole = read_file(sample("amrnb_dtx_faststart"))
+        path = self.write("cut.3gp", whole[:700])
+        shown, said = qlip("boxes", path, expect=1)
+        self.assertIn(b"!! says", shown)
+        self.assertIn("only", said)
+
+    def test_depth_cuts_the_tree(self):
+        top = qlip_json("boxes", sample("h264"), "--depth", "1")["boxes"]
+        self.assertEqual([box["boxes"] for box in top], [[] for _ in top])
+
+
+class Seek(Case):
+    def test_a_seek_lands_on_the_sync_samples_around_the_time(self):
+        # The sample has a sync sample every second: 1, 16, 31 at 15 pictures a second.
+        landings = {row["flag"]: row for row in qlip_json("seek", sample("mpeg4_hinted"), "--at", "1300")["landings"]}
+        self.assertEqual([row["status"] for row in landings.values()], [0, 0, 0])
+        self.assertLess(landings["previous"]["time_ms"], 1301)
+        self.assertGreaterEqual(landings["next"]["time_ms"], landings["previous"]["time_ms"])
+
+    def test_failures_are_told_in_words(self):
+        self.assertIn("no seek to 99999 ms lands", qlip("seek", sample("mpeg4_hinted"), "--at", "99999", expect=1)[1])
+        self.assertIn("--engine c", qlip("seek", sample("mpeg4"), "--at", "0", expect=1)[1])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,99 @@
+"""Plays tracks into ffmpeg over loopback: what it decodes from the packets equals what it decodes from the file.
+
+Paced by the packets' own times at four times the speed. The receiver listens before the first packet leaves and ends
+by its own silence. A packet that the system drops is no fault of ours, so a run that lost frames is made once more.
+"""
+import os
+import socket
+import subprocess
+import time
+import unittest
+
+from host import QUIET_ENVIRONMENT, TRACKS, Case, qlip, raw_frames, read_file, run, sample
+
+SPEED = "4"
+SILENCE = "1.2"  # seconds
+
+
+def free_port():
+    """An even port that is free, and the next one, which ffmpeg takes for RTCP."""
+    while True:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as rtp:
+            rtp.bind(("127.0.0.1", 0))
+            port = rtp.getsockname()[1]
+            if port % 2 != 0 or port > 65000:
+                continue
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as rtcp:
+                try:
+                    rtcp.bind(("127.0.0.1", port + 1))
+                    return port
+                except OSError:
+                    continue
+
+
+def is_bound(port):
+    tables = [table for table in ("/proc/net/udp", "/proc/net/udp6") if os.path.exists(table)]
+    return any(f":{port:04X} ".encode() in read_file(table) for table in tables)
+
+
+def decoded(mode, *source):
+    """The command that decodes to hashes of pictures, or to a hash of all sound."""
+    out = ["-map", "0:v", "-fps_mode", "passthrough", "-f", "framemd5"]
+    if mode == "ra":
+        out = ["-map", "0:a", "-f", "md5"]
+    return ["ffmpeg", "-v", "error", "-nostdin", *source, *out, "-"]
+
+
+def hashes(output):
+    return [line.split(",")[-1].strip() for line in output.decode().splitlines() if not line.startswith("#")]
+
+
+class Playing(Case):
+    def play(self, mode, sender):
+        port = free_port()
+        to = ["--to", f"127.0.0.1:{port}"]
+        qlip(*sender, *to, "--sdp", self.path("sdp"), "--pcap", "/dev/null")
+        receiver = subprocess.Popen(
+            decoded(mode, "-protocol_whitelist", "file,udp,rtp", "-listen_timeout", SILENCE, "-i", self.path("sdp")),
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=QUIET_ENVIRONMENT)
+        try:
+            deadline = time.monotonic() + 10
+            while not is_bound(port) and time.monotonic() < deadline:
+                time.sleep(0.01)
+            qlip(*sender, *to, "--speed", SPEED)
+            output, _ = receiver.communicate(timeout=30)
+        finally:
+            receiver.kill()
+        return hashes(output)
+
+    def check(self, mode, sender, expected):
+        self.assertTrue(expected)
+        played = self.play(mode, sender)
+        if played != expected:
+            played = self.play(mode, sender)
+        self.assertEqual(played, expected)
+
+    def test_tracks(self):
+        for name, mode in TRACKS:
+            source = ["-ignore_editlist", "1", "-i", sample(name)]
+            expected = hashes(run(*decoded(mode, *source))[0])
+            for reading in ([], ["--indexed"]):
+                with self.subTest(name=name, mode=mode, reading=reading):
+                    self.check(mode, ["rtp", sample(name), "--mode", mode, *reading], expected)
+
+    def test_second_reader(self):
+        for name in ("h263_hinted_pt34", "h263_hinted_pt96", "mpeg4_hinted"):
+            with self.subTest(name):
+                expected = hashes(run(*decoded("rv", "-ignore_editlist", "1", "-i", sample(name)))[0])
+                self.check("rv", ["rtp", sample(name), "--engine", "box"], expected)
+
+    def test_h263_forms(self):
+        stored = self.write("clip.263", raw_frames(sample("h263_cif_faststart"), "rv", "h263"))
+        expected = hashes(run(*decoded("rv", "-f", "h263", "-i", stored))[0])
+        for form in ("2190", "2190mb", "2429"):
+            with self.subTest(form):
+                self.check("rv", ["fragments", stored, "--rfc", form], expected)
+
+
+if __name__ == "__main__":
+    unittest.main()
