@@ -28,17 +28,17 @@ struct BoxHeader {
     char type[5] = {};
 };
 
-// False at the end of the input. A failed size alone does not end a walk: the code behind it decides.
+// False at the end of the input. On the stream a failed size alone does not end a walk: the code behind it
+// decides.
 bool read_box_header(iso_file* file, BoxHeader* header) {
-    if (file->in_buffer && file->buffer_left < kHeaderSize) {
-        read_buf(file, header->type, kHeaderSize);  // prints the line, and reads nothing
-        return false;
+    if (file->in_buffer) {
+        const int left = file->buffer_left;
+        header->size = getint32(file);
+        if (left < 4) return false;
+        read_buf(file, header->type, 4);
+        return left >= kHeaderSize;
     }
     header->size = getint32(file);
-    if (file->in_buffer) {
-        read_buf(file, header->type, 4);
-        return true;
-    }
     unsigned int count = 4;
     const auto status = qliputil_seeknread(file->io, reinterpret_cast<unsigned char*>(header->type), &count);
     return status == 0 && count == 4;

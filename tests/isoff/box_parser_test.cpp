@@ -1,0 +1,319 @@
+// The walk of the box tree and the small boxes.
+#include "interface/src/isoff/box_parser.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "interface/src/isoff/box_handlers.h"
+#include "interface/src/isoff/box_tables.h"
+#include "interface/src/isoff/stream_input.h"
+#include "qlip/SimpleException.h"
+#include "tests/isoff/opened_file.h"
+
+namespace qlip_test {
+namespace {
+
+Bytes mvhd(unsigned int version = 0) {
+    ByteWriter out;
+    if (version == 1) {
+        out.zeros(28);
+    } else {
+        out.u32(11).u32(12).u32(1000).u32(5000);
+    }
+    return full_box("mvhd", out.u32(0x10000).u16(0x100).zeros(70).u32(42), version);
+}
+
+TEST(Open, ReadsBrandsAndMovieHeader) {
+    OpenedFile f(moov_file({mvhd(), trak({})}));
+    EXPECT_STREQ(f.file->major_brand, "3gp4");
+    EXPECT_STREQ(f.file->compatible_brands, "3gp4 isom");
+    EXPECT_EQ(f.file->timescale, 1000U);
+    EXPECT_EQ(f.file->duration, 5000U);
+    EXPECT_EQ(f.file->next_track_id, 42U);
+    EXPECT_EQ(f.file->od_id, 1U);
+    EXPECT_EQ(f.file->visual_profile, 255U);
+    EXPECT_EQ(f.file->direct_index, 1U);
+    EXPECT_EQ(f.file->in_buffer, 0);
+    EXPECT_EQ(f.track()->track_id, 7U);
+    EXPECT_EQ(f.track()->width, 176U);
+    EXPECT_EQ(f.track()->codec, ISO_CODEC_NONE);
+}
+
+TEST(Open, VersionOneOfMvhdKeepsTheStartingValues) {
+    OpenedFile f(moov_file({mvhd(1), trak({})}));
+    EXPECT_EQ(f.file->timescale, 600U);
+    EXPECT_EQ(f.file->next_track_id, 42U);
+}
+
+TEST(Open, GivesAnErrorForAnotherModeOnly) {
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = nullptr;
+    int err = 7;
+    char bad[] = "x";
+    EXPECT_EQ(isoFFopen(io, bad, &err), nullptr);
+    EXPECT_EQ(err, -1);
+    EXPECT_EQ(isoFFopen(io, nullptr, nullptr), nullptr);
+    char good[] = "r";
+    iso_file* file = isoFFopen(io, good, &err);
+    ASSERT_NE(file, nullptr) << "no record at all counts as an empty stream";
+    EXPECT_EQ(file->tracks, nullptr);
+    EXPECT_EQ(isoFFclose(file), 0);
+    EXPECT_EQ(isoFFclose(nullptr), -1);
+}
+
+TEST(Open, StartsAWrittenFileWithItsBrandsAndTracks) {
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = nullptr;
+    char mode[] = "wb";
+    iso_file* file = isoFFopen(io, mode, nullptr);
+    ASSERT_NE(file, nullptr);
+    EXPECT_STREQ(file->major_brand, "3gp6");
+    EXPECT_STREQ(file->compatible_brands, "3gp5 3gp4");
+    EXPECT_EQ(file->minor_version, 256U);
+    EXPECT_EQ(file->header_bytes, 194U);
+    iso_track* track = isoFFtrack(file);
+    EXPECT_EQ(track->track_id, 1U);
+    EXPECT_EQ(file->next_track_id, 2U);
+    EXPECT_EQ(file->header_bytes, 194U + 325);
+    EXPECT_EQ(track->matrix[8], 0x40000000U);
+    EXPECT_EQ(isoFFselect(file, nullptr, 1), nullptr);
+    file->tracks = nullptr;
+    file->writing = 0;  // nothing to write to
+    isoFFclose(file);
+}
+
+TEST(Close, CountsEveryBlockThatOpeningCounted) {
+    const int before = malloccount - freecount;
+    { OpenedFile f(MoviePlan{{TrackPlan{.samples = {hex("01")}, .sample_entry = samr_entry()}}, true}); }
+    // The moov buffer alone belongs to nobody's list.
+    EXPECT_EQ(malloccount - freecount - before, 1);
+}
+
+TEST(Parse, ReadsMoovWithOneCall) {
+    OpenedFile f(Bytes{});
+    f.host.bytes = moov_file({mvhd(), trak({}), trak({})});
+    f.host.position = 0;
+    parse(f.file, file_box, 0);
+    const auto whole = std::count_if(f.host.log.begin(), f.host.log.end(),
+                                     [&](const auto& call) { return call.count > 100; });
+    EXPECT_EQ(whole, 1);
+    EXPECT_NE(f.track(2), nullptr);
+}
+
+TEST(Parse, SkipsUnknownAndMisplacedBoxesAtEveryLevel) {
+    const Bytes odd = box("zzzz", Bytes(5, 1));
+    OpenedFile f(join({odd, moov_file({odd, full_box("stsz", Bytes(8, 9)),
+                                       trak({odd, container("moov", {odd})}), trak({})})}));
+    EXPECT_NE(f.track(2), nullptr);
+    EXPECT_EQ(f.output, "");
+}
+
+TEST(Parse, EndsAtMediaDataBehindMoov) {
+    const Bytes movie = moov_file({trak({})});
+    OpenedFile f(join({movie, box("mdat", Bytes(16, 1)), moov_file({trak({}), trak({})})}));
+    EXPECT_EQ(f.track(2), nullptr);
+    EXPECT_EQ(f.file->mdat_start, movie.size() + 8);
+    EXPECT_EQ(f.file->read_fn, nullptr);
+}
+
+TEST(Parse, KeepsMediaDataAheadOfMoovInMemory) {
+    OpenedFile f(join({box("mdat", hex("0A0B0C")), moov_file({trak({})})}));
+    ASSERT_NE(f.file->mdat_image, nullptr);
+    EXPECT_EQ(f.file->mdat_image[2], 0x0C);
+    EXPECT_EQ(f.file->mdat_start, 8U);
+    EXPECT_EQ(f.file->mdat_end, 11U);
+    EXPECT_EQ(f.file->read_fn, &mread);
+    EXPECT_EQ(f.file->stream, f.file);
+    OpenedFile empty(join({box("mdat"), moov_file({trak({})})}));
+    EXPECT_EQ(empty.file->mdat_image, nullptr);
+    EXPECT_NE(empty.track(), nullptr);
+}
+
+TEST(Parse, AnEmptyContainerTakesInWhatFollowsButAnEmptyUdtaDoesNot) {
+    // The second tkhd stands inside the empty trak that precedes it.
+    OpenedFile taken(moov_file({box("trak"), tkhd()}));
+    EXPECT_NE(taken.track(), nullptr);
+    OpenedFile left(moov_file({trak({}), box("udta"), full_box("tsel", Bytes(8, 0))}));
+    EXPECT_EQ(left.track()->tsel_attributes, nullptr);
+    OpenedFile empty_moov(join({box("moov"), moov_file({trak({})})}));
+    EXPECT_NE(empty_moov.track(), nullptr);
+    EXPECT_THAT(empty_moov.output, testing::HasSubstr("read_buf, EOF 0 left"));
+}
+
+TEST(Parse, ASampleEntryWithoutChildrenTakesInNothing) {
+    const Bytes bare = box("sawb", Bytes(28, 0));
+    OpenedFile f(moov_file(
+        {stbl_trak({full_box("stsd", ByteWriter().u32(1).raw(bare)), table("stts", 1, {1, 160})})}));
+    EXPECT_EQ(f.track()->codec, ISO_CODEC_SAWB);
+    EXPECT_EQ(f.track()->stts_count, 1);
+}
+
+TEST(Parse, ABoxOfSizeZeroEndsItsWalk) {
+    OpenedFile f(moov_file({trak({}), ByteWriter().u32(0).text("zzzz"), trak({})}));
+    EXPECT_EQ(f.track(2), nullptr);
+}
+
+TEST(Parse, ASizeOfOneIsNoLargeSize) {
+    // The payload is -7: the walk goes on at the second byte of the header, 00 00 01 7A, an unknown long box.
+    OpenedFile f(moov_file({trak({}), ByteWriter().u32(1).text("zzzz").zeros(400), trak({})}));
+    EXPECT_NE(f.track(), nullptr);
+    EXPECT_EQ(f.track(2), nullptr);
+}
+
+TEST(Parse, ABoxThatLeadsBackwardEndsTheParse) {
+    const Bytes back = ByteWriter().u32(0xFFFFFFF0).text("zzzz");
+    OpenedFile inside(moov_file({box("zzzz", Bytes(40, 0)), back, trak({})}));
+    EXPECT_EQ(inside.track(), nullptr);
+    OpenedFile outside(join({box("zzzz", Bytes(40, 0)), back, moov_file({trak({})})}));
+    EXPECT_EQ(outside.track(), nullptr);
+}
+
+Bytes repeat(const Bytes& part, int times) {
+    Bytes out;
+    for (int i = 0; i < times; ++i)
+        out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+TEST(Parse, AnEndlessRowOfEmptyBoxesEnds) {
+    OpenedFile f(join({repeat(box("free"), 70000), moov_file({trak({})})}));
+    EXPECT_EQ(f.track(), nullptr);
+}
+
+TEST(Parse, NestingIsNoDeeperThanTheTables) {
+    const Bytes chain = join({box("trak"), box("mdia"), box("minf"), box("stbl"), box("stsd"), box("udta"),
+                              box("hnti"), box("edts"), box("meta"), box("tref"), box("dinf")});
+    OpenedFile f(moov_file({repeat(chain, 20000)}));
+    EXPECT_LT(f.file->depth, 20);
+}
+
+int claim_one(iso_file* file, int) {
+    ++file->od_id;
+    return 0;
+}
+
+TEST(Parse, HandsUnknownBoxesToTheHandlerOfTheClosingRow) {
+    isobox rows[] = {{"abcd", P_vmhd}, {nullptr, claim_one}};
+    Bytes bytes = join({box("wxyz"), box("abcd", Bytes(4, 0)), box("qrst")});
+    iso_file file{};
+    file.in_buffer = 1;
+    file.buffer_next = bytes.data();
+    file.buffer_left = static_cast<int>(bytes.size());
+    EXPECT_EQ(parse(&file, rows, file.buffer_left), 0);
+    EXPECT_EQ(file.od_id, 2U);
+    EXPECT_EQ(file.depth, 0);
+}
+
+struct Rejected {
+    const char* name;
+    Bytes boxes;  // inside stbl or behind the trak
+    const char* message;
+    bool in_stbl;
+};
+
+class SecondInstance : public testing::TestWithParam<Rejected> {};
+
+TEST_P(SecondInstance, EndsTheParseWithItsMessage) {
+    const Rejected& c = GetParam();
+    const Bytes first = c.in_stbl ? stbl_trak({c.boxes}) : trak({c.boxes});
+    OpenedFile f(moov_file({first, trak({})}));
+    EXPECT_EQ(f.output, c.message);
+    EXPECT_NE(f.track(1), nullptr) << "the tracks so far stay";
+    EXPECT_EQ(f.track(2), nullptr);
+}
+
+Bytes twice(const Bytes& bytes) {
+    return join({bytes, bytes});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllBoxes, SecondInstance,
+    testing::Values(Rejected{"stts", twice(table("stts", 1, {1, 1})), "extra stts\n", true},
+                    Rejected{"ctts", twice(table("ctts", 1, {1, 1})), "extra ctts\n", true},
+                    Rejected{"stsz", twice(table("stsz", 0, {1, 5})), "extra stsz\n", true},
+                    Rejected{"stco", twice(table("stco", 1, {5})), "extra stco\n", true},
+                    Rejected{"stss", twice(table("stss", 1, {1})), "extra stss\n", true},
+                    Rejected{"sbgp", twice(table("sbgp", 0x726f6c6c, {1, 1, 1})), "extra sbgp\n", true},
+                    Rejected{"sgpd", twice(full_box("sgpd", ByteWriter().text("3gag").u32(1).u16(0))),
+                             "extra sgpd\n", true},
+                    Rejected{"sdp", container("udta", {container("hnti", {twice(box("sdp ", hex("41")))})}),
+                             "extra sdp\n", false},
+                    Rejected{"tsel", container("udta", {twice(full_box("tsel", Bytes(8, 1)))}),
+                             "extra/misplaced tsel\n", false}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(SmallBoxes, KeepTheirFields) {
+    const Bytes iods = full_box("iods", hex("10 07 0044 01 02 03 04 05"));
+    const Bytes hnti = container("hnti", {box("rtp ", ByteWriter().text("sdp ").text("v=0"))});
+    const Bytes edits = container("edts", {table("elst", 2, {600, 5, 0x10000, 30, 0xFFFFFFFF, 0x10000})});
+    const Bytes track_udta = container("udta", {container("hnti", {box("sdp ", ByteWriter().text("m=x"))}),
+                                                full_box("tsel", ByteWriter().u32(9).text("bitr"))});
+    OpenedFile f(moov_file(
+        {mvhd(), iods, container("udta", {hnti}),
+         trak({edits, container("tref", {box("hint", ByteWriter().u32(3))}),
+               container("meta", {full_box("xml ", ByteWriter().text("<a/>"))}), track_udta,
+               container("mdia", {full_box("mdhd", ByteWriter().u32(1).u32(2).u32(8000).u32(400).u32(0)),
+                                  full_box("hdlr", ByteWriter().u32(0).text("soun").zeros(15))})}),
+         trak({})}));
+    EXPECT_EQ(f.output, "");
+    EXPECT_EQ(f.file->od_id, 1U);
+    EXPECT_EQ(f.file->od_profile, 1U);
+    EXPECT_EQ(f.file->scene_profile, 2U);
+    EXPECT_EQ(f.file->audio_profile, 3U);
+    EXPECT_EQ(f.file->visual_profile, 4U);
+    EXPECT_EQ(f.file->graphics_profile, 5U);
+    EXPECT_STREQ(f.file->sdp, "v=0");
+    iso_track* t = f.track();
+    ASSERT_EQ(t->edit_count, 2);
+    EXPECT_EQ(t->edits[1][1], 0xFFFFFFFFU);
+    EXPECT_EQ(t->hint_ref_track, 3U);
+    EXPECT_EQ(t->xml_size, 4);
+    EXPECT_STREQ(t->sdp, "m=x");
+    EXPECT_EQ(t->tsel_group, 9U);
+    EXPECT_STREQ(t->tsel_attributes, "bitr");
+    EXPECT_STREQ(t->handler, "soun");
+    EXPECT_EQ(t->timescale, 8000U);
+    EXPECT_EQ(t->creation_time, 1U);
+    EXPECT_NE(f.track(2), nullptr) << "every box left the walk at its end";
+}
+
+TEST(SmallBoxes, UdtaBehindTheLastTrackAddressesThatTrack) {
+    const Bytes sdp = container("hnti", {box("sdp ", ByteWriter().text("s"))});
+    OpenedFile f(moov_file({container("udta", {sdp}), trak({}), trak({}), container("udta", {sdp})}));
+    EXPECT_EQ(f.track(1)->sdp, nullptr) << "a text ahead of any track is passed over";
+    EXPECT_STREQ(f.track(2)->sdp, "s");
+}
+
+TEST(SmallBoxes, SchemeUrlTakesTwoBytesBeyondItsBox) {
+    const Bytes schm = full_box("schm", ByteWriter().text("sch1").u32(5).text("ab"), 0, 1);
+    const Bytes srpp =
+        full_box("srpp", ByteWriter().text("aaaabbbbccccdddd").raw(schm).raw(box("schi", hex("0102"))));
+    const Bytes entry = rtp_entry(1400, 90000, srpp);
+    OpenedFile f(moov_file({stbl_trak({full_box("stsd", ByteWriter().u32(1).raw(entry))})}));
+    iso_track* t = f.track();
+    EXPECT_STREQ(t->srpp_types[3], "dddd");
+    EXPECT_STREQ(t->scheme_type, "sch1");
+    EXPECT_EQ(t->scheme_version, 5U);
+    EXPECT_STREQ(t->scheme_url, "ab") << "then two bytes of the next box, the second being replaced";
+    EXPECT_EQ(t->tims, 90000U);
+}
+
+TEST(Brands, AreComparedInGroupsOfFour) {
+    OpenedFile f(moov_file({}));
+    const auto compatible = [&](std::string brands) { return isoFFcompatible(f.file, brands.data()); };
+    EXPECT_EQ(compatible("isom"), 0);
+    EXPECT_EQ(compatible("zzzz 3gp4"), 0);
+    EXPECT_EQ(compatible("zzzz"), -1);
+    EXPECT_EQ(compatible("iso"), -1);
+    EXPECT_EQ(isoFFcompatible(nullptr, nullptr), -1);
+    char pair[] = "3gp6 isom";
+    EXPECT_EQ(isoFFsetBrand(f.file, pair, 3), 0);
+    EXPECT_STREQ(f.file->major_brand, "3gp6");
+    EXPECT_STREQ(f.file->compatible_brands, "3gp6 isom");
+    char seven[] = "3gp6 is";
+    EXPECT_EQ(isoFFsetBrand(f.file, seven, 3), -1);
+    char none[] = "";
+    EXPECT_EQ(isoFFsetBrand(f.file, none, 3), -1);
+}
+
+}  // namespace
+}  // namespace qlip_test

@@ -1,0 +1,197 @@
+// Sample entries, their configuration boxes, and the decoder information in other forms.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "interface/src/isoff/box_handlers.h"
+#include "tests/isoff/opened_file.h"
+
+namespace qlip_test {
+namespace {
+
+OpenedFile with_entry(const Bytes& entry) {
+    return OpenedFile(moov_file({stbl_trak({full_box("stsd", ByteWriter().u32(1).raw(entry))})}));
+}
+
+Bytes bytes_of(const unsigned char* from, size_t count) {
+    return {from, from + count};
+}
+
+TEST(SampleEntry, AmrReadsItsConfiguration) {
+    OpenedFile f =
+        with_entry(box("samr", ByteWriter().zeros(16).u16(2).u16(16).zeros(8).raw(
+                                   box("damr", ByteWriter().text("vend").u8(3).u16(0x81FF).u8(1).u8(4)))));
+    const iso_track* t = f.track();
+    EXPECT_EQ(t->codec, ISO_CODEC_SAMR);
+    EXPECT_EQ(t->channel_count, 2U);
+    EXPECT_EQ(t->sample_bits, 16U);
+    EXPECT_STREQ(t->vendor, "vend");
+    EXPECT_EQ(t->decoder_version, 3);
+    EXPECT_EQ(t->mode_set, 0x81FF);
+    EXPECT_EQ(t->mode_change_period, 1);
+    EXPECT_EQ(t->frames_per_sample, 4);
+}
+
+TEST(SampleEntry, EveryKindSetsItsCodec) {
+    const std::vector<std::pair<const char*, int>> kinds = {{"mp4v", 0}, {"mp4a", 1}, {"s263", 2},
+                                                            {"samr", 3}, {"avc1", 4}, {"sawb", 5},
+                                                            {"sawp", 7}, {"rtp ", 8}, {"srtp", 9}};
+    for (const auto& [type, codec] : kinds) {
+        OpenedFile f = with_entry(box(type, Bytes(90, 0)));
+        EXPECT_EQ(f.track()->codec, codec) << type;
+        EXPECT_EQ(f.track()->flags & ISO_TRACK_PREPEND_DSI, codec == 1 ? 0U : ISO_TRACK_PREPEND_DSI);
+    }
+}
+
+TEST(SampleEntry, AVisualSizeOfZeroKeepsTheTrackHeaders) {
+    OpenedFile zero = with_entry(visual_entry("s263", 0, 0, d263(45, 3)));
+    EXPECT_EQ(zero.track()->width, 176U);
+    EXPECT_EQ(zero.track()->height, 144U);
+    EXPECT_EQ(zero.track()->level, 45);
+    EXPECT_EQ(zero.track()->profile, 3);
+    OpenedFile set = with_entry(visual_entry("s263", 352, 288, d263()));
+    EXPECT_EQ(set.track()->width, 352U);
+}
+
+TEST(Esds, KeepsDecoderConfigurationAndLevel) {
+    struct Case {
+        Bytes dsi;
+        int level;
+    };
+    for (const Case& c : {Case{hex("000001B0 03 000001B5"), 3}, Case{hex("000001B0"), 0},
+                          Case{hex("1208"), 0}, Case{hex(""), 0}, Case{Bytes(90, 7), 0}}) {
+        OpenedFile f = with_entry(visual_entry("mp4v", 10, 10, esds(c.dsi)));
+        const iso_track* t = f.track();
+        ASSERT_NE(t->dsi, nullptr);
+        EXPECT_EQ(bytes_of(t->dsi, static_cast<size_t>(t->dsi_size)), c.dsi);
+        EXPECT_EQ(t->level, c.level);
+        EXPECT_EQ(f.output, "");
+    }
+}
+
+TEST(Esds, PassesOverOtherTagsAndRefusesLengthsBeyondTheBox) {
+    const Bytes config = hex("04 0F 20 11 000102 00000304 00000506 05 00");
+    const Bytes es = join({hex("03 80 80 17 0001 00"), config, hex("06 01 02")});
+    OpenedFile f = with_entry(visual_entry("mp4v", 10, 10, full_box("esds", join({hex("07 02 AABB"), es}))));
+    EXPECT_EQ(f.output, "esds: skipping tag 7\n");
+    EXPECT_EQ(f.track()->object_type, 0x20U);
+    EXPECT_EQ(f.track()->stream_type, 4U);
+    EXPECT_EQ(f.track()->buffer_size_db, 0x102U);
+    EXPECT_EQ(f.track()->max_bitrate, 0x304U);
+    EXPECT_EQ(f.track()->avg_bitrate, 0x506U);
+    EXPECT_EQ(f.track()->dsi_size, 0);
+    for (const char* bad :
+         {"03 7F 0001 00", "03 05 0001 00 04 7F", "03 14 0001 00 04 0F 20 11 000102 00000304 00000506 05 7F",
+          "03 8F FF FF FF 7F"}) {
+        OpenedFile refused(moov_file(
+            {stbl_trak({full_box(
+                 "stsd", ByteWriter().u32(1).raw(visual_entry("mp4v", 1, 1, full_box("esds", hex(bad)))))}),
+             trak({})}));
+        EXPECT_EQ(refused.track(2), nullptr) << bad;
+    }
+}
+
+TEST(AvcC, StoresParameterSetsWithThePrefixOfTheStream) {
+    const Bytes sps = join({hex("67 42 E0 1E"), Bytes(16, 0x55)});
+    const Bytes pps = hex("68 CE 38");
+    for (const unsigned int nal_length_size : {1U, 2U, 4U}) {
+        OpenedFile f = with_entry(visual_entry("avc1", 10, 10, avcC(nal_length_size, {sps}, {pps})));
+        const iso_track* t = f.track();
+        EXPECT_EQ(t->profile, 0x42);
+        EXPECT_EQ(t->profile_compat, 0xE0U);
+        EXPECT_EQ(t->level, 0x1E);
+        EXPECT_EQ(t->nal_length_size, nal_length_size);
+        EXPECT_EQ(t->sps_count, 1);
+        EXPECT_EQ(t->pps_count, 1);
+        const Bytes wide = nal_length_size == 4 ? hex("0000") : Bytes{};
+        const Bytes want = join({wide, hex("0014"), sps, wide, hex("0003"), pps});
+        EXPECT_EQ(bytes_of(t->parameter_sets, t->parameter_sets_size), want);
+        EXPECT_EQ(bytes_of(t->sps, wide.size() + 22), join({wide, hex("0014"), sps}));
+    }
+}
+
+TEST(AvcC, CutShortOrWithLengthsOutsideDoesNoHarm) {
+    const Bytes whole = avcC(4, {hex("67424E1E99")}, {hex("68CE")});
+    for (size_t size = 0; size + 8 < whole.size(); ++size) {
+        const Bytes cut(whole.begin() + 8, whole.begin() + 8 + static_cast<long>(size));
+        OpenedFile f = with_entry(visual_entry("avc1", 1, 1, box("avcC", cut)));
+        EXPECT_EQ(f.track()->dsi_size, static_cast<int>(size));
+        unsigned char* out = nullptr;
+        EXPECT_EQ(isoFFGetDSIin3GPP(f.track(), 0, &out), -1) << size;
+    }
+}
+
+TEST(DecoderInformation, TurnsParameterSetsToStartCodes) {
+    OpenedFile f =
+        with_entry(visual_entry("avc1", 1, 1, avcC(4, {hex("67424E1E99")}, {hex("68CE"), hex("68")})));
+    unsigned char* out = nullptr;
+    const int length = isoFFGetDSIin3GPP(f.track(), 1, &out);
+    ASSERT_EQ(length, 9 + 6 + 5);
+    EXPECT_EQ(bytes_of(out, 20), hex("00000001 67424E1E99 00000001 68CE 00000001 68"));
+    std::free(out);
+}
+
+TEST(DecoderInformation, WithTwoSequenceSetsTheWalkIsAByteOff) {
+    // Behind the first set the length of the second is read one byte late: 00 04 67 reads as 0x0467.
+    OpenedFile f = with_entry(visual_entry("avc1", 1, 1, avcC(4, {hex("67420101"), hex("67420202")}, {})));
+    unsigned char* out = nullptr;
+    EXPECT_EQ(isoFFGetDSIin3GPP(f.track(), 1, &out), -1);
+}
+
+TEST(DecoderInformation, IsReplacedAndChoosesWhatAFrameCounts) {
+    OpenedFile f(MoviePlan{{TrackPlan{.samples = {hex("0102")}, .sample_entry = samr_entry()}}, true});
+    iso_track* t = f.track();
+    unsigned char data[] = {1, 2, 3};
+    EXPECT_EQ(isoFFsetDecoderSpecificInfo(t, data, 3), 0);
+    int size = 0;
+    EXPECT_NE(isoFFgetDecoderSpecificInfo(t, &size, 1), static_cast<void*>(data));
+    EXPECT_EQ(size, 3);
+    int frame = 0;
+    isoFFframeInfo(t, nullptr, &frame);
+    EXPECT_EQ(frame, 5);
+    isoFFgetDecoderSpecificInfo(t, &size, 0);
+    isoFFframeInfo(t, nullptr, &frame);
+    EXPECT_EQ(frame, 2);
+    EXPECT_EQ(isoFFsetDecoderSpecificInfo(t, data, -1), -1);
+    EXPECT_EQ(isoFFsetDecoderSpecificInfo(nullptr, data, 1), -1);
+    EXPECT_EQ(isoFFgetDecoderSpecificInfo(nullptr, &size, 1), nullptr);
+}
+
+struct Conversion {
+    const char* name;
+    Bytes in;
+    Bytes out;  // empty: refused
+};
+
+class AnnexB : public testing::TestWithParam<Conversion> {};
+
+TEST_P(AnnexB, BecomesAvcC) {
+    Bytes in = GetParam().in;
+    unsigned char* out = nullptr;
+    int length = 0;
+    const int result = convertDCI_3gpp_to_ISO(in.data(), static_cast<unsigned int>(in.size()), &out, &length);
+    EXPECT_EQ(result, GetParam().out.empty() ? 0 : 1);
+    EXPECT_EQ(bytes_of(out, static_cast<size_t>(length)), GetParam().out);
+    std::free(out);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DecoderInformation, AnnexB,
+    testing::Values(Conversion{"OneOfEach", hex("00000001 67424E1E99 00000001 68CE38"),
+                               hex("01 424E1E FD E1 0005 67424E1E99 01 0003 68CE38")},
+                    Conversion{"OtherUnitsAreDropped",
+                               hex("00000001 09F0 00000001 67424E1E 00000001 68CE 00000001 0605"),
+                               hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
+                    Conversion{"AThreeByteStartCodeCostsAByteOfTheUnitAheadOfIt",
+                               hex("00000001 67424E1E99 000001 68CE"),
+                               hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
+                    Conversion{"NoSequenceSet", hex("00000001 68CE"), {}},
+                    Conversion{"ASequenceSetWithoutLevel", hex("00000001 6742"), {}},
+                    Conversion{"Largest", join({hex("00000001 67424E1E"), Bytes(243, 0x55)}),
+                               join({hex("01 424E1E FD E1 00F7 67424E1E"), Bytes(243, 0x55), hex("00")})},
+                    Conversion{"TooLarge", join({hex("00000001 67424E1E"), Bytes(244, 0x55)}), {}},
+                    Conversion{"Empty", {}, {}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace qlip_test
