@@ -88,7 +88,10 @@ void BoxSource::fail(const char* doing, unsigned int status) const {
         throw ToolError(Exit::incomplete, what, "--follow, if the file is still being written");
     }
     std::string advice = "qlip info " + host_.path() + ", to see what the file holds";
-    if (status == QLIP_HINT_TRACK_REQUIRED) advice = "--engine c, which does without hint tracks";
+    if (status == QLIP_HINT_TRACK_REQUIRED || status == QLIP_UNKNOWN_CODER ||
+        status == QLIP_TOO_MANY_TRACKS) {
+        advice = "--engine c, which needs no hint tracks and knows all codecs";
+    }
     if (status == QLIP_BAD_TIMESTAMP) advice = "a time inside the track";
     throw ToolError(Exit::bad_input, what, advice);
 }

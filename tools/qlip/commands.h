@@ -16,6 +16,8 @@ void add_boxes(CLI::App& app);
 void add_seek(CLI::App& app);
 void add_h263(CLI::App& app);
 void add_fragments(CLI::App& app);
+void add_make(CLI::App& app);
+void add_copy(CLI::App& app);
 
 // One of a few words; the type name of the option lists them.
 inline CLI::Validator one_of(const std::vector<std::string>& words) {
@@ -23,6 +25,7 @@ inline CLI::Validator one_of(const std::vector<std::string>& words) {
 }
 
 inline constexpr void (*all_commands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
-                                                      add_boxes, add_seek,   add_h263,    add_fragments};
+                                                      add_boxes, add_seek,   add_h263,    add_fragments,
+                                                      add_make,  add_copy};
 
 }  // namespace qlip_tool

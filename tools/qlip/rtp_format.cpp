@@ -70,9 +70,10 @@ std::string parameters_of(const VID_Header_MPEG4CodecConfig& config) {
     return fmt::format("profile-level-id={};config={}", config.profile_level, hex_text(bytes));
 }
 
-// RFC 4629 8.1. RFC 2190 has no parameters.
+// RFC 4629 8.1. RFC 2190 has no parameters, and a hint track does not know the picture's: its level is 0.
 std::string parameters_of(const VID_Header_H263CodecConfig& config, bool rfc2190) {
-    return rfc2190 ? "" : fmt::format("profile={};level={}", config.profile, config.level);
+    return rfc2190 || config.level == 0 ? ""
+                                        : fmt::format("profile={};level={}", config.profile, config.level);
 }
 
 RtpFormat audio_format(const StreamHeader& header) {
