@@ -40,7 +40,7 @@ class TableRows {
     std::span<const unsigned int> next_piece();
 
   private:
-    static constexpr unsigned int kMostWordsARow = 3;
+    static constexpr size_t kMostWordsARow = 3;
 
     void fill(unsigned int bytes);
 

@@ -37,8 +37,9 @@ DataEntryBox::DataEntryBox() : FullBox(type_word("url "), 0, 1) {}
 
 DataEntryBox::~DataEntryBox() = default;
 
+// The version and flags are skipped with the rest, so the header is read without them.
 Stream& DataEntryBox::Read(Stream& stream, unsigned int limit) {
-    Box::Read(stream, limit);
+    Box::Read(stream, limit);  // NOLINT(bugprone-parent-virtual-call)
     return Skip(stream);
 }
 

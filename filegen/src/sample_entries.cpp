@@ -291,12 +291,12 @@ NullSampleEntry::~NullSampleEntry() {
 
 // The fields of a sample entry are part of the payload, and the header still says 16: kept.
 Stream& NullSampleEntry::Dump(Stream& stream) const {
-    Box::Dump(stream);
+    Box::Dump(stream);  // NOLINT(bugprone-parent-virtual-call)
     return dump_payload(stream, payload, payload_size);
 }
 
 Stream& NullSampleEntry::Read(Stream& stream, unsigned int limit) {
-    Box::Read(stream, limit);
+    Box::Read(stream, limit);  // NOLINT(bugprone-parent-virtual-call)
     read_payload(stream, GetSizeWhole(), payload, payload_size);
     return stream;
 }

@@ -47,7 +47,7 @@ class WordReader {
 template <class Row, class Description>
 Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int count, std::vector<Row>& rows,
                            Description describe) {
-    constexpr unsigned int kWords = sizeof(Row) / sizeof(unsigned int);
+    constexpr unsigned int kWords = sizeof(Row) / 4;
     qlip::TableRows table(stream, count, kWords);
     for (auto piece = table.next_piece(); !piece.empty(); piece = table.next_piece()) {
         for (size_t at = 0; at < piece.size(); at += kWords) {
