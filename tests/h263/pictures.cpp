@@ -5,21 +5,23 @@
 
 namespace qlip_test {
 
-#define ENCODE(size, options) \
-    "ffmpeg -v error -f lavfi -i testsrc2=s=" size ":r=10 -frames:v 8 -c:v h263 " options " -f h263 -"
-#define EXTRACT(sample) "ffmpeg -v error -i '" QLIP_SAMPLES "/" sample "' -map 0:v -c copy -f h263 -"
+#define ENCODE(size, options)                               \
+    "ffmpeg -nostdin -v error -f lavfi -i testsrc2=s=" size \
+    ":r=30000/1001 -frames:v 8 -threads 1 -slices 1 -g 4 -c:v " options " -f h263 -"
+#define EXTRACT(sample) "ffmpeg -nostdin -v error -i '" QLIP_SAMPLES "/" sample "' -map 0:v -c copy -f h263 -"
 
 const std::vector<Clip> kClips = {
-    {"sub_qcif", ENCODE("128x96", "-q:v 5 -g 4"), 48},
-    {"qcif", ENCODE("176x144", "-q:v 8 -g 4"), 99},
-    {"qcif_fine", ENCODE("176x144", "-q:v 2 -g 4"), 99},
-    {"cif", ENCODE("352x288", "-q:v 3 -g 4"), 396},
-    {"cif_noise", ENCODE("352x288", "-vf noise=alls=30:allf=t -q:v 3 -g 4"), 396},
+    {"sub_qcif", ENCODE("128x96", "h263 -q:v 5"), 48},
+    {"qcif", ENCODE("176x144", "h263 -q:v 8"), 99},
+    {"qcif_fine", ENCODE("176x144", "h263 -q:v 2"), 99},
+    {"cif", ENCODE("352x288", "h263 -q:v 3"), 396},
+    {"cif_noise", ENCODE("352x288", "h263 -q:v 3 -vf noise=alls=30:allf=t"), 396},
+    {"cif_four_vectors", ENCODE("352x288", "h263p -q:v 5 -vf rotate=t*3 -flags +loop+mv4"), 396},
     {"sample_qcif", EXTRACT("h263.3gp"), 99},
     {"sample_cif", EXTRACT("h263_cif_faststart.3gp"), 396},
 };
 
-const Clip kClipWithGroups = {"qcif_with_groups", ENCODE("176x144", "-q:v 3 -g 4 -ps 300"), 99};
+const Clip kClipWithGroups = {"qcif_with_groups", ENCODE("176x144", "h263 -q:v 3 -ps 300"), 99};
 
 Bytes stream_of(const Clip& clip) {
     FILE* pipe = popen(clip.command, "r");

@@ -20,7 +20,7 @@ inline void PrintTo(const Clip& clip, std::ostream* out) {
 }
 
 // Sub-QCIF, QCIF and CIF, intra and inter pictures, without group headers; CIF pictures of more than 5,000
-// bytes.
+// bytes, some with PLUSPTYPE, Deblocking Filter and four vectors.
 extern const std::vector<Clip> kClips;
 
 // QCIF with group headers in front of some groups.
