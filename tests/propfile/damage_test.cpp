@@ -141,7 +141,7 @@ TEST(FrameBuffer, DropsAVideoFrameThatDoesNotFit) {
     EXPECT_EQ(build_video(140, 100), std::nullopt);
     EXPECT_EQ(build_video(139, 100), kBadContent) << "payload";
     EXPECT_EQ(build_video(138, 97), kBadContent) << "padding";
-    EXPECT_EQ(build_video(139, 50, 2), kBadContent) << "second packet's header";
+    EXPECT_EQ(build_video(105, 50, 2), kBadContent) << "second packet's header";
     EXPECT_EQ(build_video(2000, 65535), kBadContent);
 }
 
