@@ -55,12 +55,11 @@ enum {
 
 // A seek: what is wanted, and where it landed. On failure nothing in it changes.
 struct _TAG_QLIP_SEEK_PARAMS {
-    unsigned int uReserved;  // the caller's own; neither read nor written
-    unsigned int nTime;      // in: milliseconds, by the time flag; out: time of the sample landed on
-    unsigned int uFrameNum;  // out: hint sample landed on, from 1
-    unsigned int
-        uFileOffset;  // out: lowest file offset that reading on will need; 0xFFFFFFFF when that is unknown
-    unsigned int fFlags;  // in: one QLIP_SEEK_FROM_... and one QLIP_SEEK_..._SYNC
+    unsigned int uReserved;    // the caller's own; neither read nor written
+    unsigned int nTime;        // in: milliseconds, by the time flag; out: time of the sample landed on
+    unsigned int uFrameNum;    // out: hint sample landed on, from 1
+    unsigned int uFileOffset;  // out: lowest file offset needed from there on; 0xFFFFFFFF when unknown
+    unsigned int fFlags;       // in: one QLIP_SEEK_FROM_... and one QLIP_SEEK_..._SYNC
 };
 
 // The order of the data members is binary interface. Everything below "protected" is the machinery: open to
@@ -303,6 +302,7 @@ class QLIP_API C3gpInterface {
     PropFile* Producer() const;
     unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
     void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);
+    void RequireOffset(unsigned int uOffset, const char* pszTrack);
     unsigned int CurrentMs();
     [[noreturn]] void FailWithTimestamp();
     unsigned int FindSyncSample(unsigned int uSample, unsigned int uFlags) const;

@@ -38,18 +38,14 @@ class HintReader {
     size_t left_;
 };
 
-enum ConstructorKind : unsigned int { kNoOp, kImmediate, kSample, kSampleDescription };
-constexpr size_t kBehindKind = 15;
-constexpr size_t kSampleHeaderBytes = 4;
-
 // One constructor: lowers `lowest` to the media sample that it names. False when it does not fit.
 bool take_constructor(HintReader& reader, unsigned int& lowest) {
     if (!reader.fits(1)) return false;
     const unsigned int kind = reader.u8();
-    if (kind > kSampleDescription) return true;
-    if (!reader.fits(kBehindKind)) return false;
-    if (kind != kSample) {
-        reader.skip(kBehindKind);
+    if (kind > qlip::kSampleDescription) return true;
+    if (!reader.fits(qlip::kBehindKind)) return false;
+    if (kind != qlip::kSample) {
+        reader.skip(qlip::kBehindKind);
         return true;
     }
     reader.skip(3);  // track reference, length
@@ -98,7 +94,7 @@ unsigned int C3gpInterface::GetMediaSample(unsigned int uHintSample, unsigned in
     Vorn3gp::macro_Read(m_pIOCallback, m_pHintBuffer, uSize);
     HintReader reader(m_pHintBuffer, uSize);
     unsigned int lowest = kNoSample;
-    bool whole = reader.fits(kSampleHeaderBytes);
+    bool whole = reader.fits(qlip::kSampleHeaderBytes);
     if (whole) {
         const unsigned int packets = reader.u16();
         reader.skip(2);  // reserved

@@ -68,12 +68,9 @@ void C3gpInterface::SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uS
     unsigned int size = 0;
     const unsigned int ms = GetTimestampInMs(uSample);
     const unsigned int hint_offset = CalcHintOffset(uSample, &size);
-    if (static_cast<int>(hint_offset) < 0) {
-        m_uStatus = QLIP_NO_OFFSET;
-        throw SimpleException(kReaderPath, __LINE__,
-                              "C3gpInterface::SeekTo - Could not calculate Hint Track Offset");
-    }
+    RequireOffset(hint_offset, "Hint");
     const unsigned int media_offset = CalcMediaOffset(GetMediaSample(uSample, hint_offset, size));
+    RequireOffset(hint_offset, "Media");  // the hint offset again: a media offset may be unknown. Kept.
     // Signed, so that an unknown media offset is the lower one: kept.
     const auto offset =
         static_cast<unsigned int>(std::min(static_cast<int>(media_offset), static_cast<int>(hint_offset)));
@@ -84,6 +81,13 @@ void C3gpInterface::SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uS
     QLIP_LOG_DEBUG(kReaderPath,
                    "C3gpInterface::SeekTo - Returning Results (nTime=%d, uFrameNum=%d, uFileOffset=%d).",
                    pParams->nTime, pParams->uFrameNum, pParams->uFileOffset);
+}
+
+void C3gpInterface::RequireOffset(unsigned int uOffset, const char* pszTrack) {
+    if (static_cast<int>(uOffset) >= 0) return;
+    m_uStatus = QLIP_NO_OFFSET;
+    throw SimpleException(kReaderPath, __LINE__,
+                          "C3gpInterface::SeekTo - Could not calculate %s Track Offset", pszTrack);
 }
 
 bool C3gpInterface::ResetInternals(unsigned int uSample, unsigned int uOffset) {

@@ -14,7 +14,6 @@ namespace {
 
 constexpr unsigned int kPayloadTypeMask = 0x7F;
 constexpr unsigned int kPayloadTypeH263 = 34;  // RFC 3551 6: the payload format of RFC 2190
-constexpr size_t kHintSampleHeaderBytes = 4;
 
 constexpr unsigned int kH263DefaultProfile = 0;
 constexpr unsigned int kH263DefaultLevel = 10;
@@ -86,8 +85,8 @@ unsigned int C3gpInterface::PeekH263Track() {
     GetCurrentHintSample();
     const unsigned char* cursor = HintSample();
     const auto bytes = static_cast<size_t>(HintSampleEnd() - cursor);
-    if (bytes < kHintSampleHeaderBytes ||
-        !qlip::packet_header_fits(cursor + kHintSampleHeaderBytes, bytes - kHintSampleHeaderBytes)) {
+    if (bytes < qlip::kSampleHeaderBytes ||
+        !qlip::packet_header_fits(cursor + qlip::kSampleHeaderBytes, bytes - qlip::kSampleHeaderBytes)) {
         m_uStatus = QLIP_CORRUPT_FILE;
         throw SimpleException(kReaderPath, __LINE__, "First hint sample is too short for a packet");
     }
