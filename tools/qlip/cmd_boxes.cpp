@@ -5,6 +5,7 @@
 #include "box_fields.h"
 #include "box_walk.h"
 #include "commands.h"
+#include "json_text.h"
 #include "output.h"
 #include "text.h"
 #include "tool_error.h"
@@ -95,7 +96,7 @@ class Tree {
         for (const BoxField& field : fields) {
             if (field.programs_only) continue;
             out.print("{}    {}: {}\n", indent, field.name,
-                      field.text.empty() ? field.value.dump() : field.text);
+                      field.text.empty() ? json_text(field.value) : field.text);
         }
     }
 
@@ -112,7 +113,7 @@ void run(const Options& options) {
     if (options.json) {
         Json document = {{"file", options.file}, {"bytes", host.size()}, {"boxes", tree.json(boxes)}};
         if (!contents.failure.empty()) document["failure"] = contents.failure;
-        out.print("{}\n", document.dump(2));
+        out.print("{}\n", json_text(document, 2));
     } else {
         tree.text(out, boxes);
     }

@@ -1,10 +1,10 @@
 // qlip h263: the pictures of an H.263 stream as the bitstream walker sees them.
 #include <array>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "h263_pictures.h"
+#include "json_text.h"
 #include "output.h"
 #include "qlip/h263_isoff.h"
 #include "tool_error.h"
@@ -145,7 +145,7 @@ bool list_pictures(const Options& options, Output& out) {
         whole = whole && walked.whole;
         if (options.json) {
             out.print("{}\n{}", &picture == &pictures.front() ? "" : ",",
-                      json_of(picture, walked, options.verbose).dump());
+                      json_text(json_of(picture, walked, options.verbose)));
         } else {
             show(out, picture, walked, options.verbose);
         }

@@ -1,8 +1,9 @@
 // qlip info: what a file holds, and what of it can be delivered.
+#include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "json_text.h"
 #include "output.h"
 #include "qlip/qlip.h"
 #include "text.h"
@@ -23,6 +24,7 @@ constexpr const char* about =
     "  qlip info clip.3gp --json | jq '.open.rv.opens'";
 
 constexpr unsigned int sample_limit = 64000;
+constexpr double most_shown = 1e18;  // of a bit rate
 
 struct Options {
     std::string file;
@@ -117,8 +119,9 @@ void show_track(Output& out, const TrackFacts& track) {
     out.print("  track {}   {} '{}', {}", track.id, track.codec, track.entry, track.handler);
     if (track.width != 0 || track.height != 0) out.print(", {}x{} pixels", track.width, track.height);
     out.print("\n    media   {} samples, {} bytes, {}, {} bit/s, largest sample {} bytes\n",
-              count_text(static_cast<uint64_t>(track.samples)), count_text(track.bytes),
-              duration_text(track.seconds), count_text(static_cast<uint64_t>(track.bits_per_second)),
+              count_text(static_cast<uint64_t>(std::max(track.samples, 0))), count_text(track.bytes),
+              duration_text(track.seconds),
+              count_text(static_cast<uint64_t>(std::min(track.bits_per_second, most_shown))),
               track.largest_sample);
     if (track.largest_sample > sample_limit) {
         out.print("    note    a sample above {} bytes ends the stream where it stands\n",
@@ -156,7 +159,7 @@ void run(const Options& options) {
     const FileFacts facts = read_facts(host);
     Output out;
     if (options.json) {
-        out.print("{}\n", json_of(facts, host).dump(2));
+        out.print("{}\n", json_text(json_of(facts, host), 2));
     } else {
         show(out, facts, host);
     }

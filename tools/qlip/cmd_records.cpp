@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "json_text.h"
 #include "output.h"
 #include "record_fields.h"
 #include "stream_file.h"
@@ -75,20 +76,20 @@ class Report {
                                                {"offset", record.offset},
                                                {"size", record.size},
                                                {"fields", record.fields}};
-        out_.print("{}{}", separator_, object.dump());
+        out_.print("{}{}", separator_, json_text(object));
         separator_ = ",";
     }
 
     void lines(const ShownRecord& record) {
         out_.print("{:>8}  {}, {} bytes\n", record.offset, record.name, record.size);
         for (const auto& [name, value] : record.fields.items())
-            out_.print("{:14}{:<16} {}\n", "", name, value.dump());
+            out_.print("{:14}{:<16} {}\n", "", name, json_text(value));
     }
 
     void one_line(const ShownRecord& record) {
         out_.print("{:>8}  {}", record.offset, record.name);
         for (const auto& [name, value] : record.fields.items())
-            out_.print(" {}={}", name, value.dump());
+            out_.print(" {}={}", name, json_text(value));
         out_.write(std::string_view{"\n"});
     }
 

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "box_source.h"
 #include "commands.h"
+#include "json_text.h"
 #include "output.h"
 #include "tool_error.h"
 
@@ -81,7 +81,7 @@ void run(const Options& options) {
         Json list = Json::array();
         for (const Landing& landing : landings)
             list.push_back(json_of(landing));
-        out.print("{}\n", Json{{"file", options.file}, {"at_ms", options.at}, {"landings", list}}.dump(2));
+        out.print("{}\n", json_text({{"file", options.file}, {"at_ms", options.at}, {"landings", list}}, 2));
     } else {
         out.print("{:<10}{:>10}{:>10}{:>14}\n", "flag", "time/ms", "sample", "file offset");
         for (const Landing& landing : landings)

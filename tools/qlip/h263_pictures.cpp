@@ -1,6 +1,8 @@
 #include "h263_pictures.h"
 
+#include <fmt/format.h>
 #include <algorithm>
+
 #include <array>
 #include <cstring>
 #include <memory>
@@ -19,6 +21,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr double tick = 1001.0 / 30000.0;  // of the temporal reference (ITU-T H.263 5.1.2)
 constexpr int largest_sample = 64000;
+constexpr size_t largest_picture = 1 << 24;
 
 Bytes read_all(const std::string& path) {
     StreamFile file(path);
@@ -134,7 +137,14 @@ std::vector<H263Picture> read_track(const std::string& path) {
 }  // namespace
 
 std::vector<H263Picture> load_h263(const std::string& path) {
-    return is_3gp(path) ? read_track(path) : split_stream(path);
+    std::vector<H263Picture> pictures = is_3gp(path) ? read_track(path) : split_stream(path);
+    for (const H263Picture& picture : pictures) {
+        if (picture.data.size() <= largest_picture) continue;
+        throw ToolError(Exit::bad_input,
+                        fmt::format("{}: the picture at byte {} has {} bytes, more than any picture can",
+                                    path, picture.offset, picture.data.size()));
+    }
+    return pictures;
 }
 
 }  // namespace qlip_tool
