@@ -16,6 +16,7 @@ struct Search {
     const char* printed = "";
 };
 
+// clang-format off
 const Search kSearches[] = {
     {"picture", {1, 2, 3, 4, 5, 0, 0, 0x80, 9}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
     {"picture_with_low_bits", {1, 2, 3, 4, 5, 0, 0, 0x83}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
@@ -26,20 +27,10 @@ const Search kSearches[] = {
     {"from_behind_it_nothing", {1, 0, 0, 0x80}, {1, 1}, TBQ_BOUNDARY_NONE, {1, 1}},
     {"one_bit_off_the_grid", {0, 0, 0x44, 0xFF}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
     {"six_bits_end_with_the_data", {0, 0, 0x44}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
-    {"picture_off_the_grid_is_passed_over",
-     {0, 0, 0x40, 0xFF, 0, 0, 0x90},
-     {0, 0},
-     TBQ_BOUNDARY_SEGMENT,
-     {4, 0},
-     0,
-     "h263 parse error 22\n"},
-    {"off_the_grid_in_slices_is_passed_over",
-     {0, 0, 0x44, 0xFF, 0, 0, 0x90},
-     {0, 0},
-     TBQ_BOUNDARY_SEGMENT,
-     {4, 0},
-     1,
-     "h263 parse error 23\n"},
+    {"picture_off_the_grid_is_passed_over", {0, 0, 0x40, 0xFF, 0, 0, 0x90}, {0, 0}, TBQ_BOUNDARY_SEGMENT,
+     {4, 0}, 0, "h263 parse error 22\n"},
+    {"off_the_grid_in_slices_is_passed_over", {0, 0, 0x44, 0xFF, 0, 0, 0x90}, {0, 0}, TBQ_BOUNDARY_SEGMENT,
+     {4, 0}, 1, "h263 parse error 23\n"},
     {"zeros_on_both_sides_of_one_zero_byte", {0xF0, 0, 0x0F, 0x80}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 4}},
     {"the_same_cut_within_the_six_bits", {0xF0, 0, 0x0F}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
     {"fifteen_zeros_are_too_few", {0xF0, 0, 0x1F, 0x80}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
@@ -52,6 +43,7 @@ const Search kSearches[] = {
     {"from_the_last_bits", {0, 0, 0x80}, {2, 5}, TBQ_BOUNDARY_NONE, {2, 5}},
     {"from_far_beyond_the_end", {0, 0, 0x80}, {~0UL, 3}, TBQ_BOUNDARY_NONE, {~0UL, 3}},
 };
+// clang-format on
 
 class BoundarySearch : public testing::TestWithParam<Search> {};
 

@@ -3,7 +3,7 @@
 #include <span>
 #include <string>
 
-#include "h263/vlc_tables.h"
+#include "h263/vlc_codes.h"
 #include "tests/h263/walk_support.h"
 
 namespace qlip_test {
@@ -135,25 +135,6 @@ TEST_P(CodeWords, EveryWindowCutByTheEndOfTheDataReadsAsInASearchBitByBit) {
                       search(operation, words_, window, available))
                 << "window " << window << " of which " << available << " bits are there";
         }
-    }
-}
-
-TEST_P(CodeWords, TheSparseTableHoldsEveryWordOnce) {
-    const Operation& operation = GetParam();
-    const std::map<std::string, std::span<const tbq_xvlc_entry>> tables{{"mcbpc_p", tbq_xvlc_mcbpc_p},
-                                                                        {"mcbpc_i", tbq_xvlc_mcbpc_i},
-                                                                        {"cbpy", tbq_xvlc_cbpy},
-                                                                        {"mvd", tbq_xvlc_mvd},
-                                                                        {"tcoef", tbq_xvlc_tcoef}};
-    const auto table = tables.at(operation.name);
-    size_t used = 0;
-    for (const tbq_xvlc_entry& entry : table)
-        used += entry.length != 0 ? 1 : 0;
-    EXPECT_EQ(used, operation.codes.size());
-    for (const auto& [word, value] : words_) {
-        const tbq_xvlc_entry& entry = table[std::stoul(word, nullptr, 2) << (operation.width - word.size())];
-        EXPECT_EQ(entry.length, word.size()) << word;
-        EXPECT_EQ(entry.value, value) << word;
     }
 }
 

@@ -33,48 +33,30 @@ TEST_P(Config, ComesFromTheFirstUsablePicture) {
     EXPECT_EQ(config.timescale + config.profile + config.level, 76 + 78 + 79);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Pictures, Config,
-    testing::Values(
-        Scan{"intra_sub_qcif", {0, 0, 0x80, 0x06, 0x04, 0}, 0, 128, 96, 1, 0, 1, 0},
-        Scan{"inter_qcif", {0, 0, 0x83, 0xFE, 0x0A, 0}, 0, 176, 144, 255, 0, 2, 1},
-        Scan{"intra_cif_behind_other_bytes", {9, 0, 0, 0x81, 0x02, 0x0C, 0}, 1, 352, 288, 64, 0, 3, 0},
-        Scan{"too_short", {0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
-        Scan{"start_code_in_the_last_five_bytes", {9, 0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
-        Scan{"cif_4_leaves_its_marks", {0, 0, 0x80, 0x06, 0x12, 0}, -1, 75, 74, 1, 0, 4, 1},
-        Scan{"cif_16_is_passed_over_for_the_next",
-             {0, 0, 0x80, 0x06, 0x14, 0, 0, 0, 0x80, 0x0A, 0x08, 0},
-             6,
-             176,
-             144,
-             2,
-             0,
-             2,
-             0},
-        Scan{"plusptype_intra_cif", {0, 0, 0x83, 0xFC, 0x1C, 0xB0, 0, 0xFB}, 0, 352, 288, 255, 1, 3, 0},
-        Scan{"plusptype_inter_qcif", {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0, 0x04}, 0, 176, 144, 255, 1, 2, 1},
-        Scan{"plusptype_without_room_for_the_picture_type",
-             {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0},
-             0,
-             176,
-             144,
-             255,
-             1,
-             2,
-             82},
-        Scan{"plusptype_without_format_is_taken_for_qcif",
-             {0, 0, 0x83, 0xFC, 0x1C, 0x10},
-             0,
-             176,
-             144,
-             255,
-             1,
-             81,
-             1},
-        Scan{"plusptype_intra_without_format", {0, 0, 0x83, 0xFC, 0x1C, 0x6F}, 0, 176, 144, 255, 1, 81, 0},
-        Scan{"plusptype_custom_format", {0, 0, 0x80, 0, 0x1C, 0xE0, 0, 0x04}, -1, 75, 74, 0, 1, 6, 1},
-        Scan{"ufep_above_1_is_no_picture", {0, 0, 0x80, 0x06, 0x1D, 0xA0, 0, 0}, -1, 75, 74, 1, 80, 81, 82}),
-    [](const auto& test) { return test.param.name; });
+// clang-format off
+const Scan kScans[] = {
+    {"intra_sub_qcif", {0, 0, 0x80, 0x06, 0x04, 0}, 0, 128, 96, 1, 0, 1, 0},
+    {"inter_qcif", {0, 0, 0x83, 0xFE, 0x0A, 0}, 0, 176, 144, 255, 0, 2, 1},
+    {"intra_cif_behind_other_bytes", {9, 0, 0, 0x81, 0x02, 0x0C, 0}, 1, 352, 288, 64, 0, 3, 0},
+    {"too_short", {0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
+    {"start_code_in_the_last_five_bytes", {9, 0, 0, 0x80, 0x06, 0x04}, -1, 75, 74, 77, 80, 81, 82},
+    {"cif_4_leaves_its_marks", {0, 0, 0x80, 0x06, 0x12, 0}, -1, 75, 74, 1, 0, 4, 1},
+    {"cif_16_is_passed_over_for_the_next", {0, 0, 0x80, 0x06, 0x14, 0, 0, 0, 0x80, 0x0A, 0x08, 0}, 6, 176,
+     144, 2, 0, 2, 0},
+    {"plusptype_intra_cif", {0, 0, 0x83, 0xFC, 0x1C, 0xB0, 0, 0xFB}, 0, 352, 288, 255, 1, 3, 0},
+    {"plusptype_inter_qcif", {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0, 0x04}, 0, 176, 144, 255, 1, 2, 1},
+    {"plusptype_without_room_for_the_picture_type", {0, 0, 0x83, 0xFC, 0x1C, 0xA0, 0}, 0, 176, 144, 255, 1, 2,
+     82},
+    {"plusptype_without_format_is_taken_for_qcif", {0, 0, 0x83, 0xFC, 0x1C, 0x10}, 0, 176, 144, 255, 1, 81,
+     1},
+    {"plusptype_intra_without_format", {0, 0, 0x83, 0xFC, 0x1C, 0x6F}, 0, 176, 144, 255, 1, 81, 0},
+    {"plusptype_custom_format", {0, 0, 0x80, 0, 0x1C, 0xE0, 0, 0x04}, -1, 75, 74, 0, 1, 6, 1},
+    {"ufep_above_1_is_no_picture", {0, 0, 0x80, 0x06, 0x1D, 0xA0, 0, 0}, -1, 75, 74, 1, 80, 81, 82},
+};
+// clang-format on
+
+INSTANTIATE_TEST_SUITE_P(Pictures, Config, testing::ValuesIn(kScans),
+                         [](const auto& test) { return test.param.name; });
 
 TEST(FrameType, OfIntraInterAndNoPicture) {
     unsigned char intra[] = {0, 0, 0x80, 0x06, 0x08, 0};
@@ -152,50 +134,21 @@ TEST_P(ModeBHeader, IsPackedFieldByField) {
 }
 
 // F P SBIT EBIT, SRC QUANT, GOBN MBA R, I U S A, HMV1 VMV1 HMV2 VMV2.
-INSTANTIATE_TEST_SUITE_P(
-    Fields, ModeBHeader,
-    testing::Values(
-        Fragment{"no_vectors_read_as_minus_32",
-                 2,
-                 0,
-                 0,
-                 0,
-                 0,
-                 {0, 0, 0, 0},
-                 3,
-                 5,
-                 "1 0 011 011 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000"},
-        Fragment{"no_difference_reads_as_0",
-                 2,
-                 1,
-                 0,
-                 0,
-                 0,
-                 {32, 32, 32, 32},
-                 0,
-                 0,
-                 "1 0 000 000 010 00000 00000 000000000 00 1 000 0000000 0000000 0000000 0000000"},
-        Fragment{"every_field",
-                 7,
-                 1,
-                 31,
-                 17,
-                 0x155,
-                 {63, 33, 1, 31},
-                 7,
-                 1,
-                 "1 0 111 111 111 11111 10001 101010101 00 1 000 0011111 0000001 1100001 1111111"},
-        Fragment{"values_are_cut_to_their_fields",
-                 3,
-                 2,
-                 33,
-                 34,
-                 0x201,
-                 {32, 32, 32, 32},
-                 0,
-                 7,
-                 "1 0 000 001 011 00001 00010 000000001 00 0 000 0000000 0000000 0000000 0000000"}),
-    [](const auto& test) { return test.param.name; });
+// clang-format off
+const Fragment kFragments[] = {
+    {"no_vectors_read_as_minus_32", 2, 0, 0, 0, 0, {0, 0, 0, 0}, 3, 5,
+     "1 0 011 011 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000"},
+    {"no_difference_reads_as_0", 2, 1, 0, 0, 0, {32, 32, 32, 32}, 0, 0,
+     "1 0 000 000 010 00000 00000 000000000 00 1 000 0000000 0000000 0000000 0000000"},
+    {"every_field", 7, 1, 31, 17, 0x155, {63, 33, 1, 31}, 7, 1,
+     "1 0 111 111 111 11111 10001 101010101 00 1 000 0011111 0000001 1100001 1111111"},
+    {"values_are_cut_to_their_fields", 3, 2, 33, 34, 0x201, {32, 32, 32, 32}, 0, 7,
+     "1 0 000 001 011 00001 00010 000000001 00 0 000 0000000 0000000 0000000 0000000"},
+};
+// clang-format on
+
+INSTANTIATE_TEST_SUITE_P(Fields, ModeBHeader, testing::ValuesIn(kFragments),
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace qlip_test

@@ -26,66 +26,44 @@ struct Header {
 };
 
 // TR 00000101, then PTYPE or PLUSPTYPE and the fields behind it, spaced as the standard divides them.
+// clang-format off
 const Header kHeaders[] = {
     {"intra_qcif", "00000101 10 000 010 0 0000 01101 0 0", {.source_format = 2, .pquant = 13}, ""},
-    {"inter_cif_with_cpm_and_psbi",
-     "00000101 10 000 011 1 0000 11111 1 01 0",
-     {.coding_type = 1, .source_format = 3, .pquant = 31, .cpm = 1},
-     ""},
-    {"three_psupp_bytes",
-     "00000101 10 000 001 0 0000 00001 0 1 11111111 1 00000000 1 10101010 0",
-     {.source_format = 1, .pquant = 1},
-     ""},
-    {"unsupported_modes_are_told_and_walked",
-     "00000101 11 000 010 1 1111 00100 0 0",
-     {.coding_type = 1, .source_format = 2, .pquant = 4},
-     "1 2 3 4 5 "},
+    {"inter_cif_with_cpm_and_psbi", "00000101 10 000 011 1 0000 11111 1 01 0",
+     {.coding_type = 1, .source_format = 3, .pquant = 31, .cpm = 1}, ""},
+    {"three_psupp_bytes", "00000101 10 000 001 0 0000 00001 0 1 11111111 1 00000000 1 10101010 0",
+     {.source_format = 1, .pquant = 1}, ""},
+    {"unsupported_modes_are_told_and_walked", "00000101 11 000 010 1 1111 00100 0 0",
+     {.coding_type = 1, .source_format = 2, .pquant = 4}, "1 2 3 4 5 "},
     {"plusptype_slices_deblocking_quantization",
      "00000101 10 000 111 001 010 0 000 1 1 1 00 0 1 1000 001 000001 0 11 00110 0",
-     {.coding_type = 1,
-      .source_format = 2,
-      .pquant = 6,
-      .plusptype = 1,
-      .ufep = 1,
-      .aic = 1,
-      .df = 1,
-      .ss = 1,
-      .sss = 3,
-      .mq = 1},
+     {.coding_type = 1, .source_format = 2, .pquant = 6, .plusptype = 1, .ufep = 1, .aic = 1, .df = 1,
+      .ss = 1, .sss = 3, .mq = 1},
      ""},
     {"plusptype_with_every_unsupported_mode",
      "00000101 10 000 111 001 011 1 111 0 0 0 11 1 0 1001 111 000001 1 10 00110 0",
      {.coding_type = 7, .source_format = 3, .pquant = 6, .cpm = 1, .plusptype = 1, .ufep = 1, .pcf = 1},
      "2 3 4 6 7 8 9 10 "},
-    {"ufep_0_tells_no_format",
-     "00000101 10 000 111 000 001 000001 0 00111 0",
-     {.coding_type = 1, .source_format = 7, .pquant = 7, .plusptype = 1},
-     ""},
-    {"ufep_above_1",
-     "00000101 10 000 111 010 000 000001 0 00111 0",
-     {.source_format = 7, .pquant = 7, .plusptype = 1, .ufep = 2},
-     "11 "},
+    {"ufep_0_tells_no_format", "00000101 10 000 111 000 001 000001 0 00111 0",
+     {.coding_type = 1, .source_format = 7, .pquant = 7, .plusptype = 1}, ""},
+    {"ufep_above_1", "00000101 10 000 111 010 000 000001 0 00111 0",
+     {.source_format = 7, .pquant = 7, .plusptype = 1, .ufep = 2}, "11 "},
     // The format of 16CIF (5), not the custom one (6), is followed by CPFMT, here with an extended aspect
     // ratio.
     {"sixteen_cif_skips_the_custom_format_fields",
      "00000101 10 000 111 001 101 0 000 0 0 0 00 0 0 1000 000 000001 0 1111 0000000001000000010 "
-     "0000000100000001 "
-     "01000 0",
-     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1},
-     ""},
+      "0000000100000001 01000 0",
+     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1}, ""},
     {"sixteen_cif_without_extended_aspect_ratio",
      "00000101 10 000 111 001 101 0 000 0 0 0 00 0 0 1000 000 000001 0 0010 0000000001000000010 01000 0",
-     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1},
-     ""},
-    {"custom_format_does_not",
-     "00000101 10 000 111 001 110 0 000 0 0 0 00 0 0 1000 000 000001 0 00100 0",
-     {.source_format = 6, .pquant = 4, .plusptype = 1, .ufep = 1},
-     ""},
+     {.source_format = 5, .pquant = 8, .plusptype = 1, .ufep = 1}, ""},
+    {"custom_format_does_not", "00000101 10 000 111 001 110 0 000 0 0 0 00 0 0 1000 000 000001 0 00100 0",
+     {.source_format = 6, .pquant = 4, .plusptype = 1, .ufep = 1}, ""},
     {"custom_clock_fields_are_not_skipped",
      "00000101 10 000 111 001 010 1 000 0 0 0 00 0 0 1000 000 000001 0 10110 0",
-     {.source_format = 2, .pquant = 22, .plusptype = 1, .ufep = 1, .pcf = 1},
-     ""},
+     {.source_format = 2, .pquant = 22, .plusptype = 1, .ufep = 1, .pcf = 1}, ""},
 };
+// clang-format on
 
 // "h263 parse error N" lines as "N ".
 std::string numbers_of(std::string printed) {
@@ -202,6 +180,7 @@ constexpr const char* kFirstSliceText =
     "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = "
     "0x0\n";
 
+// clang-format off
 const Segment kSegments[] = {
     {"gob", {.cpm = 0}, "0000 0000 0000 0000 1 01001 10 11111", 29, kGobText},
     {"gob_with_gsbi", {.cpm = 1}, "0000 0000 0000 0000 1 01001 01 10 11111", 31, kGobText},
@@ -209,39 +188,22 @@ const Segment kSegments[] = {
     // One bits up to a zero, SEPB1, MBA, SQUANT, SEPB3.
     {"slice_sub_qcif", {.source_format = 1, .ss = 1}, "1110 1 000000 10101 1", 17, kSliceText},
     {"slice_with_ssbi", {.source_format = 2, .cpm = 1, .ss = 1}, "0 1 0000 0000000 10101 1", 19, kSliceText},
-    {"rectangular_slice_cif",
-     {.source_format = 3, .ss = 1, .sss = 2},
-     "0 1 000000000 10101 00000 1",
-     22,
+    {"rectangular_slice_cif", {.source_format = 3, .ss = 1, .sss = 2}, "0 1 000000000 10101 00000 1", 22,
      kSliceText},
-    {"slice_4cif_with_cpm_has_sepb2",
-     {.source_format = 4, .cpm = 1, .ss = 1},
-     "0 1 0000 00000000000 1 10101 1",
-     24,
+    {"slice_4cif_with_cpm_has_sepb2", {.source_format = 4, .cpm = 1, .ss = 1},
+     "0 1 0000 00000000000 1 10101 1", 24, kSliceText},
+    {"slice_16cif_has_sepb2", {.source_format = 5, .ss = 1, .sss = 1}, "0 1 0000000000000 1 10101 1", 22,
      kSliceText},
-    {"slice_16cif_has_sepb2",
-     {.source_format = 5, .ss = 1, .sss = 1},
-     "0 1 0000000000000 1 10101 1",
-     22,
-     kSliceText},
-    {"slice_of_no_format",
-     {.source_format = 7, .ss = 1, .sss = 2},
-     "0 0 00000000000000 0 10101 0000000 0",
+    {"slice_of_no_format", {.source_format = 7, .ss = 1, .sss = 2}, "0 0 00000000000000 0 10101 0000000 0",
      30,
      "h263 parse error 17\nh263 parse error 20\nh263 parse error 18\nh263 parse error 19\n"
-     "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = "
-     "0x15\n"},
-    {"first_slice",
-     {.first_segment = 1, .source_format = 5, .cpm = 1, .ss = 1},
-     "1 0000000000000 1",
-     15,
+      "\nSLICE Information:\n  Start byte         = 0x1000\n  Start bit          = 0\n  SQUANT             = 0x15\n"},
+    {"first_slice", {.first_segment = 1, .source_format = 5, .cpm = 1, .ss = 1}, "1 0000000000000 1", 15,
      kFirstSliceText},
-    {"first_rectangular_slice_has_sepb2",
-     {.first_segment = 1, .source_format = 1, .ss = 1, .sss = 2},
-     "1 000000 1 0000 1",
-     13,
-     kFirstSliceText},
+    {"first_rectangular_slice_has_sepb2", {.first_segment = 1, .source_format = 1, .ss = 1, .sss = 2},
+     "1 000000 1 0000 1", 13, kFirstSliceText},
 };
+// clang-format on
 
 class SegmentHeader : public testing::TestWithParam<Segment> {};
 
