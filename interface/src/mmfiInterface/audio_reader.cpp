@@ -218,9 +218,9 @@ int deliver_payload(mm_Interface& session, unsigned char* buffer) {
     return QLIP_SUCCESS;
 }
 
-int read_audio(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
-               bool indexed) {
-    qlip::begin_read(session, indexed);
+// Out of line, so that the two stages that make up a stream stay short.
+[[gnu::noinline]] int deliver_header_record(const AudioCodec& codec, mm_Interface& session,
+                                            unsigned char* buffer) {
     switch (session.stage) {
         case kFileHeader:
             return deliver_file_header(codec, session, buffer);
@@ -230,24 +230,32 @@ int read_audio(const AudioCodec& codec, mm_Interface& session, unsigned char* bu
             return deliver_index_header(codec, session, buffer);
         case kFileInfo:
             return deliver_file_info(codec, session, buffer);
-        case kFrameHeader:
-            return deliver_frame_header(codec, session, buffer, size);
-        case kFramePayload:
-            return deliver_payload(session, buffer);
         default:
             return QLIP_SUCCESS;
     }
 }
 
-}  // namespace
-
-// Flattened, so that the row's values become constants.
-[[gnu::flatten]] int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size,
-                                     bool indexed) {
-    return read_audio(kNarrowband, *session, buffer, size, indexed);
+// One instance per row, which makes the row's values constants.
+template <const AudioCodec& kCodec>
+[[gnu::noinline, gnu::flatten]] int deliver_next_frame(mm_Interface& session, unsigned char* buffer,
+                                                       unsigned int* size) {
+    return deliver_frame_header(kCodec, session, buffer, size);
 }
 
-[[gnu::flatten]] int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size,
-                                     bool indexed) {
-    return read_audio(kWideband, *session, buffer, size, indexed);
+template <const AudioCodec& kCodec>
+int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    qlip::begin_read(session, indexed);
+    if (session.stage == kFramePayload) return deliver_payload(session, buffer);
+    if (session.stage == kFrameHeader) return deliver_next_frame<kCodec>(session, buffer, size);
+    return deliver_header_record(kCodec, session, buffer);
+}
+
+}  // namespace
+
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio<kNarrowband>(*session, buffer, size, indexed);
+}
+
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio<kWideband>(*session, buffer, size, indexed);
 }
