@@ -12,7 +12,7 @@ import unittest
 from host import QUIET_ENVIRONMENT, TRACKS, Case, qlip, raw_frames, read_file, run, sample
 
 SPEED = "4"
-SILENCE = "1.2"  # seconds
+SILENCE = "2"  # seconds
 
 
 def free_port():

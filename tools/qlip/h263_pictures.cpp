@@ -105,11 +105,13 @@ struct CloseFile {
     void operator()(iso_file* file) const { isoFFclose(file); }
 };
 
+// The last one, as the library chooses.
 iso_track* h263_track(iso_file* file) {
-    iso_track* track = file != nullptr ? file->tracks : nullptr;
-    while (track != nullptr && track->codec != ISO_CODEC_S263)
-        track = track->next;
-    return track;
+    iso_track* found = nullptr;
+    for (iso_track* track = file != nullptr ? file->tracks : nullptr; track != nullptr; track = track->next) {
+        if (track->codec == ISO_CODEC_S263) found = track;
+    }
+    return found;
 }
 
 std::vector<H263Picture> read_track(const std::string& path) {

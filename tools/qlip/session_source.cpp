@@ -119,7 +119,7 @@ bool SessionSource::first_frame_is_missing(int status) const {
 
 std::span<const unsigned char> SessionSource::next() {
     while (true) {
-        std::fill(chunk_.begin(), chunk_.end(), static_cast<unsigned char>(0));
+        if (delivered_ <= 1) std::fill(chunk_.begin(), chunk_.end(), static_cast<unsigned char>(0));
         unsigned int size = 0;
         host_.forget_short_reads();
         const int status = qlip_ReadChunk(session_, chunk_.data(), &size, indexed_);
