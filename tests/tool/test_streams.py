@@ -8,7 +8,7 @@ import threading
 import time
 import unittest
 
-from host import QLIP, TRACKS, Case, parse_stream, qlip, qlip_json, raw_frames, read_file, sample
+from host import QLIP, TRACKS, Case, parse_stream, qlip, qlip_json, raw_frames, read_file, run, sample
 
 AMR_BYTES = {"amrnb": [13, 14, 16, 18, 20, 21, 27, 32, 6] + 7 * [1],
              "amrwb": [18, 24, 33, 37, 41, 47, 51, 59, 61, 6] + 6 * [1]}
@@ -273,6 +273,18 @@ class H263(Case):
                 self.assertEqual([[picture[key] for key in keep] for picture in from_file],
                                  [[picture[key] for key in keep] for picture in from_stream])
                 self.assertEqual(from_file[0]["type"], "I")
+
+    def test_macroblocks_behind_stuffed_group_headers_are_found(self):
+        coded, _ = run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=176x144:rate=10", "-t", "0.5",
+                       "-c:v", "h263", "-ps", "200", "-f", "h263", "-")
+        for picture in qlip_json("h263", "-", "-v", stdin=coded)["pictures"]:
+            data = coded[picture["offset"]:picture["offset"] + picture["size"]]
+            bits = "".join(f"{byte:08b}" for byte in data)
+            codes = [match.start() for match in re.finditer("(?=0{16}1)", bits)]
+            listed = picture["macroblock_list"]
+            self.assertEqual([block["bit"] for block in listed if block["opens_segment"]], codes)
+            self.assertEqual((picture["groups"], len(listed)), (len(codes), 99))
+            self.assertEqual((listed[-1]["bit"] < len(bits), listed[-1]["bit"] > len(bits) - 1000), (True, True))
 
     def test_a_picture_that_ends_early_is_named(self):
         stored = raw_frames(sample("h263"), "rv", "h263")

@@ -1,4 +1,5 @@
 // qlip h263: the pictures of an H.263 stream as the bitstream walker sees them.
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -66,27 +67,73 @@ uint64_t bit_of(const tbq_pos_t& at) {
     return 8 * uint64_t{at.byte} + at.bit;
 }
 
-// Two bytes of ones behind the picture let the walker look ahead from the last macroblocks.
-Walked walk(const H263Picture& picture) {
-    std::vector<unsigned char> data = picture.data;
-    data.insert(data.end(), {0xFF, 0xFF});
-    Walked walked = {};
+// Where the groups or slices behind the first begin, in bits; how to look for them depends on the picture
+// header.
+std::vector<uint64_t> segment_starts(tbq_state_t state, std::vector<unsigned char>& data) {
+    constexpr unsigned long start_code_bits = 17;
+    std::vector<uint64_t> starts;
     tbq_pos_t at = {};
-    unsigned int wanted = 1;
-    while (at.byte < picture.data.size() && walked.macroblocks.size() < wanted) {
-        const uint64_t bit = bit_of(at);
-        if (get_start_of_mb(&walked.state, data.data(), static_cast<int>(data.size()), &at, &at) != 0) break;
-        const bool opens = walked.state.gob.mb_count == 1;
-        walked.segments += opens ? 1 : 0;
-        const tbq_mb_info_t& mb = walked.state.mb;
-        walked.macroblocks.push_back({bit, mb.mb_number, opens, mb.cod == 0, mb.mb_type});
-        const unsigned int known = formats[walked.state.picture.source_format & 7U].macroblocks;
-        wanted = known != 0 ? known : static_cast<unsigned int>(walked.macroblocks.size()) + 1;
+    int error = 0;
+    tbq_pos_add(&at, &at, start_code_bits);
+    while (tbq_boundary_next(&state, data.data(), data.size(), &at, &at, &error) != TBQ_BOUNDARY_NONE) {
+        starts.push_back(bit_of(at));
+        tbq_pos_add(&at, &at, start_code_bits);
     }
-    const unsigned int known = formats[walked.state.picture.source_format & 7U].macroblocks;
-    walked.whole = known == 0 || walked.macroblocks.size() == known;
-    return walked;
+    return starts;
 }
+
+unsigned int macroblocks_of(const tbq_state_t& state) {
+    return formats[state.picture.source_format & 7U].macroblocks;
+}
+
+// Walks over the macroblocks of a picture.
+class PictureWalk {
+  public:
+    // Two bytes of ones behind the picture let the walker look ahead from the last macroblocks.
+    explicit PictureWalk(const H263Picture& picture) : data_(picture.data), end_(picture.data.size()) {
+        data_.insert(data_.end(), {0xFF, 0xFF});
+    }
+
+    Walked run() {
+        if (step()) starts_ = segment_starts(walked_.state, data_);
+        const unsigned int known = macroblocks_of(walked_.state);
+        while (at_.byte < end_ && (known == 0 || walked_.macroblocks.size() < known) && step())
+            continue;
+        walked_.segments = static_cast<unsigned int>(starts_.size()) + 1;
+        walked_.whole = known == 0 || walked_.macroblocks.size() == known;
+        return std::move(walked_);
+    }
+
+  private:
+    bool step() {
+        const bool opens = pass_stuffing() || walked_.macroblocks.empty();
+        const uint64_t bit = bit_of(at_);
+        tbq_state_t& state = walked_.state;
+        if (get_start_of_mb(&state, data_.data(), static_cast<int>(data_.size()), &at_, &at_) != 0)
+            return false;
+        walked_.macroblocks.push_back({bit, state.mb.mb_number, opens, state.mb.cod == 0, state.mb.mb_type});
+        return true;
+    }
+
+    // Up to 7 zero bits may stand in front of a group's start code, to bring it onto the byte grid (GSTUF,
+    // ITU-T H.263 5.2.1). The walker does not pass them. True at the start of a group or slice.
+    bool pass_stuffing() {
+        const auto next = std::lower_bound(starts_.begin(), starts_.end(), bit_of(at_));
+        if (next == starts_.end() || *next - bit_of(at_) > 7) return false;
+        tbq_pos_t behind = {};
+        int error = 0;
+        const unsigned long between = *next - bit_of(at_);
+        if (tbq_bits_get(data_.data(), data_.size(), &at_, &behind, between, &error) != 0) return false;
+        at_ = behind;
+        return true;
+    }
+
+    std::vector<unsigned char> data_;
+    size_t end_;
+    tbq_pos_t at_ = {};
+    std::vector<uint64_t> starts_;
+    Walked walked_ = {};
+};
 
 const char* type_of(const tbq_picture_info_t& picture) {
     if (picture.valid == 0) return "?";
@@ -141,7 +188,7 @@ bool list_pictures(const Options& options, Output& out) {
                   "q", "groups", "macroblocks");
     }
     for (const H263Picture& picture : pictures) {
-        const Walked walked = walk(picture);
+        const Walked walked = PictureWalk(picture).run();
         whole = whole && walked.whole;
         if (options.json) {
             out.print("{}\n{}", &picture == &pictures.front() ? "" : ",",
