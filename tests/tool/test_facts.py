@@ -98,6 +98,13 @@ class Boxes(Case):
         self.assertIn(b"!! says", shown)
         self.assertIn("only", said)
 
+    def test_a_file_that_the_model_gives_up_on_still_shows_its_tree(self):
+        whole = bytearray(read_file(sample("mpeg4")))
+        whole[whole.index(b"\x04", whole.index(b"esds") + 15) + 5] = 0x40  # object type: AAC
+        shown, said = qlip("boxes", self.write("odd.3gp", bytes(whole)), expect=1)
+        self.assertIn(b"esds", shown)
+        self.assertIn("no fields", said)
+
     def test_depth_cuts_the_tree(self):
         top = qlip_json("boxes", sample("h264"), "--depth", "1")["boxes"]
         self.assertEqual([box["boxes"] for box in top], [[] for _ in top])

@@ -24,6 +24,8 @@ struct BoxContents {
     std::string failure;                      // why reading stopped early, or empty
 };
 
-BoxContents read_box_fields(FileHost& host);
+// The box model ends the process on an MPEG-4 entry that holds something else than video. With `careful` it
+// is tried in a process of its own first, and such a file gives no fields but a failure.
+BoxContents read_box_fields(FileHost& host, bool careful);
 
 }  // namespace qlip_tool

@@ -1,4 +1,5 @@
 // qlip boxes: the boxes of a file with their fields.
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -40,6 +41,11 @@ const BoxNode* first_fault(const std::vector<BoxNode>& nodes) {
         if (const BoxNode* fault = first_fault(node.children)) return fault;
     }
     return nullptr;
+}
+
+bool holds(const std::vector<BoxNode>& nodes, std::string_view type) {
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [&](const BoxNode& node) { return node.type == type || holds(node.children, type); });
 }
 
 class Tree {
@@ -107,7 +113,7 @@ class Tree {
 void run(const Options& options) {
     FileHost host(options.file);
     const std::vector<BoxNode> boxes = walk_boxes(host);
-    const BoxContents contents = read_box_fields(host);
+    const BoxContents contents = read_box_fields(host, holds(boxes, "mp4v"));
     const Tree tree(contents, options.depth);
     Output out;
     if (options.json) {
