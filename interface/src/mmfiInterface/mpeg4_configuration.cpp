@@ -112,7 +112,7 @@ int insert_configuration(mm_Interface& session, int bytes, int vop) {
     unsigned char* packet = session.sample_buffer;
     unsigned char* scratch = session.carry_buffer;
     const auto added = static_cast<size_t>(std::max(track->dsi_size, 0));
-    const auto head = static_cast<size_t>(kRtpHeaderBytes + vop);
+    const auto head = size_t{kRtpHeaderBytes} + static_cast<size_t>(vop);
     const auto total = static_cast<size_t>(bytes);
     std::memcpy(scratch, packet, head);
     std::memcpy(scratch + head, track->dsi, added);
