@@ -77,8 +77,8 @@ struct iso_pending_buffer {
     iso_pending_buffer* next;
 };
 
-// An open file.
-struct iso_file {
+// An open file. The order of the fields is part of the interface.
+struct iso_file {  // NOLINT(clang-analyzer-optin.performance.Padding)
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io;
     unsigned char indexed_read;  // samples come through IndexRead instead of Seek and SeekNRead
     unsigned int magic;          // 0xc0de100
@@ -123,8 +123,8 @@ struct iso_file {
 inline constexpr unsigned int ISO_STATUS_WRITE_FAILED = 1u << 0;
 inline constexpr unsigned int ISO_STATUS_DIRECT = 1u << 28;
 
-// A track of an open file.
-struct iso_track {
+// A track of an open file. The order of the fields is part of the interface.
+struct iso_track {       // NOLINT(clang-analyzer-optin.performance.Padding)
     unsigned int magic;  // 0xc0de200
     char* location;      // data reference URL, null for self-contained
     char handler[5];
