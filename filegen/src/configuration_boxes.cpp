@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "common/log.h"
 #include "filegen/src/fields.h"
@@ -69,7 +70,6 @@ void require_visual(unsigned char object_type) {
 void read_specific_info(Vorn3gp::Stream& stream, tagESD_INFO& info) {
     info.dsi_size_byte = static_cast<unsigned char>(info.dsi_size);
     const auto bytes = qlip::read_bytes(stream, info.dsi_size);
-    std::free(info.dsi);
     info.dsi = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
     if (!info.dsi) throw std::bad_alloc();
     if (!bytes.empty()) std::memcpy(info.dsi, bytes.data(), bytes.size());
@@ -172,7 +172,9 @@ Stream& ESDBox::Dump(Stream& stream) const {
     return stream;
 }
 
+// The bytes of an earlier read go first: after a failure there are none, whatever their size says then.
 Stream& ESDBox::Read(Stream& stream, unsigned int limit) {
+    std::free(std::exchange(info.dsi, nullptr));
     FullBox::Read(stream, limit);
     qlip::FieldReader reader(stream);
     const auto descriptor_size = [&stream](unsigned int& wide) { ReadDescriptorSize(stream, wide); };

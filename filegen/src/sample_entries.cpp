@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "common/log.h"
 #include "filegen/src/fields.h"
@@ -91,16 +92,15 @@ void set_dimensions(Vorn3gp::VisualFields& visual, unsigned int width, unsigned 
 }
 
 // Reads the payload that follows from the size in the file. A box of less than its header asks for memory
-// that cannot be had.
+// that cannot be had. After a failure there is no payload, so that none is dumped with the wrong size.
 void read_payload(Vorn3gp::Stream& stream, unsigned int box_size, unsigned char*& payload,
                   int& payload_size) {
+    delete[] std::exchange(payload, nullptr);
     payload_size = static_cast<int>(box_size - kHeaderSize);
     if (payload_size < 0) throw std::bad_alloc();
     const auto bytes = qlip::read_bytes(stream, static_cast<unsigned int>(payload_size));
-    auto* const fresh = new unsigned char[bytes.size()];
-    std::copy(bytes.begin(), bytes.end(), fresh);
-    delete[] payload;
-    payload = fresh;
+    payload = new unsigned char[bytes.size()];
+    std::copy(bytes.begin(), bytes.end(), payload);
 }
 
 Vorn3gp::Stream& dump_payload(Vorn3gp::Stream& stream, unsigned char* payload, int payload_size) {

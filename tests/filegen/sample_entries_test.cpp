@@ -156,6 +156,25 @@ TEST(SampleDescriptions, AreOfTheClassOfTheirType) {
     EXPECT_EQ(dynamic_cast<NullSampleEntry&>(*found[6]).payload_size, 28);
 }
 
+TEST(SampleDescriptions, FailedSecondReadLeavesNothingToDump) {
+    NullSampleEntry null;
+    ESDBox esd;
+    BoxStream first(join({box("rtp ", Bytes(2, 1)), {0}}));
+    first.read_into(null);
+    BoxStream second(join({box("rtp ", Bytes(200, 1)), {0}}));
+    second.host.fault = {Slot::SeekNRead, 50};
+    EXPECT_THROW(second.read_into(null), SimpleException);
+    EXPECT_EQ(dumped(null), hex("00000010 72747020"));
+
+    BoxStream third(join({esds({1}), {0}}));
+    third.read_into(esd);
+    BoxStream fourth(join({esds(Bytes(100, 1)), {0}}));
+    fourth.host.fault = {Slot::SeekNRead, 50};
+    EXPECT_THROW(fourth.read_into(esd), SimpleException);
+    BoxStream out;
+    EXPECT_THROW(esd.Dump(out.stream), SimpleException);
+}
+
 TEST(SampleDescriptions, EntryThatTheFileEndsBeforeAsksForTooMuchMemory) {
     BoxStream in(full_box("stsd", ByteWriter().u32(2).raw(samr_entry())));
     StsdBox stsd;
