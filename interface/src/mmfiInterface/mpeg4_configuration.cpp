@@ -21,23 +21,45 @@ bool code_at(const unsigned char* data, unsigned char code) {
     return data[0] == 0 && data[1] == 0 && data[2] == 1 && data[3] == code && data[4] < kIntraBelow;
 }
 
-// One bit for each of 16 positions at which two zero bytes stand; reads 17 bytes.
-unsigned int zero_pairs(const unsigned char* data) {
+constexpr int kBlock = 16;
+constexpr int kStride = 4 * kBlock;
+
+// All ones at each of 16 positions at which two zero bytes stand; reads 17 bytes.
+__m128i zero_pairs(const unsigned char* data) {
     const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data));
     const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + 1));
-    const __m128i zero = _mm_cmpeq_epi8(_mm_or_si128(here, next), _mm_setzero_si128());
-    return static_cast<unsigned int>(_mm_movemask_epi8(zero));
+    return _mm_cmpeq_epi8(_mm_or_si128(here, next), _mm_setzero_si128());
+}
+
+// The same as one bit each.
+unsigned int zero_pair_bits(const unsigned char* data) {
+    return static_cast<unsigned int>(_mm_movemask_epi8(zero_pairs(data)));
+}
+
+bool stride_has_zero_pair(const unsigned char* data) {
+    const __m128i low = _mm_or_si128(zero_pairs(data), zero_pairs(data + kBlock));
+    const __m128i high = _mm_or_si128(zero_pairs(data + 2 * kBlock), zero_pairs(data + 3 * kBlock));
+    return _mm_movemask_epi8(_mm_or_si128(low, high)) != 0;
+}
+
+int find_in_block(const unsigned char* data, unsigned char code) {
+    for (unsigned int pairs = zero_pair_bits(data); pairs != 0; pairs &= pairs - 1) {
+        const int candidate = __builtin_ctz(pairs);
+        if (code_at(data + candidate, code)) return candidate;
+    }
+    return -1;
 }
 
 int find_code(const unsigned char* data, int length, unsigned char code) {
-    constexpr int kBlock = 16;
     const int end = length > kCodeBytes ? length - kCodeBytes : 0;
     int at = 0;
-    for (; end - at >= kBlock; at += kBlock) {
-        for (unsigned int pairs = zero_pairs(data + at); pairs != 0; pairs &= pairs - 1) {
-            const int candidate = at + __builtin_ctz(pairs);
-            if (code_at(data + candidate, code)) return candidate;
-        }
+    while (end - at >= kBlock) {
+        while (end - at >= kStride && !stride_has_zero_pair(data + at))
+            at += kStride;
+        if (end - at < kBlock) break;
+        const int found = find_in_block(data + at, code);
+        if (found >= 0) return at + found;
+        at += kBlock;
     }
     for (; at < end; ++at) {
         if (code_at(data + at, code)) return at;
