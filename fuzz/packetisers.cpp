@@ -12,6 +12,7 @@
 #include "qlip/native_stream.h"
 #include "qlip/pkq_native.h"
 #include "qlip/wld_native.h"
+#include "stream/h264_packets.h"
 
 namespace {
 
@@ -84,6 +85,7 @@ void run_today(Input& input) {
     const int flags = static_cast<int>(input.take(1) & 3);
     require(wld_native_init(&native, 1, 1400, mode, &track, flags) == 0);
     native.max_payload = static_cast<int>(input.take(2) % 1500);
+    if (track.codec == ISO_CODEC_AVC1) native.packetise = qlip::rfc3984_packet_within;  // the other has slack
     Bytes out(input.take(2));
     Bytes sample = input.rest();
     sample.shrink_to_fit();

@@ -5,6 +5,7 @@
 #include "h263/h264_isoff.h"
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
+#include "stream/h264_packets.h"
 #include "stream/record_family.h"
 
 namespace {
@@ -32,11 +33,16 @@ unsigned int nal_type(bytes nal) {
     return nal.empty() ? 0 : nal[0] & kTypeMask;
 }
 
-bool put_h264_record(record_sink& sink, wld_native& native, bytes head, bytes data) {
-    if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data)) return false;
+bool put_h264_record(record_sink& sink, wld_native& native, bytes head, bytes data,
+                     qlip::record_credit credit = {}) {
+    if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
     ++native.packet_count;
     return true;
 }
+
+// The two FU bytes are neither asked for nor charged, and two more are credited: kept, callers know the
+// slack.
+constexpr qlip::record_credit kFragmentCredit = {kFuHeaderSize, 2 * kFuHeaderSize};
 
 // The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
 bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
@@ -50,7 +56,7 @@ bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
         const bytes fragment = last ? left : left.first(static_cast<size_t>(room));
         native.rtp.marker = last ? 1 : 0;
         const std::array head{indicator, static_cast<unsigned char>(flags | nal_type(nal))};
-        if (!put_h264_record(sink, native, head, fragment)) return false;
+        if (!put_h264_record(sink, native, head, fragment, kFragmentCredit)) return false;
         left = left.subspan(fragment.size());
     }
     return true;
@@ -84,21 +90,19 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
 }
 
 // Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
-// False when one does not fit; those before it are written.
+// They are not charged to the output (kept); false when one passes the room all the same.
 bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = kUnlimited) {
     const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
     for (bytes left = stored; !left.empty() && limit > 0; --limit) {
         const auto set = qlip::next_nal(left, stored_prefix_size(native));
         if (!set) break;
-        if (!put_h264_record(sink, native, {}, *set)) return false;
+        const auto size = static_cast<ptrdiff_t>(qlip::wld_family::kHeaderSize + set->size());
+        if (!put_h264_record(sink, native, {}, *set, {size, size})) return false;
     }
     return true;
 }
 
-}  // namespace
-
-int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    record_sink sink(out, out_size);
+int packetise(record_sink sink, void* in, int in_size, double seconds, wld_native* native) {
     bool sets_done = false;
     qlip::stamp<qlip::wld_family>(*native, native->clock_rate * seconds);
     for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
@@ -114,6 +118,17 @@ int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double se
         if (!put_nal(sink, *native, *nal, left.empty())) return WLD_FAILED;
     }
     return sink.written();
+}
+
+}  // namespace
+
+int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
+    return packetise(record_sink(out, out_size, qlip::kRoomOfTheCaller), in, in_size, seconds, native);
+}
+
+int qlip::rfc3984_packet_within(void* out, int out_size, void* in, int in_size, double seconds,
+                                wld_native* native) {
+    return packetise(record_sink(out, out_size), in, in_size, seconds, native);
 }
 
 int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {

@@ -2,18 +2,30 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 
 namespace qlip {
 
+// Bytes of a record that are not asked for, and that are not charged once it is written.
+struct record_credit {
+    ptrdiff_t asked = 0;
+    ptrdiff_t charged = 0;
+};
+
+inline constexpr ptrdiff_t kRoomOfTheCaller = std::numeric_limits<int>::max();
+
 class record_sink {
   public:
-    record_sink(void* out, ptrdiff_t size) : begin_(static_cast<unsigned char*>(out)), left_(size) {}
+    // `size` is what records are charged against; `room` is how much may be written, credit or not.
+    record_sink(void* out, ptrdiff_t size, ptrdiff_t room)
+        : begin_(static_cast<unsigned char*>(out)), left_(size), room_(room) {}
+    record_sink(void* out, ptrdiff_t size) : record_sink(out, size, size) {}
 
     // Room for a record of `size` bytes behind those taken before, or null when it does not fit.
-    unsigned char* take(ptrdiff_t size) {
-        if (size > left_) return nullptr;
+    unsigned char* take(ptrdiff_t size, record_credit credit = {}) {
+        if (size - credit.asked > left_ || size > room_ - written_) return nullptr;
         unsigned char* record = begin_ + written_;
-        left_ -= size;
+        left_ -= size - credit.charged;
         written_ += size;
         return record;
     }
@@ -23,6 +35,7 @@ class record_sink {
   private:
     unsigned char* begin_;
     ptrdiff_t left_;
+    ptrdiff_t room_;
     ptrdiff_t written_ = 0;
 };
 

@@ -94,7 +94,8 @@ QLIP_API int wld_video_packet(void* out, int out_size, void* in, int in_size, do
 
 // Turns an H.264 sample (ISO/IEC 14496-15) into single NAL unit packets and FU-A fragments (RFC 3984 5.6,
 // 5.8), with the parameter sets in front of an IDR picture that does not bring its own. The marker is set on
-// the last fragment of every fragmented NAL unit, not only at the end of the sample.
+// the last fragment of every fragmented NAL unit, not only at the end of the sample. Each fragment is charged
+// 4 bytes too few to `out_size`, and the parameter sets nothing: `out` holds that much more.
 QLIP_API int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds,
                                 wld_native* native);
 

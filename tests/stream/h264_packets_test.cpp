@@ -1,6 +1,7 @@
 // H.264 samples as single NAL unit packets and FU-A fragments, and parameter sets as packets.
 #include <numeric>
 
+#include "stream/h264_packets.h"
 #include "tests/stream/packets.h"
 
 namespace qlip_test {
@@ -44,8 +45,8 @@ struct H264 {
         native.dsi = sets.data();
         native.dsi_size = static_cast<unsigned int>(sets.size());
     }
-    Result packetise(const Bytes& sample, int out_size = 70000) {
-        return qlip_test::packetise(wld_rfc3984_packet, native, sample, 0.04, out_size);
+    Result packetise(const Bytes& sample, int out_size = 70000, int slack = 0) {
+        return qlip_test::packetise(wld_rfc3984_packet, native, sample, 0.04, out_size, slack);
     }
     Bytes sets;
     wld_native native;
@@ -132,18 +133,35 @@ TEST_P(PrefixSizes, AFrameThatBringsASetAndAFrameWithoutIdrGetNone) {
 
 // The fragment headers are not charged against the size that is asked about, and neither are parameter sets;
 // where the records would leave the buffer the packetiser fails instead.
-TEST(H264Packets, NothingIsWrittenBeyondTheOutSizeForWhatIsNotCharged) {
-    const Bytes unit = nal(0x61, 2000);  // 20 + 1400 and 20 + 603 bytes
-    for (int out_size = 2030; out_size < 2043; ++out_size) {
+// Fragments ask for 1398 + 20 and 601 + 20 bytes and are charged 1398 + 18 and 601 + 18, though 1420 and 623
+// are written.
+TEST(H264Packets, FragmentsAreChargedFourBytesLessThanTheyTakeKept) {
+    const Bytes unit = nal(0x61, 2000);
+    for (int out_size = 2030; out_size < 2037; ++out_size)
         EXPECT_EQ(H264().packetise(sample_of({unit}), out_size).result, -1) << out_size;
-    }
-    EXPECT_EQ(H264().packetise(sample_of({unit}), 2043).result, 2043);
+    for (int out_size = 2037; out_size <= 2043; ++out_size)
+        EXPECT_EQ(H264().packetise(sample_of({unit}), out_size, 2043 - out_size).result, 2043) << out_size;
+}
 
+TEST(H264Packets, ParameterSetsAreNotChargedKept) {
     const Bytes idr = nal(0x65, 30);  // sets take 25 and 23 bytes, the picture 50
-    for (int out_size = 0; out_size < 98; ++out_size) {
-        EXPECT_EQ(H264().packetise(sample_of({idr}), out_size).result, -1) << out_size;
+    EXPECT_EQ(H264().packetise(sample_of({idr}), 49, 48).result, -1);
+    EXPECT_EQ(H264().packetise(sample_of({idr}), 50, 48).result, 98);
+}
+
+TEST(H264Packets, TheBoundedFormNeverPassesTheOutSize) {
+    const Bytes fragmented = sample_of({nal(0x61, 2000)});
+    const Bytes with_sets = sample_of({nal(0x65, 30)});
+    for (const auto& [sample, whole] : {std::pair(fragmented, 2043), std::pair(with_sets, 98)}) {
+        for (int out_size = whole - 20; out_size <= whole; ++out_size) {
+            H264 h264;
+            Bytes in = sample;
+            Bytes out(static_cast<size_t>(out_size));  // a sanitizer watches its end
+            EXPECT_EQ(qlip::rfc3984_packet_within(out.data(), out_size, in.data(),
+                                                  static_cast<int>(in.size()), 0.0, &h264.native),
+                      out_size == whole ? whole : -1);
+        }
     }
-    EXPECT_EQ(H264().packetise(sample_of({idr}), 98).result, 98);
 }
 
 TEST(H264Packets, ALengthThatPointsOutsideEndsTheSample) {

@@ -47,6 +47,7 @@ struct Copy {
     iso_track* from;
     iso_track* to = nullptr;
     double seconds = 0.0;
+    unsigned int usual_delta = 0;  // of the first sample
     bool done = false;
 };
 
@@ -142,14 +143,28 @@ void copy_sync_samples(const iso_track* from, iso_track* to) {
     }
 }
 
+// What the track's header takes beyond what the writer counts by itself, so that a size limit holds.
+unsigned int header_cost(const iso_track* track) {
+    constexpr size_t sample_entry = 160;
+    constexpr size_t box = 16;
+    size_t cost = sample_entry + static_cast<size_t>(track->dsi_size);
+    cost += box + 4 * static_cast<size_t>(track->sync_count);
+    cost += box + 12 * static_cast<size_t>(track->edit_count);
+    cost += box + 8 * static_cast<size_t>(track->sbgp_count);
+    for (const iso_group_entry* entry = track->sgpd; entry != nullptr; entry = entry->next)
+        cost += 2 + 20 * static_cast<size_t>(entry->record_count);
+    for (const char* text : {track->sdp, track->tsel_attributes, track->scheme_url})
+        cost += box + (text != nullptr ? std::strlen(text) : 0);
+    return static_cast<unsigned int>(cost) + static_cast<unsigned int>(track->xml_size + track->schi_size);
+}
+
 void describe(MovieFile& movie, Copy& copy) {
     copy.to = movie.add_track();
     share_presentation(copy.from, copy.to);
     share_configuration(copy.from, copy.to);
     share_groups(copy.from, copy.to);
     copy_sync_samples(copy.from, copy.to);
-    movie.file()->header_bytes +=
-        static_cast<unsigned int>(copy.from->dsi_size) + 8 * static_cast<unsigned int>(copy.from->sync_count);
+    movie.file()->header_bytes += header_cost(copy.from);
 }
 
 // Track ids are given anew, so hint tracks have to follow.
@@ -178,6 +193,7 @@ uint64_t copy_sample(MovieFile& movie, Copy& copy, std::vector<unsigned char>& b
     copy.done = size < 0;
     if (copy.done) return 0;
     copy.seconds += duration;
+    if (copy.usual_delta == 0) copy.usual_delta = static_cast<unsigned int>(units(from, duration));
     movie.write(copy.to, std::span(buffer.data(), static_cast<size_t>(size)), units(from, duration),
                 units(from, offset));
     return static_cast<uint64_t>(size);
@@ -210,6 +226,10 @@ void run(const Options& options) {
         progress.advance_to(done);
     }
     if (host.read_error() != 0) throw io_error("cannot read " + options.in, host.read_error());
+    // The writer works out an AMR track's frames per sample from it; a last sample may be shorter than the
+    // others.
+    for (const Copy& copy : copies)
+        copy.to->default_delta = copy.usual_delta;
     movie.finish();
 }
 

@@ -87,9 +87,10 @@ int w_stsz(int pass, iso_track* track, unsigned char* dst) {
     const int counted = one_size ? 20 : table_size(20, 4, track->sample_count);
     if (pass == 0) return counted;
     PutBox box(pass, dst, "stsz");
-    box.u32s({0, track->sample_size, static_cast<unsigned int>(track->sample_count)});
     const iso_data* frame = one_size ? nullptr : track->data_head;
-    if (!one_size && !frame) box.u32(0);
+    const bool row_of_zeros = !one_size && !frame;
+    box.u32s({0, track->sample_size, row_of_zeros ? 1 : static_cast<unsigned int>(track->sample_count)});
+    if (row_of_zeros) box.u32(0);
     for (; frame; frame = frame->next)
         box.u32(static_cast<unsigned int>(frame->size));
     const int written = box.finish();
@@ -110,8 +111,9 @@ int w_stco(int pass, iso_track* track, unsigned char* dst) {
     const int counted = table_size(16, 4, track->sample_count);
     if (pass == 0) return counted;
     PutBox box(pass, dst, "stco");
-    box.u32s({0, static_cast<unsigned int>(track->sample_count)});
-    if (!track->data_head) box.u32(0);
+    const bool row_of_zeros = !track->data_head;
+    box.u32s({0, row_of_zeros ? 1 : static_cast<unsigned int>(track->sample_count)});
+    if (row_of_zeros) box.u32(0);
     for (const iso_data* frame = track->data_head; frame; frame = frame->next)
         box.u32(frame->offset);
     const int written = box.finish();

@@ -4,6 +4,7 @@
 #include "interface/src/mmfiInterface/h264_parameter_sets.h"
 #include "interface/src/mmfiInterface/mpeg4_configuration.h"
 #include "interface/src/mmfiInterface/video_reader.h"
+#include "stream/h264_packets.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ unsigned int put_config(unsigned char* to, iso_track* track) {
 constexpr qlip::VideoCodec kH263 = {
     .payload_type = WLD_TYPE_H263,
     .rfc_mode = WLD_RFC_2429,
+    .packetise = nullptr,
     .put_prop = wld_put_hdr_vid_prop263,
     .put_codec = wld_put_hdr_vid_codec263,
     .put_config = put_config<VID_Header_H263CodecConfig, wld_put_hdr_vid_codecCfg263>,
@@ -33,6 +35,7 @@ constexpr qlip::VideoCodec kH263 = {
 constexpr qlip::VideoCodec kMpeg4 = {
     .payload_type = WLD_TYPE_MPEG4,
     .rfc_mode = WLD_RFC_NONE,
+    .packetise = nullptr,
     .put_prop = wld_put_hdr_vid_prop,
     .put_codec = wld_put_hdr_vid_codec,
     .put_config = put_config<VID_Header_MPEG4CodecConfig, wld_put_hdr_vid_codecCfg>,
@@ -48,6 +51,7 @@ constexpr qlip::VideoCodec kMpeg4 = {
 constexpr qlip::VideoCodec kH264 = {
     .payload_type = WLD_TYPE_H264,
     .rfc_mode = WLD_RFC_NONE,
+    .packetise = qlip::rfc3984_packet_within,
     .put_prop = wld_put_hdr_vid_prop264,
     .put_codec = wld_put_hdr_vid_codec264,
     .put_config = put_config<VID_Header_H264CodecConfig, wld_put_hdr_vid_codecCfg264>,

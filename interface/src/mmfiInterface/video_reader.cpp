@@ -70,12 +70,10 @@ void append_codec_records(VideoCall& call) {
 
 // The packets of a frame are complete: its record goes out and is kept for calls that find no data.
 void put_frame_record(VideoCall& call, unsigned int packets) {
-    wld_frame_record record;
-    record.frame_size =
-        call.session.carry_size + static_cast<unsigned int>(sizeof record + sizeof(wld_frame_prefix));
-    record.packet_count = packets;
-    record.frame_pad = GetPadding(record.frame_size);
-    record.frame_size += record.frame_pad;
+    const unsigned int filled = call.session.carry_size + static_cast<unsigned int>(sizeof(wld_frame_record) +
+                                                                                    sizeof(wld_frame_prefix));
+    const unsigned int pad = GetPadding(filled);
+    const wld_frame_record record = {filled + pad, packets, pad};
     append(call, record);
     std::memcpy(call.session.frame_record, &record, sizeof record);
 }
@@ -192,6 +190,7 @@ int deliver_header_and_frame(VideoCall& call) {
     if (call.hint == nullptr) {
         wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
                         call.session.track, 0);
+        if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
     }
     return deliver_frame(call, true);
 }

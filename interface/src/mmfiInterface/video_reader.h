@@ -29,6 +29,8 @@ struct FirstFrameEnding {
 struct VideoCodec {
     int payload_type;
     int rfc_mode;
+    decltype(wld_native::packetise)
+        packetise;  // in place of the public one, which counts on slack; null: that
     void (*put_prop)(PROP_Header_Info*, int);
     void (*put_codec)(VID_Header_CodecInfo*, int, int, iso_track*);
     unsigned int (*put_config)(unsigned char* to, iso_track*);  // returns the record's bytes

@@ -1,0 +1,113 @@
+"""make and copy, with ffmpeg and ffprobe as the readers that did not write the files."""
+import os
+import struct
+import subprocess
+import unittest
+
+from host import Case, qlip, raw_frames, read_file, run, sample
+
+COPIED = ["amrnb", "amrwb", "h263", "h263_cif_faststart", "mpeg4", "h264", "h264_hinted", "av_h263_amrnb_hinted",
+          "mpeg4_with_aac"]
+
+
+def probe(path, kind):
+    """(codec, samples, seconds) of the tracks of a kind, v or a."""
+    out = run("ffprobe", "-v", "error", "-select_streams", kind, "-show_entries",
+              "stream=codec_name,nb_frames,duration", "-of", "csv=p=0", path)[0].decode()
+    rows = [line.split(",") for line in out.split()]
+    return [(codec, int(frames), float(seconds)) for codec, seconds, frames in rows]
+
+
+def packet_sizes(path, kind):
+    return run("ffprobe", "-v", "error", "-select_streams", kind, "-show_entries", "packet=size", "-of", "csv=p=0",
+               path)[0].split()
+
+
+def decoded(path, kind):
+    """Hashes of the decoded frames of a kind."""
+    done = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-map", f"0:{kind}?", "-f", "framemd5", "-"],
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+    return [line.split(b",")[-1] for line in done.stdout.splitlines() if not line.startswith(b"#")]
+
+
+def boxes(data):
+    """Top-level boxes as (type, size)."""
+    at, found = 0, []
+    while at < len(data):
+        size, kind = struct.unpack_from(">I4s", data, at)
+        found.append((kind, size))
+        at += size
+    return found
+
+
+class Writing(Case):
+    def raw(self, name, mode, form):
+        return self.write(f"{name}.{form}", raw_frames(sample(name), mode, form))
+
+    def test_a_copy_decodes_to_the_same_frames(self):
+        for name in COPIED:
+            for options in ([], ["--direct", "--interleave", "0.1"]):
+                with self.subTest(name=name, options=options):
+                    out = self.path("copy.3gp")
+                    qlip("copy", sample(name), out, *options)
+                    for kind in "va":
+                        self.assertEqual(decoded(out, kind), decoded(sample(name), kind))
+                        self.assertEqual(packet_sizes(out, kind), packet_sizes(sample(name), kind))
+                        for mine, its in zip(probe(out, kind), probe(sample(name), kind)):
+                            self.assertEqual(mine[:2], its[:2])
+                            self.assertAlmostEqual(mine[2], its[2], delta=0.1)
+                    self.assertEqual(boxes(read_file(out))[-1][0], b"moov" if "--direct" in options else b"mdat")
+
+    def test_a_copy_streams_to_the_same_chunks(self):
+        for name, mode in (("amrnb", "ra"), ("amrwb", "ra"), ("h263", "rv"), ("mpeg4", "rv"), ("h264", "rv"),
+                           ("h264_hinted", "rv"), ("mpeg4_hinted", "rv"), ("h263_hinted_pt34", "rv")):
+            with self.subTest(name=name):
+                out = self.path("copy.3gp")
+                qlip("copy", sample(name), out)
+                # The header tells durations and bit rates, which the copy has from its tables.
+                mine = qlip("stream", out, "--mode", mode)[0]
+                its = qlip("stream", sample(name), "--mode", mode)[0]
+                header = struct.unpack_from("<I", its, 8)[0]
+                self.assertEqual(mine[header:], its[header:])
+
+    def test_made_files_hold_the_frames_given(self):
+        amr, pictures = self.raw("amrnb", "ra", "amr"), self.raw("h263", "rv", "h263")
+        awb = self.raw("amrwb", "ra", "amr")
+        out = self.path("made.3gp")
+        for options in ([], ["--direct"]):
+            qlip("make", out, "--amr", amr, "--h263", pictures, "--fps", "15", *options)
+            self.assertEqual(probe(out, "v"), [("h263", 45, 3.0)])
+            self.assertEqual(probe(out, "a"), [("amr_nb", 151, 3.02)])
+            self.assertEqual(decoded(out, "v"), decoded(sample("h263"), "v"))
+            self.assertEqual(raw_frames(out, "ra", "amr"), read_file(amr))
+            qlip("make", out, "--awb", awb, "--brand", "3gp6 isom", *options)
+            self.assertEqual(raw_frames(out, "ra", "amr"), read_file(awb))
+            self.assertIn(b"3gp6\0\0\1\0003gp6isom", read_file(out))
+
+    def test_a_size_limit_cuts_all_tracks_at_about_one_time(self):
+        out = self.path("short.3gp")
+        notes = qlip("copy", sample("av_h263_amrnb_hinted"), out, "--max-size", "40000",
+                     "--interleave", "0.1")[1]
+        self.assertIn("the rest does not fit into --max-size", notes)
+        self.assertLessEqual(os.path.getsize(out), 40000)
+        self.assertAlmostEqual(probe(out, "v")[0][2], probe(out, "a")[0][2], delta=0.3)
+
+    def test_refusals_say_what_to_do(self):
+        damaged = self.write("damaged.amr", b"#!AMR\n\x3c123")
+        for code, arguments in ((2, ["make", self.path("x.3gp")]), (1, ["make", self.path("x.3gp"), "--amr", damaged]),
+                                (1, ["make", self.path("x.3gp"), "--awb", self.raw("amrnb", "ra", "amr")]),
+                                (2, ["copy", sample("amrnb"), self.path("x.3gp"), "--brand", "3gp"]),
+                                (1, ["copy", sample("amrnb"), self.path("x.3gp"), "--tracks", "9"])):
+            with self.subTest(arguments=arguments):
+                self.assertTrue(qlip(*arguments, expect=code)[1].startswith("qlip: "))
+
+    def test_an_input_is_never_the_output(self):
+        out = self.path("same.3gp")
+        qlip("copy", sample("amrnb"), out)
+        before = read_file(out)
+        qlip("copy", out, out, expect=2)
+        self.assertEqual(read_file(out), before)
+
+
+if __name__ == "__main__":
+    unittest.main()
