@@ -80,14 +80,19 @@ void check_samples(iso_track* track, const std::vector<Bytes>& frames) {
     }
 }
 
-// An empty track ends what the engine reads of the file, so only the tracks in front of it are there.
+// An empty track's row of zeros is no sample, and ends what the engine reads: only tracks in front of it are
+// there.
+bool is_empty(const iso_track* track) {
+    return track->stts_count == 1 && track->stts[0][0] == 0;
+}
+
 void check_with_engine(qlip_test::MemoryHost& host, const std::vector<std::vector<Bytes>>& frames) {
     auto* io = host.record();
     char mode[] = "r";
     iso_file* file = isoFFopen(io, mode, nullptr);
     for (iso_track* track = file->tracks; track; track = track->next) {
         require(track->track_id <= frames.size());
-        if (track->track_id > 0) check_samples(track, frames[track->track_id - 1]);
+        if (track->track_id > 0 && !is_empty(track)) check_samples(track, frames[track->track_id - 1]);
     }
     isoFFclose(file);
 }

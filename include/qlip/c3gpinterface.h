@@ -120,11 +120,11 @@ class QLIP_API C3gpInterface {
     unsigned int GetMediaSample(unsigned int uSample, const unsigned char** ppData);
 
     // The current hint sample's first byte and one past its last; both null while there is none.
-    const unsigned char* HintSample() const;
-    const unsigned char* HintSampleEnd() const;
+    QLIP_LOCAL const unsigned char* HintSample() const;
+    QLIP_LOCAL const unsigned char* HintSampleEnd() const;
 
     // Bytes of a media sample by the tables; 0 for a number that the file does not have.
-    unsigned int MediaSampleSize(unsigned int uSample) const;
+    QLIP_LOCAL unsigned int MediaSampleSize(unsigned int uSample) const;
 
   protected:
     // Boxes of one track, borrowed from the tree.
@@ -280,36 +280,37 @@ class QLIP_API C3gpInterface {
     unsigned int m_uMaxVideoFrameBytes;
 
   private:
-    void TakeModeSwitch(int iSwitch);
-    void SortTrack(Vorn3gp::TrakBox* pTrak);
-    void SortHintTrack(Vorn3gp::TrakBox* pTrak);
-    void ForgetTracks();
-    [[noreturn]] void FailWithoutTrack(const char* pszKind);
-    void ParseAudioCoder();
-    Vorn3gp::Box* FindVideoEntry();
-    void ParseVideoDelay();
-    void ParseAudioDelay();
-    void RequireBuffers() const;
-    void RequireCurrentSample() const;
-    [[noreturn]] void FailAtTableEnd(const char* pszTable) const;
-    unsigned int ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
-    void AdvanceSampleSize();
-    void AdvanceChunk();
-    void AdvanceTime();
-    unsigned int Deliver(unsigned char* pBuffer, unsigned int uToWrite, bool bIndexedRead);
-    void WaitForHintSample();
-    bool BuildFrame(double dSeconds);
-    PropFile* Producer() const;
-    unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
-    void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);
+    QLIP_LOCAL void TakeModeSwitch(int iSwitch);
+    QLIP_LOCAL void SortTrack(Vorn3gp::TrakBox* pTrak);
+    QLIP_LOCAL void SortHintTrack(Vorn3gp::TrakBox* pTrak);
+    QLIP_LOCAL void ForgetTracks();
+    [[noreturn]] QLIP_LOCAL void FailWithoutTrack(const char* pszKind);
+    QLIP_LOCAL void ParseAudioCoder();
+    QLIP_LOCAL Vorn3gp::Box* FindVideoEntry();
+    QLIP_LOCAL void ParseVideoDelay();
+    QLIP_LOCAL void ParseAudioDelay();
+    QLIP_LOCAL void RequireBuffers() const;
+    QLIP_LOCAL void RequireCurrentSample() const;
+    [[noreturn]] QLIP_LOCAL void FailAtTableEnd(const char* pszTable) const;
+    QLIP_LOCAL unsigned int ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
+    QLIP_LOCAL void AdvanceSampleSize();
+    QLIP_LOCAL void AdvanceChunk();
+    QLIP_LOCAL void AdvanceTime();
+    QLIP_LOCAL unsigned int Deliver(unsigned char* pBuffer, unsigned int uToWrite, bool bIndexedRead);
+    QLIP_LOCAL void WaitForHintSample();
+    QLIP_LOCAL bool BuildFrame(double dSeconds);
+    QLIP_LOCAL PropFile* Producer() const;
+    QLIP_LOCAL unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
+    QLIP_LOCAL void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);
     void RequireOffset(unsigned int uOffset, const char* pszTrack);
-    unsigned int CurrentMs();
-    [[noreturn]] void FailWithTimestamp();
-    unsigned int FindSyncSample(unsigned int uSample, unsigned int uFlags) const;
-    unsigned int NoteSeekTime(std::size_t uRow, unsigned int uIndex, unsigned int uTicks);
-    bool FindHintChunk(unsigned int uSample, unsigned int* puFirstInChunk);
-    unsigned int EnterHintChunk(unsigned int uSample, unsigned int uFirstInRun,
-                                const tagSTSC_SAMPLE_ENTRY& Entry);
-    unsigned int BytesBefore(unsigned int uSample, unsigned int uFirstInChunk, unsigned int* puSize);
-    unsigned int SizeOfHintSample(unsigned int uSample);
+    QLIP_LOCAL unsigned int CurrentMs();
+    [[noreturn]] QLIP_LOCAL void FailWithTimestamp();
+    QLIP_LOCAL unsigned int FindSyncSample(unsigned int uSample, unsigned int uFlags) const;
+    QLIP_LOCAL unsigned int NoteSeekTime(std::size_t uRow, unsigned int uIndex, unsigned int uTicks);
+    QLIP_LOCAL bool FindHintChunk(unsigned int uSample, unsigned int* puFirstInChunk);
+    QLIP_LOCAL unsigned int EnterHintChunk(unsigned int uSample, unsigned int uFirstInRun,
+                                           const tagSTSC_SAMPLE_ENTRY& Entry);
+    QLIP_LOCAL unsigned int BytesBefore(unsigned int uSample, unsigned int uFirstInChunk,
+                                        unsigned int* puSize);
+    QLIP_LOCAL unsigned int SizeOfHintSample(unsigned int uSample);
 };

@@ -4,4 +4,7 @@
 
 #define QLIP_API __attribute__((visibility("default")))
 
+/* Keeps a member of an exported class inside the library. */
+#define QLIP_LOCAL __attribute__((visibility("hidden")))
+
 #endif

@@ -163,7 +163,9 @@ std::vector<Bytes> read_back(const Bytes& bytes, int index) {
     iso_track* track = isoFFselect(file, nullptr, index);
     std::vector<Bytes> samples;
     Bytes buffer(64000);
-    while (track && track->sample < track->sample_count) {
+    // An empty track's tables hold one row of zeros, which is no sample.
+    const bool empty = track && track->stts_count == 1 && track->stts[0][0] == 0;
+    while (track && !empty && track->sample < track->sample_count) {
         const unsigned int* sizes = track->sample_sizes;
         const int size = static_cast<int>(sizes ? sizes[track->sample] : track->sample_size);
         const int got = isoFFread(track, buffer.data(), 64000, nullptr, nullptr);
