@@ -129,10 +129,11 @@ class Lister {
     void sample_entry(const std::string& path, const Box& entry) {
         place(path, entry);
         if (const auto* h263 = dynamic_cast<const H263SampleEntry*>(&entry)) {
-            tagH263_DEC_SPEC spec = {};
-            h263->GetH263Specific()->GetH263Specific(&spec);
+            tagH263_DEC_SPEC settings = {};
+            h263->GetH263Specific()->GetH263Specific(&settings);
             show(path + " dimensions", h263->GetWidth(), h263->GetHeight());
-            show(path + " d263", int{spec.decoder_version}, int{spec.h263_level}, int{spec.h263_profile});
+            show(path + " d263", int{settings.decoder_version}, int{settings.h263_level},
+                 int{settings.h263_profile});
         } else if (const auto* mpeg4 = dynamic_cast<const MP4VisualSampleEntry*>(&entry)) {
             const tagESD_INFO& info = *mpeg4->GetESDBox()->GetESDInfo();
             std::string dsi;

@@ -22,7 +22,7 @@ struct Window {
 
 // Handlers get no more than the file and a size, and the file's record is public and fixed; so the window is
 // told here. moov is parsed from memory without a callback, so windows never nest.
-constinit thread_local Window window{};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Window window{};
 
 bool has_window(const iso_file* file) {
     return window.file == file && file->in_buffer;
