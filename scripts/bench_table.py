@@ -3,6 +3,9 @@
 import json
 import sys
 
+COUNTERS = ("small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte", "memory_per_frame",
+            "header_per_frame")
+
 medians = {}
 for path in sys.argv[1:]:
     with open(path, encoding="utf-8") as file:
@@ -25,6 +28,6 @@ for name, row in sorted(medians.items()):
     floor = medians.get("floor/" + rest.partition("/")[0])
     ratio = f"{cost(row) / cost(floor):8.2f}" if kind == "library" and floor else " " * 8
     print(f"{name:44} {cost(row):12.1f} {ratio}")
-    known = {"items_per_second", "bytes_per_second"}
-    for counter in sorted(set(row) & {"small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte"} - known):
-        print(f"  {counter:42} {row[counter]:12.2f}")
+    for counter in COUNTERS:
+        if counter in row:
+            print(f"  {counter:42} {row[counter]:12.2f}")
