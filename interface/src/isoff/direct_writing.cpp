@@ -3,8 +3,9 @@
 #include <cstdint>
 
 #include "interface/src/isoff/box_writer.h"
-#include "interface/src/isoff/file_layout.h"
+#include "interface/src/isoff/frame_accounting.h"
 #include "interface/src/isoff/put_sequence.h"
+#include "interface/src/isoff/writer_output.h"
 
 namespace {
 

@@ -6,7 +6,8 @@
 
 #include "common/diagnostics.h"
 #include "interface/src/isoff/box_writer.h"
-#include "interface/src/isoff/direct_writing.h"
+#include "interface/src/isoff/frame_accounting.h"
+#include "interface/src/isoff/writer_output.h"
 
 namespace {
 
@@ -58,36 +59,6 @@ void count_frame(iso_track* track, iso_data* frame) {
     track->data_cursor = frame;
 }
 
-void fix_sync_list(iso_track* track) {
-    int kept = 0;
-    iso_sync_sample** link = &track->sync_list;
-    while (*link && static_cast<int64_t>((*link)->number) <= track->sample_count) {
-        ++kept;
-        link = &(*link)->next;
-    }
-    for (iso_sync_sample* dropped = *link; dropped; dropped = dropped->next)
-        isoFFfree(dropped);
-    *link = nullptr;
-    track->sync_count = kept;
-}
-
-void fix_groups(iso_track* track) {
-    int kept = 0;
-    int64_t samples = 0;
-    iso_group_run** link = &track->sbgp;
-    while (*link) {
-        samples += (*link)->sample_count;
-        if (samples > track->sample_count) break;
-        ++kept;
-        link = &(*link)->next;
-    }
-    // The run that passes the end goes as a whole, so that what stays ends short of the samples; kept so.
-    for (iso_group_run* dropped = *link; dropped; dropped = dropped->next)
-        isoFFfree(dropped);
-    *link = nullptr;
-    track->sbgp_count = kept;
-}
-
 bool over_the_limit(const iso_file* file) {
     uint64_t total = file->header_bytes;
     for (const iso_track* track = file->tracks; track; track = track->next)
@@ -95,45 +66,7 @@ bool over_the_limit(const iso_file* file) {
     return total > file->max_file_size;
 }
 
-int write_normal(iso_file* file) {
-    if (over_the_limit(file)) {
-        resize(file, file->interleave_period);
-        fixhdr(file);
-    }
-    qlip::settle_rates(file);
-    const int counted = w_header(0, file, nullptr, 0);
-    if (!qlip::move_to(file, counted, SEEK_SET)) return -1;
-    const int media = w_mdat(file, static_cast<unsigned int>(counted), file->interleave_period);
-    if (qlip::failed(file) || !qlip::move_to(file, 0, SEEK_SET)) return -1;
-    int size = 0;
-    unsigned char* header = qlip::make_header(file, counted, static_cast<unsigned int>(media), &size);
-    if (!header) return -1;
-    if (counted != size) {
-        myfprintf(stderr, "isoff error: pass 1 header size (%d) different from pass 2 (%d)\n", counted, size);
-    }
-    const bool written = qlip::put_out(file, header, size) && fflush(qlip::output(file)) == 0;
-    isoFFfree(header);
-    if (written) return 0;
-    qlip::set_failed(file);
-    qlip::disown(file);
-    return -1;
-}
-
 }  // namespace
-
-int write_file(iso_file* file) {
-    if (!file->stream) {
-        qlip::set_failed(file);
-        return -1;
-    }
-    if (file->status_flags & ISO_STATUS_DIRECT) return qlip::write_direct(file);
-    // A failure before close lost only the frame it came with; what is there is still written.
-    const unsigned int earlier = file->status_flags & ISO_STATUS_WRITE_FAILED;
-    file->status_flags &= ~ISO_STATUS_WRITE_FAILED;
-    const int result = write_normal(file);
-    file->status_flags |= earlier;
-    return result;
-}
 
 int w_mdat(iso_file* file, unsigned int offset, double period) {
     for (iso_track* track = file->tracks; track; track = track->next)
@@ -202,10 +135,30 @@ int count_track_data(iso_track* track, double* limit) {
     return 1;
 }
 
-int fixhdr(iso_file* file) {
-    for (iso_track* track = file->tracks; track; track = track->next) {
-        fix_sync_list(track);
-        fix_groups(track);
+namespace qlip {
+
+int write_normal(iso_file* file) {
+    if (over_the_limit(file)) {
+        resize(file, file->interleave_period);
+        fixhdr(file);
     }
-    return 0;
+    settle_rates(file);
+    const int counted = w_header(0, file, nullptr, 0);
+    if (!move_to(file, counted, SEEK_SET)) return -1;
+    const int media = w_mdat(file, static_cast<unsigned int>(counted), file->interleave_period);
+    if (failed(file) || !move_to(file, 0, SEEK_SET)) return -1;
+    int size = 0;
+    unsigned char* header = make_header(file, counted, static_cast<unsigned int>(media), &size);
+    if (!header) return -1;
+    if (counted != size) {
+        myfprintf(stderr, "isoff error: pass 1 header size (%d) different from pass 2 (%d)\n", counted, size);
+    }
+    const bool written = put_out(file, header, size) && fflush(output(file)) == 0;
+    isoFFfree(header);
+    if (written) return 0;
+    set_failed(file);
+    disown(file);
+    return -1;
 }
+
+}  // namespace qlip

@@ -1,10 +1,9 @@
-// What frames cost and how long they last: shared by both writing modes.
+#include "interface/src/isoff/frame_accounting.h"
 
 #include <algorithm>
 #include <cstdint>
 
 #include "common/to_integer.h"
-#include "interface/src/isoff/file_layout.h"
 
 namespace {
 
@@ -41,12 +40,50 @@ void settle_bit_rates(iso_track* track, double seconds) {
     if (track->max_bitrate == 0) track->max_bitrate = track->avg_bitrate;
 }
 
+void fix_sync_list(iso_track* track) {
+    int kept = 0;
+    iso_sync_sample** link = &track->sync_list;
+    while (*link && static_cast<int64_t>((*link)->number) <= track->sample_count) {
+        ++kept;
+        link = &(*link)->next;
+    }
+    for (iso_sync_sample* dropped = *link; dropped; dropped = dropped->next)
+        isoFFfree(dropped);
+    *link = nullptr;
+    track->sync_count = kept;
+}
+
+void fix_groups(iso_track* track) {
+    int kept = 0;
+    int64_t samples = 0;
+    iso_group_run** link = &track->sbgp;
+    while (*link) {
+        samples += (*link)->sample_count;
+        if (samples > track->sample_count) break;
+        ++kept;
+        link = &(*link)->next;
+    }
+    // The run that passes the end goes as a whole, so that what stays ends short of the samples; kept so.
+    for (iso_group_run* dropped = *link; dropped; dropped = dropped->next)
+        isoFFfree(dropped);
+    *link = nullptr;
+    track->sbgp_count = kept;
+}
+
 }  // namespace
 
 int per_frame_cost(iso_track* track, const iso_data* frame) {
     const int cost = frame->size + 4 + time_table_cost(track, frame);
     track->buffer_size_db = std::max(track->buffer_size_db, static_cast<unsigned int>(frame->size));
     return cost;
+}
+
+int fixhdr(iso_file* file) {
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        fix_sync_list(track);
+        fix_groups(track);
+    }
+    return 0;
 }
 
 namespace qlip {

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "interface/src/isoff/arena.h"
-#include "interface/src/isoff/file_layout.h"
 #include "interface/src/isoff/unity_matrix.h"
+#include "interface/src/isoff/write_file.h"
 #include "qlip/SimpleException.h"
 
 namespace {

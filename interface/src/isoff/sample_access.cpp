@@ -3,45 +3,12 @@
 #include <cstdint>
 
 #include "interface/src/isoff/sample_access.h"
-#include "interface/src/isoff/sample_cursor.h"
-#include "interface/src/qliputil.h"
+#include "interface/src/isoff/sample_reading.h"
 
 namespace {
 
-double seconds(int value, unsigned int timescale) {
-    return timescale == 0 ? 0.0 : value / static_cast<double>(timescale);
-}
-
 double seconds_of(unsigned int value, unsigned int timescale) {
     return timescale == 0 ? 0.0 : value / static_cast<double>(timescale);
-}
-
-// The value of a time table at the cursor; nothing lies behind its last row.
-double time_at(const iso_track* track, const int (*rows)[2], int count, int index) {
-    return index < count ? seconds(rows[index][1], track->timescale) : 0.0;
-}
-
-void produce_times(const iso_track* track, double* time, double* cto) {
-    if (time) *time = time_at(track, track->stts, track->stts_count, track->stts_index);
-    if (cto) *cto = time_at(track, track->ctts, track->ctts_count, track->ctts_index);
-}
-
-bool has_sample(const iso_track* track, int sample) {
-    return sample >= 0 && sample < track->sample_count;
-}
-
-// A track without chunks has its samples nowhere.
-bool is_readable(const iso_track* track) {
-    return track && track->file && track->chunk_count > 0;
-}
-
-// The next sample's bytes. False when the host does not have them now.
-bool fetch(iso_track* track, unsigned char* buffer, unsigned int size, unsigned int* got) {
-    iso_file* file = track->file;
-    if (file->indexed_read) return qliputil_indexread(file->io, buffer, track->file_pos, size, got) == 0;
-    *got = size;
-    return qliputil_seek(file->io, static_cast<int>(track->file_pos)) == 0 &&
-           qliputil_seeknread(file->io, buffer, got) == 0;
 }
 
 void rewind(iso_track* track) {
@@ -105,45 +72,16 @@ unsigned int trackSize(iso_track* track) {
 }
 
 int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) {
-    if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
-    const unsigned int wanted = qlip::size_of_sample(track, track->sample);
-    if (wanted > static_cast<unsigned int>(size)) return ISOFF_END;
-    unsigned int got = 0;
-    if (!fetch(track, static_cast<unsigned char*>(buf), wanted, &got)) return ISOFF_NOT_YET;
-    ++track->sample;
-    // By what was delivered: after a short read the cursor no longer stands on a sample's start; kept.
-    if (qlip::advance_position(track, got) && track->pending_head)
-        track->pending_head = track->pending_head->next;
-    produce_times(track, time, cto);
-    qlip::advance_times(track);
-    return static_cast<int>(got);
+    return qlip::read_next_sample(track, buf, size, time, cto);
 }
 
 int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,
                 double* cto) {
-    if (!is_readable(track) || !has_sample(track, sample)) return ISOFF_END;
-    const unsigned int size = qlip::size_of_sample(track, sample);
-    const auto from = static_cast<unsigned int>(offset);
-    if (len == 0 || from >= size) return 0;
-    set_sample_pos(track, sample);
-    len = std::min(len, size - from);
-    iso_file* file = track->file;
-    auto* to = static_cast<unsigned char*>(buf);
-    const unsigned int at = track->file_pos + from;
-    if (file->indexed_read) {
-        unsigned int got = 0;
-        if (qliputil_indexread(file->io, to, at, len, &got) != 0) return ISOFF_NOT_YET;
-    } else {
-        // Neither status counts here, only the length; kept, so positioned reading never says "not yet".
-        qliputil_seek(file->io, static_cast<int>(at));
-        qliputil_seeknread(file->io, to, &len);
-    }
-    produce_times(track, time, cto);
-    return static_cast<int>(len);
+    return qlip::read_sample_at(track, sample, static_cast<unsigned int>(offset), buf, len, time, cto);
 }
 
 int isoFFsetPosition(iso_track* track, int sample) {
-    if (!track || !has_sample(track, sample)) return -1;
+    if (!track || !qlip::has_sample(track, sample)) return -1;
     set_sample_pos(track, sample);
     // Hint playback that has ended starts again from here.
     hint_state* hint = track->hint;
@@ -176,8 +114,8 @@ int isoFFtrackInfo(iso_track* track, int* kind, int* samples, double* time, int*
 }
 
 int isoFFframeInfo(iso_track* track, double* time, int* size) {
-    if (!track || !has_sample(track, track->sample)) return -1;
-    produce_times(track, time, nullptr);
+    if (!track || !qlip::has_sample(track, track->sample)) return -1;
+    qlip::produce_times(track, time, nullptr);
     if (!size) return 0;
     unsigned int bytes = qlip::size_of_sample(track, track->sample);
     if ((track->flags & ISO_TRACK_PREPEND_DSI) && track->dsi_size >= 1)

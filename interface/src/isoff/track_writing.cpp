@@ -4,7 +4,8 @@
 #include <cstring>
 
 #include "interface/src/isoff/direct_writing.h"
-#include "interface/src/isoff/file_layout.h"
+#include "interface/src/isoff/frame_accounting.h"
+#include "interface/src/isoff/writer_output.h"
 
 namespace {
 

@@ -1,9 +1,8 @@
-// The output of the writer: a stream of the opener's that may be full or refuse to seek.
+#include "interface/src/isoff/writer_output.h"
 
 #include <array>
 
 #include "interface/src/isoff/box_writer.h"
-#include "interface/src/isoff/file_layout.h"
 
 namespace qlip {
 
