@@ -8,6 +8,7 @@
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
+#include "stream/audio_frame.h"
 
 namespace {
 
@@ -48,20 +49,6 @@ void put_prop(PROP_Header_Info* record, const char (&type)[9], unsigned int head
 
 void put_file_info(VID_FileInfo* record, double duration) {
     put(record, {qlip::to_u32(duration * 1000.0), {kFiller, kFiller, kFiller}});
-}
-
-void put_audio_frame(AUD_AudFrame_Native* record, int size, wld_native* native, unsigned int frame_word,
-                     unsigned int ticks) {
-    WLD_RTP& rtp = native->rtp;
-    // Field by field: this is written for every frame, and a copy of fields just stored would wait for them.
-    auto* bytes = reinterpret_cast<unsigned char*>(record);
-    qlip::store_le32(bytes, static_cast<unsigned int>(size));
-    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, frame_word), frame_word);
-    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp), rtp.timestamp);
-    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp2), rtp.timestamp);
-    qlip::store_le32(bytes + offsetof(AUD_AudFrame_Native, sequence), rtp.sequence & 0xFFFF);
-    rtp.timestamp += ticks;
-    ++rtp.sequence;
 }
 
 template <size_t N>
@@ -121,11 +108,11 @@ void wld_put_hdr_aud_index(AUD_Header_IndxInfo* record, int) {
 }
 
 void wld_put_hdr_aud_frame(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    put_audio_frame(record, size, native, 10, 160);
+    qlip::put_audio_frame(record, static_cast<unsigned int>(size), native->rtp, qlip::kNarrowbandFrame);
 }
 
 void wld_put_hdr_aud_frame_wb(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    put_audio_frame(record, size, native, 20, 320);
+    qlip::put_audio_frame(record, static_cast<unsigned int>(size), native->rtp, qlip::kWidebandFrame);
 }
 
 void wld_put_hdr_fileInfo(VID_FileInfo* record, double duration) {

@@ -1,50 +1,34 @@
 #include "interface/src/qliputil.h"
 
-#include <algorithm>
-
 #include "common/log.h"
 
 namespace {
 
 constexpr const char* kPath = "interface/src/libqlip";
-constexpr unsigned short kNoSlot = 13;
-constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 
 }  // namespace
 
 unsigned short qliputil_getoffset(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned int* offset) {
-    if (!io || !io->GetOffset) return kNoSlot;
+    if (!io || !io->GetOffset) return qlip::kNoSlot;
     return static_cast<unsigned short>(io->GetOffset(io->pUserContext, offset));
 }
 
 unsigned short qliputil_seek(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, int offset) {
-    if (!io || !io->Seek) return kNoSlot;
-    return static_cast<unsigned short>(io->Seek(io->pUserContext, static_cast<unsigned int>(offset)));
+    return qlip::io_seek(io, static_cast<unsigned int>(offset));
 }
 
 unsigned short qliputil_seeknread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned char* data,
                                   unsigned int* count) {
-    if (!io || !io->SeekNRead) return kNoSlot;
-    const unsigned int wanted = *count;
-    const auto status =
-        static_cast<unsigned short>(io->SeekNRead(io->pUserContext, data, count, kCurrentPosition));
-    *count = std::min(*count, wanted);
-    return status;
+    return qlip::io_read(io, data, count);
 }
 
 unsigned short qliputil_indexread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned char* data,
                                   unsigned int offset, unsigned int count, unsigned int* read) {
-    *read = 0;
-    if (!io || !io->IndexRead) return kNoSlot;
-    const auto status =
-        static_cast<unsigned short>(io->IndexRead(io->pUserContext, data, offset, count, read));
-    *read = std::min(*read, count);
-    return status;
+    return qlip::io_read_at(io, data, offset, count, read);
 }
 
 unsigned short qliputil_advanceread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned int offset) {
-    if (!io || !io->AdvanceRead) return kNoSlot;
-    return static_cast<unsigned short>(io->AdvanceRead(io->pUserContext, offset));
+    return qlip::io_advance(io, offset);
 }
 
 void qliputil_printData(unsigned char* data, unsigned int length) {

@@ -3,6 +3,8 @@
 // ends by itself.
 #pragma once
 
+#include <algorithm>
+
 #include "qlip/qlip.h"
 
 unsigned short qliputil_getoffset(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned int* offset);
@@ -22,3 +24,40 @@ unsigned short qliputil_advanceread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, 
 
 // Logs each byte at the debug level.
 void qliputil_printData(unsigned char* data, unsigned int length);
+
+// The same calls, inline for the reading of samples.
+namespace qlip {
+
+using HostIo = _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE;
+
+inline constexpr unsigned short kNoSlot = 13;
+inline constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
+
+inline unsigned short io_seek(HostIo* io, unsigned int offset) {
+    if (!io || !io->Seek) return kNoSlot;
+    return static_cast<unsigned short>(io->Seek(io->pUserContext, offset));
+}
+
+inline unsigned short io_read(HostIo* io, unsigned char* data, unsigned int* count) {
+    if (!io || !io->SeekNRead) return kNoSlot;
+    const unsigned int wanted = *count;
+    const unsigned int status = io->SeekNRead(io->pUserContext, data, count, kCurrentPosition);
+    *count = std::min(*count, wanted);
+    return static_cast<unsigned short>(status);
+}
+
+inline unsigned short io_read_at(HostIo* io, unsigned char* data, unsigned int offset, unsigned int count,
+                                 unsigned int* read) {
+    *read = 0;
+    if (!io || !io->IndexRead) return kNoSlot;
+    const unsigned int status = io->IndexRead(io->pUserContext, data, offset, count, read);
+    *read = std::min(*read, count);
+    return static_cast<unsigned short>(status);
+}
+
+inline unsigned short io_advance(HostIo* io, unsigned int offset) {
+    if (!io || !io->AdvanceRead) return kNoSlot;
+    return static_cast<unsigned short>(io->AdvanceRead(io->pUserContext, offset));
+}
+
+}  // namespace qlip

@@ -59,18 +59,19 @@ inline int read_sample_at(iso_track* track, int sample, unsigned int from, void*
     const unsigned int size = size_of_sample(track, sample);
     if (count == 0 || from >= size) return 0;
     if (track->sample != sample) set_sample_pos(track, sample);
-    unsigned int got = std::min(count, size - from);
+    count = std::min(count, size - from);
     const iso_file* file = track->file;
     auto* to = static_cast<unsigned char*>(buffer);
     if (file->indexed_read) {
-        if (io_read_at(file->io, to, track->file_pos + from, got, &got) != 0) return ISOFF_NOT_YET;
+        unsigned int got = 0;
+        if (io_read_at(file->io, to, track->file_pos + from, count, &got) != 0) return ISOFF_NOT_YET;
     } else {
         // Neither status counts here, only the length; kept, so positioned reading never says "not yet".
         io_seek(file->io, track->file_pos + from);
-        io_read(file->io, to, &got);
+        io_read(file->io, to, &count);
     }
     produce_times(track, time, cto);
-    return static_cast<int>(got);
+    return static_cast<int>(count);
 }
 
 }  // namespace qlip

@@ -122,6 +122,7 @@ void reset(mm_Interface* session) {
     session->read_calls = 0;
     session->pending_size = 0;
     session->carry_size = 0;
+    session->carry_run = 0;
     session->last_cmr = 0;
     session->dsi_sent = 0;
 }

@@ -41,6 +41,9 @@ struct mm_Interface {
     unsigned char dsi_sent;  // H.264: the parameter sets stand in front of the frame in hand
     unsigned int track_id;
     iso_track* track;  // the chosen media track, never its hint track
+    // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
+    // those delivered before still standing ahead of them. 0: they stand at the start.
+    unsigned short carry_run;
 };
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==
