@@ -36,11 +36,21 @@ TEST(ByteOrderTest, LoadsAndStoresAreBigEndianAndUnaligned) {
     EXPECT_EQ(bytes[6], 4);
 }
 
-TEST(ByteOrderTest, ARunIsConvertedInPlace) {
-    std::array<unsigned char, 8> bytes = {0, 0, 0, 1, 0x80, 0, 0, 2};
-    qlip::load_be32_run(bytes.data(), bytes.data(), 2);
-    EXPECT_EQ(qlip::load_le32(bytes.data()), 1U);
-    EXPECT_EQ(qlip::load_le32(&bytes[4]), 0x80000002U);
+// Runs of every length around the width of a register, in place and moved to the front.
+TEST(ByteOrderTest, ARunIsConvertedWhereItLiesOrFurtherAhead) {
+    for (size_t ahead = 0; ahead < 4; ++ahead) {
+        for (size_t count = 0; count < 19; ++count) {
+            std::array<unsigned char, 96> bytes;
+            for (size_t i = 0; i < bytes.size(); ++i)
+                bytes[i] = static_cast<unsigned char>(i * 37);
+            const auto original = bytes;
+            qlip::load_be32_run(&bytes[8 - ahead], &bytes[8], count);
+            for (size_t i = 0; i < count; ++i)
+                ASSERT_EQ(qlip::load_le32(&bytes[8 - ahead + 4 * i]), qlip::load_be32(&original[8 + 4 * i]));
+            ASSERT_EQ(bytes[8 - ahead + 4 * count], original[8 - ahead + 4 * count])
+                << "written beyond the run";
+        }
+    }
 }
 
 }  // namespace
