@@ -52,12 +52,8 @@ TEST_P(FailingPrimitive, NamesItsSlotAndShowsTheRawStatus) {
     std::snprintf(expected, sizeof expected, "IO Callback %s() failed with status: 77.  IO Context: 0x%X",
                   name_of(GetParam().slot), static_cast<unsigned int>(reinterpret_cast<uintptr_t>(&in.host)));
     EXPECT_EQ(message_of([&] { GetParam().call(in.stream); }), expected);
-}
 
-TEST_P(FailingPrimitive, SucceedsWhereTheHostMeansSuccess) {
-    BoxStream in(Bytes(8, 1));
-    in.host.fault = {GetParam().slot, 1, false, 77};
-    in.stream->ConvertStatus = [](unsigned int* result, unsigned int) { return *result = 0; };
+    in.host.fault = {GetParam().slot, in.host.calls + 1, false, 78};  // a success, in this host's words
     EXPECT_NO_THROW(GetParam().call(in.stream));
 }
 
@@ -114,35 +110,29 @@ TEST(Primitives, FileSizeLeavesThePosition) {
 }
 
 TEST(Primitives, DescriptorSizeEndsAfterFourBytes) {
-    const struct {
-        const char* bytes;
-        unsigned int size, position;
-    } cases[] = {{"80808016", 22, 4}, {"16", 22, 1}, {"FFFFFFFFFF", 0x0FFFFFFF, 4}};
-    for (const auto& each : cases) {
-        BoxStream in(hex(each.bytes));
+    for (const auto& [bytes, expected, position] :
+         {std::tuple("80808016", 22U, 4U), {"16", 22U, 1U}, {"FFFFFFFFFF", 0x0FFFFFFFU, 4U}}) {
+        BoxStream in(hex(bytes));
         unsigned int size = 99;
         ReadDescriptorSize(in.stream, size);
-        EXPECT_EQ(size, each.size);
-        EXPECT_EQ(in.host.position, each.position);
+        EXPECT_EQ(size, expected);
+        EXPECT_EQ(in.host.position, position);
     }
 }
 
 TEST(BoxRead, BeyondTheFileThrowsAtPeekAlready) {
     BoxStream in(join({box("free"), ByteWriter().u32(9).text("free")}));
     in.host.position = 8;
-    const std::string expected =
-        "Invalid size found in box.  Current file position is 8, box size is 9, total offset is 17.  File "
-        "size "
-        "is 16.";
-    EXPECT_EQ(message_of([&] { peek_box(in.stream, 16); }), expected);
+    EXPECT_EQ(message_of([&] { peek_box(in.stream, 16); }),
+              "Invalid size found in box.  Current file position is 8, box size is 9, total offset is 17.  "
+              "File size is 16.");
 }
 
 TEST(BoxRead, SizeThatWrapsPassesAndSkipsBackwards) {
     BoxStream in(join({Bytes(16, 0), ByteWriter().u32(0xFFFFFFF8).text("free"), {0}}));
     in.host.position = 16;
     UnknownBox unknown;
-    in.read_into(unknown);
-    EXPECT_EQ(unknown.GetSizeWhole(), 0xFFFFFFF8u);
+    EXPECT_EQ(in.read_into(unknown).GetSizeWhole(), 0xFFFFFFF8u);
     EXPECT_EQ(in.host.position, 8u);
 }
 
@@ -186,10 +176,7 @@ TEST(BoxRead, VersionOneHeadersAreReadAsVersionZero) {
 
 TEST(BoxRead, NewTimesAreNowSince1904) {
     const auto now = static_cast<unsigned int>(time(nullptr)) + 2082844800U;
-    const MvhdBox mvhd;
-    EXPECT_NEAR(static_cast<double>(mvhd.creation_time), static_cast<double>(now), 2.0);
-    EXPECT_EQ(mvhd.Timed::GetSize(), 8u);
-    EXPECT_EQ(std::streamoff(mvhd.GetPosition()), 0);
+    EXPECT_NEAR(static_cast<double>(MvhdBox().creation_time), static_cast<double>(now), 2.0);
 }
 
 // A child that counts its deletion.

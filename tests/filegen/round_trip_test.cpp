@@ -1,5 +1,5 @@
-// Every class: its bytes are those of its box diagram, its size is theirs, and reading them back loses
-// nothing.
+// Every class that holds fields: its bytes are those of its box diagram, its size is theirs, and reading them
+// back loses nothing.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -34,31 +34,27 @@ Row row(const char* name, const Bytes& bytes, const std::function<void(Class&)>&
             [=] { return BoxPointer(std::make_unique<Class>(arguments...)); }, bytes};
 }
 
-ByteWriter matrix() {
-    return ByteWriter().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000);
-}
-
-const Bytes kD263 = box("d263", ByteWriter().text("TEST").u8(1).u8(30).u8(3));
-const Bytes kDamr = box("damr", ByteWriter().text("TEST").u8(2).u16(0x81FF).u8(4).u8(5));
+const Bytes kMatrix = hex("00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000");
+const Bytes kD263 = box("d263", hex("54455354 01 1E 03"));
+const Bytes kDamr = box("damr", hex("54455354 02 81FF 04 05"));
+const Bytes kFtyp = box("ftyp", ByteWriter().text("3gp5").u32(256).text("3gp5isom"));
+const Bytes kTimes = hex("00000001 00000002");
+const Bytes kMvhd =
+    full_box("mvhd", join({kTimes, hex("00000258 FFFFFFFF 00010000 0100 0000 00000000 00000000"), kMatrix,
+                           Bytes(24), hex("00010000")}));
+const Bytes kTkhd =
+    full_box("tkhd",
+             join({kTimes, hex("00000003 00000000 000002BC 00000000 00000000 FFFE 0005 0100 0000"), kMatrix,
+                   hex("00B00000 00900000")}),
+             0, 7);
+const Bytes kMdhd = full_box("mdhd", join({kTimes, hex("00001F40 000000A0 55C4 0000")}));
+const Bytes kEsds = full_box("esds", hex("03 1A 0001 00  04 12 20 11 010203 0000FA00 0000BB80"
+                                         "05 03 647369  06 01 02"));
 
 Bytes visual_bytes(const char* type, const Bytes& child) {
-    return box(type, ByteWriter()
-                         .zeros(5)
-                         .u8(9)
-                         .u16(7)
-                         .zeros(12)
-                         .u32(4)
-                         .u16(352)
-                         .u16(288)
-                         .u32(0x480000)
-                         .u32(0x480000)
-                         .zeros(4)
-                         .u16(1)
-                         .text("name")
-                         .zeros(28)
-                         .u16(24)
-                         .u16(0xFFFF)
-                         .raw(child));
+    const Bytes name = ByteWriter().text("name").zeros(28);
+    return box(type, join({hex("0000000000 09 0007"), Bytes(12), hex("00000004 0160 0120 00480000 00480000"),
+                           hex("00000000 0001"), name, hex("0018 FFFF"), child}));
 }
 
 template <class Entry>
@@ -70,75 +66,18 @@ void fill_visual(Entry& entry) {
     std::memcpy(entry.visual.compressorname, "name", 4);
 }
 
-Bytes esds_bytes() {
-    return full_box("esds", ByteWriter()
-                                .u8(3)
-                                .u8(26)
-                                .u16(1)
-                                .u8(0)
-                                .u8(4)
-                                .u8(18)
-                                .u8(0x20)
-                                .u8(17)
-                                .u24(0x010203)
-                                .u32(64000)
-                                .u32(48000)
-                                .u8(5)
-                                .u8(3)
-                                .text("dsi")
-                                .u8(6)
-                                .u8(1)
-                                .u8(2));
-}
-
 void fill_esds(ESDBox& box) {
     tagESD_INFO& info = *box.GetESDInfo();
     info.es_size = 26;
     info.dc_size = 18;
-    info.buffer_size[0] = 1;
-    info.buffer_size[1] = 2;
-    info.buffer_size[2] = 3;
+    for (unsigned char i = 0; i < 3; ++i)
+        info.buffer_size[i] = static_cast<unsigned char>(i + 1);
     info.max_bitrate = 64000;
     info.avg_bitrate = 48000;
-    info.dsi_size = 3;
-    info.dsi_size_byte = 3;
+    info.dsi_size = info.dsi_size_byte = 3;
     info.dsi = static_cast<unsigned char*>(std::malloc(3));
     std::memcpy(info.dsi, "dsi", 3);
 }
-
-const Bytes kFtyp = box("ftyp", ByteWriter().text("3gp5").u32(256).text("3gp5").text("isom"));
-
-const Bytes kMvhd = full_box("mvhd", ByteWriter()
-                                         .u32(1)
-                                         .u32(2)
-                                         .u32(600)
-                                         .u32(0xFFFFFFFF)
-                                         .u32(0x10000)
-                                         .u16(256)
-                                         .u16(0)
-                                         .zeros(8)
-                                         .raw(matrix())
-                                         .zeros(24)
-                                         .u32(0x10000));
-
-const Bytes kTkhd = full_box("tkhd",
-                             ByteWriter()
-                                 .u32(1)
-                                 .u32(2)
-                                 .u32(3)
-                                 .u32(0)
-                                 .u32(700)
-                                 .zeros(8)
-                                 .u16(0xFFFE)
-                                 .u16(5)
-                                 .u16(0x100)
-                                 .u16(0)
-                                 .raw(matrix())
-                                 .u32(176 << 16)
-                                 .u32(144 << 16),
-                             0, 7);
-
-const Bytes kMdhd = full_box("mdhd", ByteWriter().u32(1).u32(2).u32(8000).u32(160).u16(0x55C4).u16(0));
 
 void set_times(Timed& times) {
     times.creation_time = 1;
@@ -154,7 +93,6 @@ void fill_header(Header& header, unsigned int timescale, unsigned int duration) 
 
 std::vector<Row> header_rows() {
     return {
-        row<Box>("Box", hex("00000008 3f3f3f3f"), [](Box&) {}),
         row<FullBox>(
             "FullBox", full_box("test", {}, 2, 0x030405),
             [](FullBox& box) {
@@ -206,36 +144,27 @@ std::vector<Row> header_rows() {
 std::vector<Row> reference_and_table_rows() {
     const Bytes url = full_box("url ", {}, 0, 1);
     const Bytes dref = full_box("dref", ByteWriter().u32(1).raw(url));
-    const Bytes elst = full_box(
-        "elst", ByteWriter().u32(2).u32(10).u32(0xFFFFFFFF).u16(1).u16(0).u32(20).u32(5).u16(1).u16(2));
+    const Bytes elst =
+        full_box("elst", hex("00000002 0000000A FFFFFFFF 0001 0000 00000014 00000005 0001 0002"));
     const Bytes hint = box("hint", ByteWriter().u32(9));
-    const auto fill_dref = [](DrefBox& box) { box.AddDataEntryBox(new DataEntryBox, true); };
-    const auto fill_elst = [](ElstBox& box) { box.edit_entries = {{10, -1, 1, 0}, {20, 5, 1, 2}}; };
     return {
-        row<DrefBox>("DrefBox", dref, fill_dref),
-        row<DinfBox>("DinfBox", box("dinf", dref),
-                     [=](DinfBox& box) {
-                         box.SetDref(new DrefBox, true);
-                         fill_dref(*box.dref);
-                     }),
-        row<ElstBox>("ElstBox", elst, fill_elst),
-        row<EdtsBox>("EdtsBox", box("edts", elst),
-                     [=](EdtsBox& box) {
-                         box.SetElst(new ElstBox, true);
-                         fill_elst(*box.elst);
+        row<DrefBox>("DrefBox", dref, [](DrefBox& box) { box.AddDataEntryBox(new DataEntryBox, true); }),
+        row<ElstBox>("ElstBox", elst,
+                     [](ElstBox& box) {
+                         box.edit_entries = {{10, -1, 1, 0}, {20, 5, 1, 2}};
                      }),
         row<TrefBox>("TrefBox", box("tref", hint),
                      [](TrefBox& box) {
                          box.SetTrackReferenceTypeBox(new TrackReferenceTypeBox, true);
                          box.hint->track_ID = 9;
                      }),
-        row<SttsBox>("SttsBox", full_box("stts", ByteWriter().u32(2).u32(3).u32(160).u32(1).u32(80)),
+        row<SttsBox>("SttsBox", full_box("stts", hex("00000002 00000003 000000A0 00000001 00000050")),
                      [](SttsBox& box) {
-                         box.sample_entries = {{3, 160}, {1, 80}};
+                         box.sample_entries.assign({{3, 160}, {1, 80}});
                      }),
-        row<StscBox>("StscBox", full_box("stsc", ByteWriter().u32(1).u32(1).u32(2).u32(3)),
+        row<StscBox>("StscBox", full_box("stsc", hex("00000001 00000001 00000002 00000003")),
                      [](StscBox& box) {
-                         box.sample_entries = {{1, 2, 3}};
+                         box.sample_entries.assign({{1, 2, 3}});
                      }),
         row<StszBox>("StszBox", full_box("stsz", ByteWriter().u32(0).u32(2).u32(32).u32(13)),
                      [](StszBox& box) {
@@ -247,15 +176,12 @@ std::vector<Row> reference_and_table_rows() {
                          box.sample_size = 1000;
                          box.sample_count = 5;
                      }),
-        row<StcoBox>("StcoBox", full_box("stco", ByteWriter().u32(2).u32(40).u32(0xFFFFFFF0)),
+        row<StcoBox>("StcoBox", full_box("stco", hex("00000002 00000028 FFFFFFF0")),
                      [](StcoBox& box) {
-                         box.chunk_offsets = {40, 0xFFFFFFF0};
+                         box.chunk_offsets.assign({40, 0xFFFFFFF0});
                      }),
         row<StssBox>("StssBox", full_box("stss", ByteWriter().u32(2).u32(1).u32(11)),
-                     [](StssBox& box) {
-                         box.AddSyncSampleEntry(1);
-                         box.AddSyncSampleEntry(11);
-                     }),
+                     [](StssBox& box) { box.AddSyncSampleEntry(1), box.AddSyncSampleEntry(11); }),
     };
 }
 
@@ -278,31 +204,19 @@ void fill_d263(H263SpecificBox& box) {
 }
 
 std::vector<Row> entry_rows() {
-    const Bytes tims = box("tims", ByteWriter().u32(90000));
     return {
-        row<H263SpecificBox>("H263SpecificBox", kD263, fill_d263),
-        row<AMRSpecificBox>("AMRSpecificBox", kDamr, fill_damr),
-        row<ESDBox>("ESDBox", esds_bytes(), fill_esds),
-        row<TimeScaleEntry>("TimeScaleEntry", tims, [](TimeScaleEntry& box) { box.timescale = 90000; }),
         row<H263SampleEntry>("H263SampleEntry", visual_bytes("s263", kD263),
                              [](H263SampleEntry& entry) {
                                  fill_visual(entry);
                                  entry.SetH263Specific(new H263SpecificBox, true);
                                  fill_d263(*entry.GetH263Specific());
                              }),
-        row<MP4VisualSampleEntry>("MP4VisualSampleEntry", visual_bytes("mp4v", esds_bytes()),
+        row<MP4VisualSampleEntry>("MP4VisualSampleEntry", visual_bytes("mp4v", kEsds),
                                   [](MP4VisualSampleEntry& entry) {
                                       fill_visual(entry);
                                       entry.SetESDBox(new ESDBox, true);
                                       fill_esds(*entry.GetESDBox());
                                   }),
-        row<AMRSampleEntry>(
-            "AMRSampleEntry", kSamr,
-            [](AMRSampleEntry& entry) {
-                entry.SetAMRSpecific(new AMRSpecificBox, true);
-                fill_damr(*entry.GetAMRSpecific());
-            },
-            type_word("samr")),
         row<StsdBox>("StsdBox", full_box("stsd", ByteWriter().u32(1).raw(kSamr)),
                      [](StsdBox& box) {
                          auto* const entry = new AMRSampleEntry(type_word("samr"));
@@ -330,60 +244,10 @@ Bytes movie_bytes() {
     return container("moov", {kMvhd, trak, trak});
 }
 
-StblBox* make_stbl() {
-    auto* const stbl = new StblBox;
-    stbl->SetStsd(new StsdBox, true);
-    stbl->SetStts(new SttsBox, true);
-    stbl->SetStsc(new StscBox, true);
-    stbl->SetStsz(new StszBox, true);
-    stbl->SetStco(new StcoBox, true);
-    stbl->SetStss(new StssBox, true);
-    stbl->AddOptionalBox(new UnknownBox, true);
-    return stbl;
-}
-
-MinfBox* make_minf() {
-    auto* const minf = new MinfBox;
-    minf->SetVmhd(new VmhdBox, true);
-    minf->SetSmhd(new SmhdBox, true);
-    minf->SetHmhd(new HmhdBox, true);
-    minf->SetDinf(new DinfBox, true);
-    minf->dinf->SetDref(new DrefBox, true);
-    minf->SetStbl(make_stbl(), true);
-    return minf;
-}
-
-TrakBox* make_trak() {
-    auto* const trak = new TrakBox;
-    trak->SetTkhd(new TkhdBox, true);
-    fill_header(*trak->GetTkhd(), 0, 700);
-    trak->GetTkhd()->SetDimensions(176 << 16, 144 << 16);
-    trak->GetTkhd()->track_ID = 3;
-    trak->GetTkhd()->layer = -2;
-    trak->GetTkhd()->alternate_group = 5;
-    trak->GetTkhd()->volume = 0x100;
-    trak->SetMdia(new MdiaBox, true);
-    trak->GetMdia()->SetMdhd(new MdhdBox, true);
-    fill_header(*trak->GetMdia()->GetMdhd(), 8000, 160);
-    trak->GetMdia()->SetHdlr(new HdlrBox, true);
-    trak->GetMdia()->SetMinf(make_minf(), true);
-    trak->SetEdts(new EdtsBox, true);
-    trak->GetEdts()->SetElst(new ElstBox, true);
-    trak->SetTref(new TrefBox, true);
-    trak->GetTref()->SetTrackReferenceTypeBox(new TrackReferenceTypeBox, true);
-    return trak;
-}
-
 std::vector<Row> all_rows() {
     std::vector<Row> rows;
     for (const auto& family : {header_rows(), reference_and_table_rows(), entry_rows()})
         rows.insert(rows.end(), family.begin(), family.end());
-    rows.push_back(row<MoovBox>("MoovBox and all below", movie_bytes(), [](MoovBox& moov) {
-        moov.SetMvhd(new MvhdBox, true);
-        fill_header(*moov.GetMvhd(), 600, 0xFFFFFFFF);
-        moov.AddTrak(make_trak(), true);
-        moov.AddTrak(make_trak(), true);
-    }));
     return rows;
 }
 
@@ -410,6 +274,14 @@ INSTANTIATE_TEST_SUITE_P(Boxes, RoundTrip, testing::ValuesIn(all_rows()), [](con
     return name;
 });
 
+TEST(MovieRoundTrip, KeepsEveryContainerInItsPlace) {
+    const Bytes bytes = movie_bytes();
+    BoxStream in(join({bytes, {0xEE}}));
+    MoovBox moov;
+    EXPECT_EQ(dumped(in.read_into(moov)), bytes);
+    EXPECT_EQ(moov.GetSize(), bytes.size());
+}
+
 // The classes that a dump does not bring back.
 
 TEST(RoundTripLoss, UnknownBoxDumpsAnEmptyShell) {
@@ -429,27 +301,13 @@ TEST(RoundTripLoss, VideoHeaderDropsItsGraphicsMode) {
 }
 
 TEST(RoundTripLoss, LongDescriptorSizesAreWrittenAsOneByte) {
-    const ByteWriter body = ByteWriter()
-                                .u16(1)
-                                .u8(0)
-                                .u8(4)
-                                .u32(0x8080800F)
-                                .u8(0x20)
-                                .u8(17)
-                                .zeros(11)
-                                .u8(5)
-                                .u8(0)
-                                .u8(6)
-                                .u8(1)
-                                .u8(2);
-    BoxStream in(join({full_box("esds", ByteWriter().u8(3).u32(0x80808017).raw(body)), {0}}));
+    const Bytes tail = join({hex("20 11"), Bytes(11), hex("05 00 06 01 02")});
+    BoxStream in(join({full_box("esds", join({hex("03 80808017 0001 00 04 8080800F"), tail})), {0}}));
     ESDBox esds;
     in.read_into(esds);
     EXPECT_EQ(esds.GetESDInfo()->es_size, 23u);
     EXPECT_EQ(esds.GetESDInfo()->dc_size, 15u);
-    const ByteWriter short_body =
-        ByteWriter().u16(1).u8(0).u8(4).u8(15).u8(0x20).u8(17).zeros(11).u8(5).u8(0).u8(6).u8(1).u8(2);
-    EXPECT_EQ(dumped(esds), full_box("esds", ByteWriter().u8(3).u8(23).raw(short_body)));
+    EXPECT_EQ(dumped(esds), full_box("esds", join({hex("03 17 0001 00 04 0F"), tail})));
 }
 
 TEST(RoundTripLoss, UnknownSampleEntryDumpsItsPayloadBehindASizeOf16) {
@@ -490,11 +348,9 @@ TEST(RoundTripLoss, RtpHintEntryNeedsItsTimescaleBeforeItReads) {
 }
 
 TEST(RoundTripLoss, DataEntriesKeepTheirTypesAndDumpAsSelfContained) {
-    BoxStream in(join({full_box("dref", ByteWriter()
-                                            .u32(2)
-                                            .raw(full_box("url ", ByteWriter().text("far")))
-                                            .raw(full_box("urn ", ByteWriter().text("name")))),
-                       {0}}));
+    const Bytes url = full_box("url ", ByteWriter().text("far"));
+    const Bytes urn = full_box("urn ", ByteWriter().text("name"));
+    BoxStream in(join({full_box("dref", join({hex("00000002"), url, urn})), {0}}));
     DrefBox dref;
     EXPECT_EQ(dumped(in.read_into(dref)),
               full_box("dref",
