@@ -25,8 +25,8 @@ int put32(int pass, unsigned char* dst, unsigned int value) {
 }
 
 int put32n(int pass, unsigned char* dst, int* values, int n) {
-    for (int i = 0; pass && i < n; ++i)
-        put32(1, dst + 4 * i, static_cast<unsigned int>(values[i]));
+    for (int i = 0; pass && i < n; ++i, dst += 4)
+        put32(1, dst, static_cast<unsigned int>(values[i]));
     return 4 * n;
 }
 
