@@ -62,113 +62,98 @@ TEST_P(Modes, ChooseTheTrackOrAreRefusedAndMayBeTriedAgain) {
 }
 
 struct Refusal {
-    const char* name;
+    std::string name;
     const char* mode;
     unsigned int status;
-    const char* message;
-    Bytes (*file)();
+    std::string message;
+    Bytes file;
 };
 
 // The av sample with a box renamed: its n-th in the file.
-template <unsigned int N>
-Bytes without(const char* type) {
+Bytes without(const char* type, unsigned int n, size_t behind = 0) {
     Bytes file = sample(kAv);
-    file[find_box(file, type, N)] = 'X';
+    file[find_box(file, type, n) + behind] = 'X';
     return file;
 }
 
-Bytes changed(void (*change)(MoviePlan&), MoviePlan plan) {
-    change(plan);
+Bytes with_entry(const Bytes& entry) {
+    MoviePlan plan = audio_plan(2);
+    plan.tracks[kMedia].sample_entry = entry;
     return build_movie(plan);
 }
 
-Bytes with_movie_word(const char* box, unsigned int n, size_t offset, unsigned int value, MoviePlan plan) {
+// With a word of the n-th such box changed.
+Bytes with_word(const MoviePlan& plan, const char* type, unsigned int n, size_t offset, unsigned int value) {
     Bytes file = build_movie(plan);
-    set_u32(file, find_box(file, box, n) + offset, value);
+    set_u32(file, find_box(file, type, n) + offset, value);
     return file;
 }
 
-const Refusal kRefusals[] = {
-    {"no_ftyp", "rv", 4, "Could not find ftyp box", [] { return without<0>("ftyp"); }},
-    {"no_moov", "rv", 4, "Could not find moov box", [] { return without<0>("moov"); }},
-    {"no_mdia_in_the_other_track", "rv", 4, "Could not find mdia box", [] { return without<1>("mdia"); }},
-    {"no_hdlr", "rv", 4, "Could not find hdlr box", [] { return without<1>("hdlr"); }},
-    {"no_tkhd", "rv", 4, "Could not find tkhd box", [] { return without<1>("tkhd"); }},
-    {"no_tkhd_in_hint_track", "rv", 4, "Could not find tkhd box", [] { return without<2>("tkhd"); }},
-    {"no_tref", "rv", 4, "Could not find tref box", [] { return without<0>("tref"); }},
-    {"no_hint_reference", "rv", 4, "Could not find hint box",
-     [] {
-         Bytes file = sample(kAv);
-         file[find_box(file, "tref") + 8] = 'X';
-         return file;
-     }},
-    {"no_minf", "rv", 4, "Could not find minf box", [] { return without<0>("minf"); }},
-    {"no_mdhd_in_hint_track", "rv", 4, "Could not find mdhd box", [] { return without<2>("mdhd"); }},
-    {"no_stbl", "rv", 4, "Could not find stbl box", [] { return without<0>("stbl"); }},
-    {"no_stts", "rv", 4, "Could not find stts box", [] { return without<0>("stts"); }},
-    {"no_stsz", "rv", 4, "Could not find stsz box", [] { return without<0>("stsz"); }},
-    {"no_stsc", "rv", 4, "Could not find stsc box", [] { return without<0>("stsc"); }},
-    {"no_stco_in_hint_track", "rv", 4, "Could not find stco box", [] { return without<2>("stco"); }},
-    {"no_stsd", "rv", 4, "Could not find stsd box", [] { return without<0>("stsd"); }},
-    {"aac", "ra", 12, "audio track ID 2 does not have a hint track.",
-     [] { return sample("mpeg4_with_aac.3gp"); }},
-    {"no_audio", "ra", 14, "File does not contain audio track",
-     [] { return sample("h263_hinted_pt34.3gp"); }},
-    {"no_video", "rv", 14, "File does not contain video track", [] { return sample("amrnb_hinted.3gp"); }},
-    {"unhinted", "rv", 12, "video track ID 1 does not have a hint track.", [] { return sample("h263.3gp"); }},
-    {"hint_of_another_track", "rv", 12, "video track ID 1 does not have a hint track.",
-     [] { return changed([](MoviePlan& plan) { plan.tracks[kHint].hint_reference = 7; }, video_plan(2)); }},
-    {"two_video_tracks", "rv", 11, "Too many video tracks found",
-     [] {
-         MoviePlan plan = video_plan(2);
-         plan.tracks.push_back(plan.tracks[kMedia]);
-         plan.tracks.back().id = 9;
-         return build_movie(plan);
-     }},
-    {"h264", "rv", 15, "Unknown / unsuppoorted video codec found", [] { return sample("h264_hinted.3gp"); }},
-    {"video_clock_0", "rv", 4, "Undefined video timescale in source file",
-     [] { return with_movie_word("mdhd", 1, 16, 0, video_plan(2)); }},
-    {"audio_clock_0", "ra", 4, "Error: Undefined sound timescale in source file",
-     [] { return with_movie_word("mdhd", 0, 16, 0, audio_plan(2)); }},
-    {"no_sample_entry", "ra", 2, "Audio codec information not found",
-     [] { return with_movie_word("stsd", 0, 8, 0, audio_plan(2)); }},
-    {"wideband", "ra", 2, "Unsupported audio coder type found",
-     [] {
-         return changed([](MoviePlan& plan) { plan.tracks[kMedia].sample_entry = sawb_entry(); },
-                        audio_plan(2));
-     }},
-    {"no_damr", "ra", 4, "Could not find damr box",
-     [] {
-         return changed([](MoviePlan& plan) { plan.tracks[kMedia].sample_entry = samr_entry({}); },
-                        audio_plan(2));
-     }},
-    {"more_samples_in_chunks_than_in_stsz", "ra", 4, "Chunks hold more than the 3 media samples",
-     [] { return with_movie_word("stsc", 0, 16, 4, audio_plan(3)); }},
-    {"a_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for media sample",
-     [] { return with_movie_word("stsz", 0, 16, 0xFFFFFFF0, audio_plan(3)); }},
-    {"a_hint_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for hint sample",
-     [] { return with_movie_word("stsz", 1, 16, 0x7FFFFFF0, audio_plan(3)); }},
-    {"more_samples_than_bytes", "ra", 6, "Unable to allocate memory for sample offset table",
-     [] {
-         MoviePlan plan = audio_plan(3);
-         plan.tracks[kMedia].constant_size = true;
-         return with_movie_word("stsz", 0, 12, 0xFFFFFFFF, plan);
-     }},
-    {"first_hint_sample_without_a_packet", "rv", 4, "First hint sample is too short for a packet",
-     [] {
-         return changed([](MoviePlan& plan) { plan.tracks[kHint].samples[0] = Bytes(15, 0); }, video_plan(2));
-     }},
-    {"frame_buffer_too_small", "rv", 2, "", [] { return sample("h263_hinted_pt34.3gp"); }},
-};
+std::vector<Refusal> refusals() {
+    MoviePlan elsewhere = video_plan(2), two = video_plan(2), empty = video_plan(2), constant = audio_plan(3);
+    elsewhere.tracks[kHint].hint_reference = 7;
+    two.tracks.push_back(two.tracks[kMedia]);
+    two.tracks.back().id = 9;
+    empty.tracks[kHint].samples[0] = Bytes(15, 0);
+    constant.tracks[kMedia].constant_size = true;
+    std::vector<Refusal> rows = {
+        {"no_hint_reference", "rv", 4, "Could not find hint box", without("tref", 0, 8)},
+        {"aac", "ra", 12, "audio track ID 2 does not have a hint track.", sample("mpeg4_with_aac.3gp")},
+        {"no_audio", "ra", 14, "File does not contain audio track", sample("h263_hinted_pt34.3gp")},
+        {"no_video", "rv", 14, "File does not contain video track", sample("amrnb_hinted.3gp")},
+        {"unhinted", "rv", 12, "video track ID 1 does not have a hint track.", sample("h263.3gp")},
+        {"hint_elsewhere", "rv", 12, "video track ID 1 does not have a hint track.", build_movie(elsewhere)},
+        {"two_video_tracks", "rv", 11, "Too many video tracks found", build_movie(two)},
+        {"h264", "rv", 15, "Unknown / unsuppoorted video codec found", sample("h264_hinted.3gp")},
+        {"video_clock_0", "rv", 4, "Undefined video timescale in source file",
+         with_word(video_plan(2), "mdhd", 1, 16, 0)},
+        {"audio_clock_0", "ra", 4, "Error: Undefined sound timescale in source file",
+         with_word(audio_plan(2), "mdhd", 0, 16, 0)},
+        {"no_sample_entry", "ra", 2, "Audio codec information not found",
+         with_word(audio_plan(2), "stsd", 0, 8, 0)},
+        {"wideband", "ra", 2, "Unsupported audio coder type found", with_entry(sawb_entry())},
+        {"no_damr", "ra", 4, "Could not find damr box", with_entry(samr_entry({}))},
+        {"more_samples_in_chunks_than_in_stsz", "ra", 4, "Chunks hold more than the 3 media samples",
+         with_word(audio_plan(3), "stsc", 0, 16, 4)},
+        {"a_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for media sample",
+         with_word(audio_plan(3), "stsz", 0, 16, 0xFFFFFFF0)},
+        {"a_hint_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for hint sample",
+         with_word(audio_plan(3), "stsz", 1, 16, 0x7FFFFFF0)},
+        {"more_samples_than_bytes", "ra", 6, "Unable to allocate memory for sample offset table",
+         with_word(constant, "stsz", 0, 12, 0xFFFFFFFF)},
+        {"first_hint_sample_without_a_packet", "rv", 4, "First hint sample is too short for a packet",
+         build_movie(empty)},
+        {"frame_buffer_too_small", "rv", 2, "", sample("h263_hinted_pt34.3gp")},
+    };
+    // Boxes of the track, of another one, and of its hint track.
+    for (const auto& [type, n] : {std::pair("ftyp", 0U),
+                                  {"moov", 0},
+                                  {"mdia", 1},
+                                  {"hdlr", 1},
+                                  {"tkhd", 1},
+                                  {"tkhd", 2},
+                                  {"tref", 0},
+                                  {"minf", 0},
+                                  {"mdhd", 2},
+                                  {"stbl", 0},
+                                  {"stts", 0},
+                                  {"stsz", 0},
+                                  {"stsc", 0},
+                                  {"stco", 2},
+                                  {"stsd", 0}})
+        rows.push_back({std::string("no_") + type + std::to_string(n), "rv", 4,
+                        std::string("Could not find ") + type + " box", without(type, n)});
+    return rows;
+}
 
 class Refusals : public Open, public testing::WithParamInterface<Refusal> {};
 
-INSTANTIATE_TEST_SUITE_P(Table, Refusals, testing::ValuesIn(kRefusals),
+INSTANTIATE_TEST_SUITE_P(Table, Refusals, testing::ValuesIn(refusals()),
                          [](const auto& test) { return test.param.name; });
 
 TEST_P(Refusals, EndWithTheirStatusAndLineAndLeaveAnObjectToClose) {
-    const bool tiny = std::string(GetParam().message).empty();
-    OpenReader open(GetParam().file(), GetParam().mode, GetParam().status, tiny ? 91 : 65536);
+    const bool tiny = GetParam().message.empty();
+    OpenReader open(GetParam().file, GetParam().mode, GetParam().status, tiny ? 91 : 65536);
     EXPECT_TRUE(tiny || logged("ERR: ", GetParam().message));
     EXPECT_EQ(open.reader->Open(open.host->record(), GetParam().mode), 9U);
     // What there is of a track cannot be used, and nothing breaks on it.
@@ -225,16 +210,13 @@ TEST_F(Open, DefaultConstructedObjectHasRoomForVideo) {
     EXPECT_EQ(read_all(reader, 5000, false).bytes, whole_stream(host.bytes, "rv"));
 }
 
-struct LevelCase {
-    const char* debug;
-    const char* verbose;
-    int level;
-};
-
 TEST_F(Open, TakesTheLogLevelFromTheEnvironmentBeforeAnythingElse) {
     const std::string debug = "Libqlip: Set log level to DEBUG";
-    for (const LevelCase& c : {LevelCase{nullptr, nullptr, 3}, LevelCase{"10", "yes", 3},
-                               LevelCase{"1", "0", 4}, LevelCase{"", "1", 5}, LevelCase{"1", "1", 5}}) {
+    struct {
+        const char *debug, *verbose;
+        int level;
+    } const cases[] = {{nullptr, nullptr, 3}, {"10", "yes", 3}, {"1", "0", 4}, {"", "1", 5}, {"1", "1", 5}};
+    for (const auto& c : cases) {
         sx_Debug = 3;
         syslog_lines().clear();
         c.debug ? setenv("QLIP_LOG_DEBUG", c.debug, 1) : unsetenv("QLIP_LOG_DEBUG");
@@ -305,11 +287,9 @@ TEST_F(Open, AgainAfterCloseWalksASingleHintSampleSizeBehindTheOldOne) {
 
 TEST_F(Open, CallsTheHostInTheOrderOfItsSteps) {
     OpenReader open(build_movie(video_plan(1)), "rv");
-    const auto& log = open.host->log;
-    ASSERT_GT(log.size(), 6U);
-    std::vector<MemoryHost::Call> own;
-    for (const auto& call : log)
-        if (call.slot != Slot::ConvertStatus) own.push_back(call);
+    std::vector<MemoryHost::Call> own = open.host->log;
+    std::erase_if(own, [](const MemoryHost::Call& call) { return call.slot == Slot::ConvertStatus; });
+    ASSERT_GT(own.size(), 6U);
     const unsigned int hint = chunk_offsets(open.host->bytes, 1)[0];
     const size_t n = own.size();
     EXPECT_EQ(own[0].slot, Slot::GetOffset);

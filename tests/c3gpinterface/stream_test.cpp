@@ -38,23 +38,9 @@ TEST_P(EveryTrack, IsTheSameInBothReadModesAndInRequestsOfAnySize) {
             const Delivery all = read_all(*open.reader, size, indexed);
             EXPECT_EQ(all.status, 1U);
             EXPECT_EQ(all.bytes, whole) << "requests of " << size << (indexed ? ", indexed" : "");
+            EXPECT_EQ(read_chunk(*open.reader, size, indexed), (Delivery{1, {}}));
+            EXPECT_EQ(read_chunk(*open.reader, 0, indexed), (Delivery{0, {}}));
         }
-    }
-}
-
-TEST_P(EveryTrack, CanBeReadFrameByFrameByItsOwnLengthWords) {
-    const Bytes file = sample(GetParam().file);
-    const Bytes whole = whole_stream(file, GetParam().mode);
-    for (const bool indexed : {false, true}) {
-        OpenReader open(file, GetParam().mode);
-        Bytes stream = read_chunk(*open.reader, word_at(whole, 8), indexed).bytes;
-        for (const Bytes& expected : frames_of(whole)) {
-            const Delivery frame = read_frame(*open.reader, indexed);
-            ASSERT_EQ(frame, (Delivery{0, expected}));
-        }
-        EXPECT_EQ(read_frame(*open.reader, indexed), (Delivery{1, {}}));
-        EXPECT_EQ(read_frame(*open.reader, indexed), (Delivery{1, {}}));
-        EXPECT_EQ(read_chunk(*open.reader, 0, indexed), (Delivery{0, {}}));
     }
 }
 
@@ -102,16 +88,6 @@ TEST(Stream, OfAudioCarriesTheTalkSpurtFlagFromPacketToPacket) {
         EXPECT_EQ(frames[i][24], 0xF0);
         EXPECT_EQ(frames[i][37], i + 1);
     }
-}
-
-// Half a hint sample may come with a request that ends inside a frame; the next call goes on at the next
-// byte.
-TEST(Stream, LargerRequestThanTheRestEndsWithWhatIsLeft) {
-    OpenReader open(build_movie(audio_plan(2)), "ra");
-    EXPECT_EQ(read_chunk(*open.reader, 100).bytes.size(), 100U);
-    const Delivery rest = read_chunk(*open.reader, 1000);
-    EXPECT_EQ(rest.status, 1U);
-    EXPECT_EQ(rest.bytes.size(), kAudioHeaderBytes + 2 * 38U - 100U);
 }
 
 }  // namespace

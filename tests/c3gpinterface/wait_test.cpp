@@ -50,18 +50,6 @@ TEST_P(Waits, ForAMediaSampleLoseItsFrame) {
     EXPECT_EQ(read_chunk(*open.reader, 84, true), (Delivery{1, {}}));
 }
 
-// The talk spurt flag compares with the last frame that was delivered.
-TEST_P(Waits, ForAudioMediaForgetTheLostFramesType) {
-    const Bytes file = build_movie(hint_first(audio_plan(4, {15, 2, 2, 2})));
-    OpenReader open(file, "ra");
-    open.host->not_yet_status = GetParam();
-    open.host->arrived = chunk_offsets(file, 1)[1] + 12;
-    EXPECT_EQ(read_chunk(*open.reader, kAudioHeaderBytes + 38 + 1, true).status, 17U);
-    open.host->arrived = std::nullopt;
-    const Delivery third = read_chunk(*open.reader, 38, true);
-    EXPECT_EQ(word_at(third.bytes, 16), 3U | 1U << 16);
-}
-
 // Every hint sample lies behind its media, so nothing is lost however slowly the file comes.
 TEST(Waiting, ByteByByteGivesTheWholeStream) {
     const Bytes file = build_movie(video_plan(4));
@@ -87,7 +75,6 @@ TEST(Waiting, SuccessWithoutBytesWaitsForTheHintSample) {
     EXPECT_EQ(read_chunk(*open.reader, 1000, true).status, 17U);
     EXPECT_EQ(read_chunk(*open.reader, 1000, true), (Delivery{17, {}}));
     open.host->most_per_read = std::nullopt;
-    EXPECT_EQ(frames_of(whole_stream(file, "rv")).size(), 2U);
     EXPECT_EQ(read_all(*open.reader, 1000, true).bytes.size(), 168U);
 }
 
@@ -181,16 +168,6 @@ TEST(Fault, AtEveryCallOfAnOpenIsItsFailure) {
         host.fault = std::nullopt;
         host.position = 0;
         EXPECT_EQ(reader.Open(host.record(), "rv"), 0U) << call;
-    }
-}
-
-TEST(Fault, ThatStaysEndsEveryCall) {
-    for (const bool indexed : {false, true}) {
-        OpenReader open(build_movie(video_plan(2)), "rv");
-        open.host->clear_log();
-        open.host->fault = {.slot = std::nullopt, .call = 1, .for_ever = true, .status = 9};
-        for (int i = 0; i < 5; ++i)
-            EXPECT_EQ(read_chunk(*open.reader, 1000, indexed), (Delivery{indexed ? 16U : 2U, {}}));
     }
 }
 

@@ -53,12 +53,6 @@ TEST(Walk, PositionedReadingSeeksToTheLowWaterMarkInstead) {
     EXPECT_EQ(open.host->count(Slot::AdvanceRead) + open.host->count(Slot::IndexRead), 0U);
 }
 
-TEST(Walk, OneHintSampleEndsWithoutAStep) {
-    OpenReader open(build_movie(video_plan(1)), "rv");
-    EXPECT_EQ(read_all(*open.reader, 1000, true).bytes.size(), kVideoHeaderBytes + 84U);
-    EXPECT_TRUE(advances(*open.host).empty());
-}
-
 // However the samples lie in chunks, and whether their size stands once or for each, the stream is the same.
 TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
     const Bytes expected = whole_stream(build_movie(video_plan(12)), "rv");
@@ -122,32 +116,40 @@ TEST(Walk, ShortReadIsKeptInPositionedModeOnly) {
     }
 }
 
-class BadMediaSample : public testing::TestWithParam<unsigned int> {};
-
-INSTANTIATE_TEST_SUITE_P(Numbers, BadMediaSample, testing::Values(0U, 4U, 0xFFFFFFFFU));
-
-TEST_P(BadMediaSample, CostsAVideoFrameAndTimeGoesOn) {
+TEST(Walk, BadContentCostsAVideoFrameAndLeavesTheOthersAndTheirTimesAlone) {
     MoviePlan plan = video_plan(3);
     const auto whole = frames_of(whole_stream(build_movie(plan), "rv"));
-    plan.tracks[kHint].samples[1] = whole_sample_hint(GetParam(), 42, 2);
-    for (const bool indexed : {false, true}) {
-        const auto frames = frames_of(whole_stream(build_movie(plan), "rv", indexed));
-        EXPECT_EQ(frames, (std::vector<Bytes>{whole[0], whole[2]}));
+    for (const Bytes& bad :
+         {whole_sample_hint(4, 1, 2), whole_sample_hint(0, 1, 2), whole_sample_hint(0xFFFFFFFF, 1, 2),
+          whole_sample_hint(2, 43, 2), hex("FFFF0000 00000000 0000 0000 0000 0000")}) {
+        plan.tracks[kHint].samples[1] = bad;
+        for (const bool indexed : {false, true})
+            EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "rv", indexed)),
+                      (std::vector<Bytes>{whole[0], whole[2]}));
     }
 }
 
-TEST_P(BadMediaSample, CostsAnAudioFrameThatConstructorsBytes) {
-    MoviePlan plan = audio_plan(3);
-    const auto whole = frames_of(whole_stream(build_movie(plan), "ra"));
-    plan.tracks[kHint].samples[1] =
-        hint_sample({{.sequence = 2,
-                      .constructors = {hint_sample_data(13, GetParam(), 0), hint_immediate({0xF0, 0x3C})}}});
-    const auto frames = frames_of(whole_stream(build_movie(plan), "ra", true));
-    ASSERT_EQ(frames.size(), 3U);
-    EXPECT_EQ(frames[0], whole[0]);
-    EXPECT_EQ(frames[2], whole[2]);
-    EXPECT_EQ(word_at(frames[1], 0), 26U);
-    EXPECT_EQ(Bytes(frames[1].begin() + 24, frames[1].end()), (Bytes{0xF0, 0x3C}));
+TEST(Walk, FrameThatDoesNotFitTheBufferIsDropped) {
+    MoviePlan plan = video_plan(3);
+    plan.tracks[kMedia].samples[1] = Bytes(100, 2);
+    plan.tracks[kHint].samples[1] = whole_sample_hint(2, 100, 2);
+    for (const unsigned int room : {139U, 140U}) {
+        OpenReader open(build_movie(plan), "rv", 0, room);
+        EXPECT_EQ(frames_of(read_all(*open.reader, 1000, false).bytes).size(), room - 137);
+    }
+}
+
+TEST(Walk, BadConstructorCostsAnAudioFrameThatConstructorsBytes) {
+    for (const unsigned int number : {0U, 4U, 0xFFFFFFFFU, 2U}) {  // sample 2 has 13 bytes, not 14
+        MoviePlan plan = audio_plan(3);
+        const auto whole = frames_of(whole_stream(build_movie(plan), "ra"));
+        const Bytes bad = hint_sample_data(14, number, 0);
+        plan.tracks[kHint].samples[1] = hint_sample(
+            {{.sequence = 9, .constructors = {hint_immediate({0xF0}), bad, hint_immediate({0x3C})}}});
+        const Bytes rest = hex("1A000000 0A000000 A0000000 A0000000 0900 0000 00000000 F03C");
+        EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "ra", true)),
+                  (std::vector<Bytes>{whole[0], rest, whole[2]}));
+    }
 }
 
 // The bytes built before the fault stay in the buffer, and a call after the end delivers them.
@@ -225,14 +227,6 @@ TEST_P(ShortTables, EndTheStreamWith2BehindTheLastFrameTheyCover) {
     _TAG_QLIP_SEEK_PARAMS back{0, 0, 0, 0, 0x20001};
     EXPECT_EQ(reader.SeekTo(&back), 0U);
     EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[0]}));
-}
-
-TEST(Walk, FrameThatDoesNotFitTheBufferIsDropped) {
-    MoviePlan plan = video_plan(3);
-    plan.tracks[kMedia].samples[1] = Bytes(500, 2);
-    plan.tracks[kHint].samples[1] = whole_sample_hint(2, 500, 2);
-    OpenReader open(build_movie(plan), "rv", 0, 200);
-    EXPECT_EQ(frames_of(read_all(*open.reader, 1000, false).bytes).size(), 2U);
 }
 
 }  // namespace

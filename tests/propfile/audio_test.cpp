@@ -30,19 +30,9 @@ class AudioProducer : public ::testing::Test {
 };
 
 TEST_F(AudioProducer, OpensWithTheStreamHeader) {
-    const Bytes expected = StreamBytes()
-                               .text("AUDIO   ")
-                               .u32(68)
-                               .u32(10)
-                               .u32(0)
-                               .u32(61)
-                               .u32(16)
-                               .u32(33)
-                               .u32(64)
-                               .u32(0)
-                               .zeros(12)
-                               .u32(1234)
-                               .zeros(12);
+    const Bytes expected =
+        join({ByteWriter().text("AUDIO   "), hex("44000000 0A000000 00000000 3D000000"),
+              hex("10000000 21000000 40000000 00000000"), Bytes(12), hex("D2040000"), Bytes(12)});
     EXPECT_EQ(waiting(producer), expected);
     producer.OffsetBytes(10);
     ASSERT_TRUE(producer.Open(&params)) << "a second time";
@@ -116,9 +106,6 @@ TEST_F(AudioProducer, FrameWithoutPacketsKeepsTheWordsOfTheFrameBefore) {
 }
 
 TEST(AudioRates, KnowTheRatesOfAmrAndNoOthers) {
-    const int rates[] = {4750, 5150, 5900, 6700, 7400, 7950, 10200, 12200};
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(GetAMRCoding(rates[i]), 26 + i);
     EXPECT_EQ(GetAMRCoding(12650), 0);
     EXPECT_EQ(SampleRateHZ_to_MM(6000), 48U);
     EXPECT_EQ(SampleRateHZ_to_MM(11000), 88U);

@@ -3,33 +3,21 @@
 namespace qlip_test {
 namespace {
 
-TEST(HintHeader, ExtraInformationOfItsOwnLengthWordAloneEndsBehindIt) {
-    const Bytes header = hex("00000001 00A2 0102 0004 0003 00000004 55");
-    const unsigned char* cursor = header.data();
-    _TAG_RTPpacket3gp packet;
-    PropFile::GetRTPpacket3gp(&packet, &cursor);
-    EXPECT_EQ(cursor - header.data(), 16);
-    EXPECT_EQ(packet.relative_time, 1U);
-    EXPECT_EQ(packet.RTPheader, 0xA2);
-    EXPECT_EQ(packet.RTPsequenceseed, 0x102);
-    EXPECT_EQ(packet.entrycount, 3);
-    EXPECT_EQ(packet.extra_information_length, 4U);
-}
-
-TEST(HintHeader, ExtraInformationIsPassedOver) {
-    const Bytes header = hex("00000000 0000 0000 0004 0000 00000009 AABBCCDDEE");
-    const unsigned char* cursor = header.data();
-    _TAG_RTPpacket3gp packet;
-    PropFile::GetRTPpacket3gp(&packet, &cursor);
-    EXPECT_EQ(cursor, header.data() + header.size());
-}
-
-TEST(HintHeader, FlagsOtherThanTheExtraOneMoveNothing) {
-    const Bytes header = hex("00000000 0000 0000 FFFB 0000 00000009");
-    const unsigned char* cursor = header.data();
-    _TAG_RTPpacket3gp packet;
-    PropFile::GetRTPpacket3gp(&packet, &cursor);
-    EXPECT_EQ(cursor - header.data(), 12);
+TEST(HintHeader, EndsBehindItsExtraInformation) {
+    // With a length word alone, with 5 bytes behind it, and without: all flags but that one move nothing.
+    for (const auto& [bytes, end] : {std::pair("00000001 00A2 0102 0004 0003 00000004 55", 16),
+                                     {"00000001 00A2 0102 0004 0003 00000009 AABBCCDDEE", 21},
+                                     {"00000001 00A2 0102 FFFB 0003 00000009", 12}}) {
+        const Bytes header = hex(bytes);
+        const unsigned char* cursor = header.data();
+        _TAG_RTPpacket3gp packet;
+        PropFile::GetRTPpacket3gp(&packet, &cursor);
+        EXPECT_EQ(cursor - header.data(), end);
+        EXPECT_EQ(packet.relative_time, 1U);
+        EXPECT_EQ(packet.RTPheader, 0xA2);
+        EXPECT_EQ(packet.RTPsequenceseed, 0x102);
+        EXPECT_EQ(packet.entrycount, 3);
+    }
 }
 
 TEST(Padding, ReachesTheNextMultipleOfFour) {

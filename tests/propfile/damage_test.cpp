@@ -49,30 +49,31 @@ std::vector<Damage> truncations() {
             {"second_packet_missing", join({hex("00020000"), packet_header(1), Bytes(16)})}};
 }
 
+// Both kinds of producer on one reader.
+struct Producers {
+    Producers() { audio.Open(&audio_parameters), video.Open(&video_parameters); }
+    ReaderStub reader;
+    _TAG_AUDIO_OPEN_PARAMS audio_parameters = amr_params();
+    _TAG_VIDEO_OPEN_PARAMS video_parameters = video_params();
+    PropFileAudio audio{&reader};
+    PropFileVideoH263 video{&reader};
+};
+
 class TruncatedHintSample : public ::testing::TestWithParam<Damage> {};
 
 TEST_P(TruncatedHintSample, EndsAudioAndVideoFramesWithBadContent) {
-    ReaderStub reader;
-    PropFileAudio audio(&reader);
-    auto audio_parameters = amr_params();
-    audio.Open(&audio_parameters);
-    EXPECT_EQ(reader.build(audio, GetParam().hint), kBadContent);
-    PropFileVideoH263 video(&reader);
-    auto video_parameters = video_params();
-    video.Open(&video_parameters);
-    EXPECT_EQ(reader.build(video, GetParam().hint), kBadContent);
+    Producers to;
+    EXPECT_EQ(to.reader.build(to.audio, GetParam().hint), kBadContent);
+    EXPECT_EQ(to.reader.build(to.video, GetParam().hint), kBadContent);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cuts, TruncatedHintSample, ::testing::ValuesIn(truncations()),
                          [](const auto& row) { return row.param.name; });
 
 TEST(HintSampleEnd, MayLieRightBehindTheExtraInformation) {
-    ReaderStub reader;
-    PropFileVideoH263 video(&reader);
-    auto params = video_params();
-    video.Open(&params);
+    Producers to;
     const Bytes hint = join({hex("00010000"), packet_header(0, 4), ByteWriter().u32(12), Bytes(8)});
-    EXPECT_EQ(reader.build(video, hint), std::nullopt);
+    EXPECT_EQ(to.reader.build(to.video, hint), std::nullopt);
 }
 
 // Constructors whose bytes do not exist or do not fit. Each stands between two good ones.
@@ -91,20 +92,14 @@ std::vector<Damage> bad_constructors() {
 class BadConstructor : public ::testing::TestWithParam<Damage> {};
 
 TEST_P(BadConstructor, CostsAudioItsBytesAndVideoTheFrame) {
-    ReaderStub reader;
-    reader.show_media(hex("01020304"), 2, 2);
-    PropFileAudio audio(&reader);
-    auto audio_parameters = amr_params();
-    audio.Open(&audio_parameters);
-    EXPECT_EQ(reader.build(audio, GetParam().hint), std::nullopt);
-    const Bytes frame = waiting(audio);
+    Producers to;
+    to.reader.show_media(hex("01020304"), 2, 2);
+    EXPECT_EQ(to.reader.build(to.audio, GetParam().hint), std::nullopt);
+    const Bytes frame = waiting(to.audio);
     ASSERT_EQ(frame.size(), 30U);
     EXPECT_EQ(frame[0], 30);
     EXPECT_EQ(Bytes(frame.begin() + 24, frame.end()), hex("F0147F F0147F"));
-    PropFileVideoH263 video(&reader);
-    auto video_parameters = video_params();
-    video.Open(&video_parameters);
-    EXPECT_EQ(reader.build(video, GetParam().hint), kBadContent);
+    EXPECT_EQ(to.reader.build(to.video, GetParam().hint), kBadContent);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, BadConstructor, ::testing::ValuesIn(bad_constructors()),
