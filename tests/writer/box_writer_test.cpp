@@ -55,11 +55,8 @@ TEST_F(BoxWriterTest, ObjectDescriptorsOnlyForMp42) {
     EXPECT_EQ(w_iods(0, movie.file, nullptr), 0);
     char brands[] = "mp42 3gp6";
     ASSERT_EQ(isoFFsetBrand(movie.file, brands, 0), 0);
-    movie.file->od_profile = 1;
-    movie.file->scene_profile = 2;
-    movie.file->audio_profile = 3;
-    movie.file->visual_profile = 4;
-    movie.file->graphics_profile = 5;
+    movie.file->od_profile = 1, movie.file->scene_profile = 2, movie.file->audio_profile = 3;
+    movie.file->visual_profile = 4, movie.file->graphics_profile = 5;
     EXPECT_EQ(stored<iso_file>(w_iods, movie.file),
               full_box("iods", hex("10 80808010 004F 0102030405 0E 80808004 00000001")));
 }
@@ -177,15 +174,8 @@ TEST_F(BoxWriterTest, AHintTrackNamesItsMediaTrackAndIsNotEnabled) {
     EXPECT_EQ(Bytes(trak.begin() + 16, trak.begin() + 20), hex("00000000"));
     EXPECT_EQ(stored<iso_track>(w_tref, track), container("tref", {box("hint", ByteWriter().u32(9))}));
     EXPECT_EQ(stored<iso_track>(w_sampleEntry, track),
-              box("rtp ", ByteWriter()
-                              .zeros(7)
-                              .u8(1)
-                              .u16(1)
-                              .u16(1)
-                              .u32(1400)
-                              .raw(box("tims", ByteWriter().u32(8000)))
-                              .raw(box("tsro", ByteWriter().u32(0)))
-                              .raw(box("snro", ByteWriter().u32(0)))));
+              box("rtp ", hex("000000000000 0001 0001 0001 00000578  0000000C 74696D73 00001F40"
+                              "0000000C 7473726F 00000000  0000000C 736E726F 00000000")));
 }
 
 }  // namespace

@@ -68,19 +68,6 @@ TEST_P(FullOutputTest, AtEveryByte) {
 INSTANTIATE_TEST_SUITE_P(Modes, FullOutputTest, testing::Bool(),
                          [](const auto& row) { return row.param ? "Direct" : "Normal"; });
 
-TEST(FailingOutputTest, DirectModeCoversItsRemainsWithAFreeBox) {
-    const size_t whole = whole_size(true);
-    WriterFixture movie;
-    movie.direct(2);
-    setvbuf(movie.out.stream(), nullptr, _IONBF, 0);
-    movie.out.capacity = whole - 1;
-    write_movie(movie);
-    const Bytes& out = movie.close();
-    const Bytes free_box = ByteWriter().u32(0).text("free");
-    EXPECT_NE(std::search(out.begin(), out.end(), free_box.begin(), free_box.end()), out.end());
-    EXPECT_GT(read_back(out, 1).size(), 10U);
-}
-
 TEST(FailingOutputTest, AFullOutputStopsTheTrack) {
     WriterFixture movie;
     movie.direct(1);

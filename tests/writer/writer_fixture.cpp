@@ -5,34 +5,28 @@
 #include <cstring>
 
 #include "qlip/h263_isoff.h"
+#include "tests/support/movie_builder.h"
 
 namespace qlip_test {
 
 namespace {
 
-const Bytes kMatrix = ByteWriter().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000);
+const Bytes kMatrix = hex("00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000");
+const Bytes kTimes = hex("11223344 11223344");  // kCreated
+
+Bytes word(unsigned int value) {
+    return ByteWriter().u32(value);
+}
 
 Bytes tkhd(unsigned int id, unsigned int duration, unsigned int width, unsigned int height) {
     return full_box("tkhd",
-                    ByteWriter()
-                        .u32(kCreated)
-                        .u32(kCreated)
-                        .u32(id)
-                        .u32(0)
-                        .u32(duration)
-                        .zeros(8)
-                        .zeros(8)
-                        .raw(kMatrix)
-                        .u16(width)
-                        .u16(0)
-                        .u16(height)
-                        .u16(0),
+                    join({kTimes, word(id), word(0), word(duration), Bytes(16), kMatrix, word(width << 16),
+                          word(height << 16)}),
                     0, 1);
 }
 
 Bytes mdhd(unsigned int timescale, unsigned int duration) {
-    return full_box("mdhd",
-                    ByteWriter().u32(kCreated).u32(kCreated).u32(timescale).u32(duration).u16(0x55C4).u16(0));
+    return full_box("mdhd", join({kTimes, word(timescale), word(duration), hex("55C4 0000")}));
 }
 
 Bytes hdlr(const std::string& type) {
@@ -110,17 +104,9 @@ Bytes expected_ftyp() {
 }
 
 Bytes expected_mvhd(unsigned int duration, unsigned int next_track_id) {
-    return full_box("mvhd", ByteWriter()
-                                .u32(kCreated)
-                                .u32(kCreated)
-                                .u32(600)
-                                .u32(duration)
-                                .u32(0x10000)
-                                .u16(256)
-                                .zeros(10)
-                                .raw(kMatrix)
-                                .zeros(24)
-                                .u32(next_track_id));
+    const Bytes rate_and_volume = hex("00010000 0100 0000 00000000 00000000");
+    return full_box("mvhd", join({kTimes, word(600), word(duration), rate_and_volume, kMatrix, Bytes(24),
+                                  word(next_track_id)}));
 }
 
 Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected) {
@@ -135,20 +121,7 @@ Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const Expe
 
 Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected) {
     const Bytes d263 = box("d263", ByteWriter().text("VXYZ").u8(0).u8(10).u8(0));
-    const Bytes entry = box("s263", ByteWriter()
-                                        .zeros(7)
-                                        .u8(1)
-                                        .zeros(16)
-                                        .u16(128)
-                                        .u16(96)
-                                        .u32(0x480000)
-                                        .u32(0x480000)
-                                        .u32(0)
-                                        .u16(1)
-                                        .zeros(32)
-                                        .u16(24)
-                                        .u16(0xFFFF)
-                                        .raw(d263));
+    const Bytes entry = visual_entry("s263", 128, 96, d263);
     const Bytes minf =
         container("minf", {full_box("vmhd", ByteWriter().zeros(8), 0, 1), dinf(), stbl(entry, 1, expected)});
     const Bytes mdia = container("mdia", {mdhd(30, expected.samples), hdlr("vide"), minf});
