@@ -36,7 +36,7 @@ void CursorMemory::remember(const iso_track* track) {
 }
 
 void CursorMemory::add_to_ladder(const Cursor& cursor) {
-    for (size_t level = 0; level < kLevels; ++level) {
+    for (size_t level = kFirstLevel; level < kLevels; ++level) {
         auto& [newest, older] = ladder_[level];
         if (newest.known && newest.cursor.sample >> level == cursor.sample >> level) return;
         older = newest;

@@ -31,6 +31,8 @@ class CursorMemory {
     void remember(const iso_track* track);
 
   private:
+    // Shorter stretches are walked as quickly as they would be remembered.
+    static constexpr size_t kFirstLevel = 3;
     static constexpr size_t kLevels = 22;
     static constexpr size_t kDepartures = 8;
 

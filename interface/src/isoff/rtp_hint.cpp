@@ -14,7 +14,7 @@
 #include "common/to_integer.h"
 #include "interface/src/isoff/arena.h"
 #include "interface/src/isoff/armed_hint.h"
-#include "interface/src/isoff/sample_cursor.h"
+#include "interface/src/isoff/sample_reading.h"
 
 namespace {
 
@@ -36,31 +36,10 @@ constexpr int kMostEmptySamples =
 
 enum ConstructorKind : unsigned char { kImmediate = 1, kSampleData = 2, kSampleDescription = 3 };
 
-bool is_hint_track_of(const iso_track* track, const iso_track* media, int max_packet) {
-    return (track->codec == ISO_CODEC_RTP || track->codec == ISO_CODEC_SRTP) &&
-           track->hint_ref_track == media->track_id && int64_t{track->max_packet_size} <= max_packet;
-}
-
-iso_track* choose_hint_track(iso_track* media, int max_packet) {
-    if (!media || !media->file) return nullptr;
-    iso_track* best = nullptr;
-    for (iso_track* track = media->file->tracks; track; track = track->next) {
-        if (!is_hint_track_of(track, media, max_packet)) continue;
-        if (!best || track->max_packet_size > best->max_packet_size) best = track;
-    }
-    return best;
-}
-
 void give_record(iso_track* hint, void* memory) {
     if (!memory) return;
     hint->hint = new (memory) qlip::ArmedHint{};
     hint->flags |= qlip::kArmedHintRecord;
-}
-
-void set_media(iso_track* hint, iso_track* media) {
-    auto* own = qlip::armed_hint(hint);
-    if (own && own->media_track != media) own->media_places = {};
-    hint->hint->media_track = media;
 }
 
 // Follows a cursor that was set by isoFFsetPosition since the last packet.
@@ -109,6 +88,11 @@ int open_sample(iso_track* track, hint_state* hint) {
     return 1;
 }
 
+// Reads for which nobody wants times.
+int read_part(iso_track* track, int sample, unsigned int from, unsigned char* to, unsigned int count) {
+    return qlip::read_sample_at(track, sample, from, to, count, nullptr, nullptr);
+}
+
 // One packet under construction.
 class PacketBuilder {
   public:
@@ -137,8 +121,7 @@ class PacketBuilder {
     // The next bytes of the hint sample. 0, ISOFF_END when they are not all there, or ISOFF_NOT_YET.
     template <size_t N>
     int read_hint(std::array<unsigned char, N>& bytes) {
-        const int got = isoFFreadAt(track_, hint_->sample, static_cast<int>(offset_), bytes.data(),
-                                    bytes.size(), nullptr, nullptr);
+        const int got = read_part(track_, hint_->sample, offset_, bytes.data(), N);
         if (got == ISOFF_NOT_YET) return got;
         if (got != static_cast<int>(N)) return ISOFF_END;
         offset_ += N;
@@ -162,8 +145,7 @@ class PacketBuilder {
 
     int pass_extra_information() {
         std::array<unsigned char, 4> size{};
-        const int got = isoFFreadAt(track_, hint_->sample, static_cast<int>(offset_), size.data(),
-                                    size.size(), nullptr, nullptr);
+        const int got = read_part(track_, hint_->sample, offset_, size.data(), size.size());
         if (got == ISOFF_NOT_YET) return got;
         offset_ += qlip::load_be32(size.data());
         return 0;
@@ -205,8 +187,7 @@ class PacketBuilder {
         source_offset_ = qlip::load_be32(constructor + 8);
         qlip::CursorMemory* places = moves_cursor(sample, count) ? places_of(from_self) : nullptr;
         if (places) places->prepare(source_, sample);
-        const int got = isoFFreadAt(source_, sample, static_cast<int>(source_offset_), out_ + length_, count,
-                                    nullptr, nullptr);
+        const int got = read_part(source_, sample, source_offset_, out_ + length_, count);
         if (places) places->remember(source_);
         if (got == ISOFF_NOT_YET) return got;
         if (got != static_cast<int>(count)) return ISOFF_END;
@@ -258,12 +239,12 @@ class PacketBuilder {
 }  // namespace
 
 iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
-    iso_track* track = choose_hint_track(media, max_packet);
+    iso_track* track = qlip::choose_hint_track(media, max_packet);
     if (!track) return nullptr;
     if (!track->hint) give_record(track, isoFFmalloc(track->file, sizeof(qlip::ArmedHint)));
     hint_state* hint = track->hint;
     if (!hint) return nullptr;
-    set_media(track, media);
+    qlip::set_media(track, media);
     hint->packets_left = hint->sample_offset = hint->ssrc = 0;
     hint->sample = 0;
     hint->rtp_time = 0.0;
@@ -271,18 +252,13 @@ iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
     return track;
 }
 
+bool qlip::arm_for_search(iso_track* hint) {
+    give_record(hint, systemmalloc(hint->file, sizeof(ArmedHint)));
+    return hint->hint != nullptr;
+}
+
 iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
-    iso_track* track = choose_hint_track(media, max_packet);
-    if (!track) return nullptr;
-    if (!track->hint) give_record(track, systemmalloc(track->file, sizeof(qlip::ArmedHint)));
-    hint_state* hint = track->hint;
-    if (!hint) return nullptr;
-    auto* own = qlip::armed_hint(track);
-    set_media(track, media);
-    // Between two packets of a sample this makes the next packet entry read as a packet count; kept. Inside a
-    // packet that is to be built again the count stays.
-    if (!own || !own->packet_open) hint->packets_left = 0;
-    return track;
+    return qlip::find_hint_track(media, max_packet);
 }
 
 int isoFFrtpPacket(iso_track* track, void* buf) {

@@ -58,7 +58,8 @@ void step_uniform(iso_track* track, int steps) {
 void set_sample_pos(iso_track* track, int n) {
     if (track->sample > n) rewind(track);
     while (track->sample < n) {
-        if (track->sample_size != 0) step_uniform(track, uniform_steps(track, n - track->sample - 1));
+        const int more = n - track->sample - 1;
+        if (more > 0 && track->sample_size != 0) step_uniform(track, uniform_steps(track, more));
         step(track);
     }
 }

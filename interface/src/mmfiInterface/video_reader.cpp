@@ -6,6 +6,9 @@
 #include "common/byte_order.h"
 #include "common/padding.h"
 #include "common/to_integer.h"
+#include "interface/src/isoff/armed_hint.h"
+#include "interface/src/isoff/sample_reading.h"
+#include "interface/src/mmfiInterface/progress.h"
 #include "qlip/pkq_native.h"
 
 namespace qlip {
@@ -19,7 +22,7 @@ constexpr int kRecordBytes = sizeof(wld_packet_record);
 
 // A hint track that names no packet size cannot be replayed.
 iso_track* usable_hint_track(iso_track* media) {
-    iso_track* hint = isoFFfindHintTrack(media, kPacketSize);
+    iso_track* hint = find_hint_track(media, kPacketSize);
     return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
 }
 
@@ -108,7 +111,7 @@ int deliver_cut_frame(VideoCall& call, bool first) {
     mm_Interface& session = call.session;
     iso_track* track = session.track;
     double seconds = 0.0;
-    int bytes = isoFFread(track, session.sample_buffer, MMFI_BUFFER_SIZE, &seconds, nullptr);
+    int bytes = read_next_sample(track, session.sample_buffer, MMFI_BUFFER_SIZE, &seconds, nullptr);
     if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
     if (bytes == ISOFF_NOT_YET) {
         if (!first) return not_available(call);
@@ -119,11 +122,11 @@ int deliver_cut_frame(VideoCall& call, bool first) {
     if (bytes < 0) return QLIP_FAILURE;
     cut_sample(session, bytes, seconds);
     put_frame_record(call, session.native.packet_count);
-    return mmfi_seek(track, track->file_pos);
+    return report_progress(track, track->file_pos);
 }
 
 int report_hint_progress(const VideoCall& call) {
-    return mmfi_seek(call.hint, static_cast<unsigned int>(call.hint->read_floor));
+    return report_progress(call.hint, static_cast<unsigned int>(call.hint->read_floor));
 }
 
 int fail(VideoCall& call) {
@@ -201,14 +204,14 @@ int deliver_frame_record(VideoCall& call) {
 }
 
 // As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
-int deliver_frame_body(VideoCall& call) {
-    const mm_Interface& session = call.session;
-    call.session.stage = kFrameRecord;
+int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameRecord;
     constexpr wld_frame_prefix kPrefix = {4, 1};
-    append(call, kPrefix);
+    std::memcpy(buffer, &kPrefix, sizeof kPrefix);
+    unsigned char* body = buffer + sizeof kPrefix;
     const unsigned int held = std::min<unsigned int>(session.carry_size, MMFI_BUFFER_SIZE);
-    std::memcpy(call.buffer + call.written, session.carry_buffer, held);
-    std::memset(call.buffer + call.written + held, 0, session.carry_size - held);
+    std::memcpy(body, session.carry_buffer, held);
+    if (held < session.carry_size) std::memset(body + held, 0, session.carry_size - held);
     return QLIP_SUCCESS;
 }
 
@@ -217,14 +220,14 @@ int deliver_frame_body(VideoCall& call) {
 int read_video(const VideoCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
                bool indexed) {
     begin_read(session, indexed);
-    VideoCall call{codec, session, buffer, size, usable_hint_track(session.track)};
+    iso_track* hint = usable_hint_track(session.track);
+    if (session.stage == kFrameBody) return deliver_frame_body(session, buffer);
+    VideoCall call{codec, session, buffer, size, hint};
     switch (session.stage) {
         case kFileHeader:
             return deliver_file_header(call);
         case kHeaderAndFrame:
             return deliver_header_and_frame(call);
-        case kFrameBody:
-            return deliver_frame_body(call);
         case kFrameRecord:
             return deliver_frame_record(call);
         default:
