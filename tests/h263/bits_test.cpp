@@ -68,13 +68,5 @@ TEST(Position, AddCarriesBitsIntoBytesAndWorksInPlace) {
     EXPECT_EQ(tbq_pos_eq(&pos, &other), 1);
 }
 
-TEST(Diagnostic, PrintsItsNumberWhenVerbose) {
-    tbq_state_t state{};
-    const tbq_pos_t pos{1, 2};
-    EXPECT_EQ(printed_by([&] { tbq_err_print(&state, TBQ_ERR_TCOEF, &pos, -13); }), "");
-    state.verbose = 5;
-    EXPECT_EQ(printed_by([&] { tbq_err_print(&state, TBQ_ERR_TCOEF, &pos, -13); }), "h263 parse error 16\n");
-}
-
 }  // namespace
 }  // namespace qlip_test

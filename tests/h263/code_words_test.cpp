@@ -204,14 +204,5 @@ TEST(CodeWordRows, MotionVectorDifferencesMirror) {
     }
 }
 
-TEST(Cbpy, IsInvertedForEveryTypeButIntra) {
-    for (const unsigned type : {0U, 1U, 2U, 3U, 4U, 5U, 63U}) {
-        Walker walker({0b00101'111});  // 0001 for intra
-        walker.state.mb.mb_type = type;
-        walker.call(tbq_cbpy_parse);
-        EXPECT_EQ(walker.state.mb.cbpy, type == 3 || type == 4 ? 1U : 14U) << type;
-    }
-}
-
 }  // namespace
 }  // namespace qlip_test

@@ -101,54 +101,5 @@ TEST(Track, CarriesTheConfiguration) {
     isoFFclose(file);
 }
 
-struct Fragment {
-    const char* name;
-    unsigned source_format, coding_type, gquant, group_number, mb_number;
-    unsigned rows[4];  // hmvd, vmvd, hmvd3, vmvd3
-    unsigned start_bit, end_bit;
-    const char* bits;
-};
-
-class ModeBHeader : public testing::TestWithParam<Fragment> {};
-
-TEST_P(ModeBHeader, IsPackedFieldByField) {
-    const Fragment& f = GetParam();
-    tbq_state_t state{};
-    state.picture.source_format = f.source_format;
-    state.picture.coding_type = f.coding_type;
-    state.gob.gquant = 31;  // of the walker's own place, not of the cut
-    tbq_gob_info_t gob{};
-    gob.gquant = f.gquant;
-    gob.group_number = f.group_number;
-    tbq_mb_info_t mb{};
-    mb.mb_number = f.mb_number;
-    mb.hmvd = f.rows[0];
-    mb.vmvd = f.rows[1];
-    mb.hmvd3 = f.rows[2];
-    mb.vmvd3 = f.rows[3];
-    tbq_pos_t start{100, f.start_bit};
-    tbq_pos_t end{200, f.end_bit};
-    Bytes header(8, 0xAA);
-    put_rfc2190_B(header.data(), &state, &gob, &mb, &start, &end);
-    EXPECT_EQ(header, BitWriter().bits(f.bits).bytes());
-}
-
-// F P SBIT EBIT, SRC QUANT, GOBN MBA R, I U S A, HMV1 VMV1 HMV2 VMV2.
-// clang-format off
-const Fragment kFragments[] = {
-    {"no_vectors_read_as_minus_32", 2, 0, 0, 0, 0, {0, 0, 0, 0}, 3, 5,
-     "1 0 011 011 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000"},
-    {"no_difference_reads_as_0", 2, 1, 0, 0, 0, {32, 32, 32, 32}, 0, 0,
-     "1 0 000 000 010 00000 00000 000000000 00 1 000 0000000 0000000 0000000 0000000"},
-    {"every_field", 7, 1, 31, 17, 0x155, {63, 33, 1, 31}, 7, 1,
-     "1 0 111 111 111 11111 10001 101010101 00 1 000 0011111 0000001 1100001 1111111"},
-    {"values_are_cut_to_their_fields", 3, 2, 33, 34, 0x201, {32, 32, 32, 32}, 0, 7,
-     "1 0 000 001 011 00001 00010 000000001 00 0 000 0000000 0000000 0000000 0000000"},
-};
-// clang-format on
-
-INSTANTIATE_TEST_SUITE_P(Fields, ModeBHeader, testing::ValuesIn(kFragments),
-                         [](const auto& test) { return test.param.name; });
-
 }  // namespace
 }  // namespace qlip_test

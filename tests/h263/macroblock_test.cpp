@@ -132,16 +132,6 @@ TEST(MacroblockNumber, CountsNotCodedOnesAndOneWalkedAgainOnce) {
     EXPECT_EQ(walker.state.gob.mb_count, 3U);
 }
 
-TEST(MacroblockNumber, NothingHappensOnceTheFlagIsSet) {
-    Walker walker = walker_over({0xFF}, {});
-    walker.err = 1;
-    walker.state.mb.cbpy = 7;
-    walker.call(tbq_mb_parse);
-    walker.call(tbq_block_layer_parse);
-    EXPECT_EQ(walker.state.mb.cbpy, 7U);
-    EXPECT_EQ(walker.pos, tbq_pos_t{});
-}
-
 TEST(MacroblockPrint, VerboseAndTraced) {
     Walker walker = walker_over(BitWriter().bits("111 0 011 11 01 010 011").bytes(), {});
     walker.pos = {0, 3};

@@ -49,18 +49,6 @@ TEST_P(RealPictures, AreWalkedToTheirLastByte) {
     EXPECT_TRUE(intra && inter);
 }
 
-TEST_P(RealPictures, WithoutBytesBehindFailWhereTheLookAheadPassesTheEnd) {
-    const auto count = static_cast<size_t>(GetParam().macroblocks);
-    for (const Bytes& picture : pictures_of(GetParam())) {
-        const Steps whole(with_ones_behind(picture), count);
-        const Steps steps(picture, count);
-        ASSERT_TRUE(std::equal(steps.ends.begin(), steps.ends.end(), whole.ends.begin()));
-        if (steps.ends.size() == count) continue;
-        EXPECT_EQ(steps.result, -1);
-        EXPECT_GT(8 * steps.ends.back().byte + steps.ends.back().bit + 16, 8 * picture.size());
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Clips, RealPictures, testing::ValuesIn(kClips),
                          [](const auto& test) { return test.param.name; });
 
