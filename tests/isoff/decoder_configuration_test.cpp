@@ -157,41 +157,35 @@ TEST(DecoderInformation, IsReplacedAndChoosesWhatAFrameCounts) {
     EXPECT_EQ(isoFFgetDecoderSpecificInfo(nullptr, &size, 1), nullptr);
 }
 
-struct Conversion {
-    const char* name;
-    Bytes in;
-    Bytes out;  // empty: refused
-};
-
-class AnnexB : public testing::TestWithParam<Conversion> {};
-
-TEST_P(AnnexB, BecomesAvcC) {
-    Bytes in = GetParam().in;
-    unsigned char* out = nullptr;
-    int length = 0;
-    const int result = convertDCI_3gpp_to_ISO(in.data(), static_cast<unsigned int>(in.size()), &out, &length);
-    EXPECT_EQ(result, GetParam().out.empty() ? 0 : 1);
-    EXPECT_EQ(bytes_of(out, static_cast<size_t>(length)), GetParam().out);
-    std::free(out);
+TEST(DecoderInformation, AnnexBBecomesAvcC) {
+    const struct {
+        const char* name;
+        Bytes in, out;  // no bytes out: refused
+    } kCases[] = {
+        {"one of each", hex("00000001 67424E1E99 00000001 68CE38"),
+         hex("01 424E1E FD E1 0005 67424E1E99 01 0003 68CE38")},
+        {"other units are dropped", hex("00000001 09F0 00000001 67424E1E 00000001 68CE 00000001 0605"),
+         hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
+        {"a three-byte start code costs a byte of the unit ahead of it",
+         hex("00000001 67424E1E99 000001 68CE"), hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
+        {"no sequence set", hex("00000001 68CE"), {}},
+        {"a sequence set without level", hex("00000001 6742"), {}},
+        {"largest", join({hex("00000001 67424E1E"), Bytes(243, 0x55)}),
+         join({hex("01 424E1E FD E1 00F7 67424E1E"), Bytes(243, 0x55), hex("00")})},
+        {"too large", join({hex("00000001 67424E1E"), Bytes(244, 0x55)}), {}},
+        {"empty", {}, {}},
+    };
+    for (const auto& [name, annex_b, expected] : kCases) {
+        SCOPED_TRACE(name);
+        Bytes in = annex_b;
+        unsigned char* out = nullptr;
+        int length = 0;
+        EXPECT_EQ(convertDCI_3gpp_to_ISO(in.data(), static_cast<unsigned int>(in.size()), &out, &length),
+                  expected.empty() ? 0 : 1);
+        EXPECT_EQ(bytes_of(out, static_cast<size_t>(length)), expected);
+        std::free(out);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    DecoderInformation, AnnexB,
-    testing::Values(Conversion{"OneOfEach", hex("00000001 67424E1E99 00000001 68CE38"),
-                               hex("01 424E1E FD E1 0005 67424E1E99 01 0003 68CE38")},
-                    Conversion{"OtherUnitsAreDropped",
-                               hex("00000001 09F0 00000001 67424E1E 00000001 68CE 00000001 0605"),
-                               hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
-                    Conversion{"AThreeByteStartCodeCostsAByteOfTheUnitAheadOfIt",
-                               hex("00000001 67424E1E99 000001 68CE"),
-                               hex("01 424E1E FD E1 0004 67424E1E 01 0002 68CE")},
-                    Conversion{"NoSequenceSet", hex("00000001 68CE"), {}},
-                    Conversion{"ASequenceSetWithoutLevel", hex("00000001 6742"), {}},
-                    Conversion{"Largest", join({hex("00000001 67424E1E"), Bytes(243, 0x55)}),
-                               join({hex("01 424E1E FD E1 00F7 67424E1E"), Bytes(243, 0x55), hex("00")})},
-                    Conversion{"TooLarge", join({hex("00000001 67424E1E"), Bytes(244, 0x55)}), {}},
-                    Conversion{"Empty", {}, {}}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace qlip_test

@@ -71,23 +71,6 @@ TEST_P(RealFile, WithAnyWordOfMoovReplacedStillOpens) {
     }
 }
 
-TEST_P(RealFile, WithAnyCallOfTheHostRefusedStillOpens) {
-    MemoryHost counting(whole);
-    char mode[] = "r";
-    auto* io = counting.record();
-    isoFFclose(isoFFopen(io, mode, nullptr));
-    for (unsigned long call = 1; call <= counting.calls; ++call) {
-        for (const bool for_ever : {false, true}) {
-            MemoryHost host(whole);
-            host.fault = MemoryHost::Fault{std::nullopt, call, for_ever};
-            auto* record = host.record();
-            iso_file* file = isoFFopen(record, mode, nullptr);
-            ASSERT_NE(file, nullptr);
-            isoFFclose(file);
-        }
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Samples, RealFile, testing::ValuesIn(sample_names()),
                          [](const auto& row) { return row.param.substr(0, row.param.find('.')); });
 

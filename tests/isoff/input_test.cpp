@@ -4,7 +4,6 @@
 #include <array>
 #include <cstring>
 
-#include "common/padding.h"
 #include "interface/src/isoff/stream_input.h"
 #include "qlip/SimpleException.h"
 #include "tests/isoff/opened_file.h"
@@ -58,23 +57,6 @@ TEST(Arena, AbandonsTheRestOfAChunkAndCountsBlocks) {
     EXPECT_EQ(isoFFmalloc(&a.file, -1), nullptr);
     EXPECT_EQ(isoFFmalloc(&a.file, 0x7FFFFFFF), nullptr);
     EXPECT_EQ(systemmalloc(&a.file, -1), nullptr);
-}
-
-TEST(Arena, GivesZeroedBlocksAlsoFromRecycledMemory) {
-    for (int round = 0; round < 3; ++round) {
-        ArenaFile a;
-        for (const int size : {50000, 3000000}) {
-            auto* block = static_cast<unsigned char*>(isoFFmalloc(&a.file, size));
-            ASSERT_TRUE(std::all_of(block, block + size, [](unsigned char byte) { return byte == 0; }));
-            std::memset(block, 0xFF, static_cast<size_t>(size));
-        }
-    }
-}
-
-TEST(Padding, ReachesTheNextMultipleOfFour) {
-    const std::array<unsigned int, 6> padded = {GetPadding(0), GetPadding(1), GetPadding(2),
-                                                GetPadding(3), GetPadding(4), GetPadding(0xFFFFFFFF)};
-    EXPECT_THAT(padded, testing::ElementsAre(0, 3, 2, 1, 0, 1));
 }
 
 // The same bytes through the buffer and through the host.

@@ -11,7 +11,6 @@
 namespace qlip_test {
 namespace {
 
-using Call = MemoryHost::Call;
 using testing::ElementsAre;
 
 // Seven samples of 1 to 7 bytes, in chunks of three, apart from each other in the file.
@@ -51,18 +50,6 @@ TEST_P(Reading, DeliversEverySampleWithItsTimes) {
     EXPECT_EQ(isoFFsetPosition(track, -1), -1);
     EXPECT_EQ(isoFFsetPosition(track, 2), 0);
     EXPECT_EQ(read(), 3);
-}
-
-TEST_P(Reading, CallsTheHostOncePerSample) {
-    isoFFsetPosition(track, 3);
-    const unsigned int at = track->chunks[1].start;
-    ASSERT_EQ(read(), 4);
-    if (GetParam()) {
-        EXPECT_THAT(f.host.log, ElementsAre(Call{Slot::IndexRead, at, 4, 4, 0}));
-    } else {
-        EXPECT_THAT(f.host.log,
-                    ElementsAre(Call{Slot::Seek, at, 0, 0, 0}, Call{Slot::SeekNRead, at, 4, 4, 0}));
-    }
 }
 
 TEST_P(Reading, LeavesTheCursorWhenTheHostRefuses) {
@@ -124,20 +111,15 @@ TEST_P(Reading, AtAPlaceReadsASliceAndRestsOnThatSample) {
 INSTANTIATE_TEST_SUITE_P(BothModes, Reading, testing::Bool(),
                          [](const auto& row) { return row.param ? "Indexed" : "Positioned"; });
 
-TEST(Access, WithoutCttsTheOffsetIsZero) {
-    OpenedFile f(MoviePlan{{TrackPlan{.samples = {hex("01")}, .sample_entry = samr_entry()}}, true});
-    double cto = 7;
-    unsigned char byte = 0;
-    EXPECT_EQ(isoFFread(f.track(), &byte, 1, nullptr, &cto), 1);
-    EXPECT_EQ(cto, 0.0);
-}
-
-TEST(Access, ATimescaleOfZeroGivesZeroSeconds) {
+TEST(Access, WithoutCttsTheOffsetIsZeroAndWithoutTimescaleTheTimeToo) {
     OpenedFile f(
         MoviePlan{{TrackPlan{.timescale = 0, .samples = {hex("01")}, .sample_entry = samr_entry()}}, true});
-    double time = 7;
-    isoFFframeInfo(f.track(), &time, nullptr);
+    double time = 7, cto = 7;
+    unsigned char byte = 0;
+    EXPECT_EQ(isoFFread(f.track(), &byte, 1, &time, &cto), 1);
     EXPECT_EQ(time, 0.0);
+    EXPECT_EQ(cto, 0.0);
+    time = 7;
     isoFFtrackInfo(f.track(), nullptr, nullptr, &time, nullptr);
     EXPECT_EQ(time, 0.0);
 }
