@@ -49,9 +49,9 @@ TEST(Rfc2190Mb, CutsInFrontOfTheMacroblockThatDoesNotFit) {
         header("1 0 100 010 010 00000 00000 000000010 00 0 000 1100000 1100000 1100000 1100000");
     const Bytes third =
         header("1 0 110 000 010 00000 00000 000000100 00 0 000 1100000 1100000 1100000 1100000");
-    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, part(picture, 0, 20)})},
-                                                   {34, false, 1, 0, join({second, part(picture, 19, 14)})},
-                                                   {34, true, 2, 0, join({third, part(picture, 32, 14)})}}));
+    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, slice(picture, 0, 20)})},
+                                                   {34, false, 1, 0, join({second, slice(picture, 19, 14)})},
+                                                   {34, true, 2, 0, join({third, slice(picture, 32, 14)})}}));
     EXPECT_EQ(native.packet_count, 3U);
     EXPECT_EQ(native.last_source_format, 2U);
 }
@@ -64,8 +64,8 @@ TEST(Rfc2190Mb, AMacroblockThatEndsWhereRoomEndsIsLeftToTheNextRecord) {
     wld_native native = native_of(WLD_RFC_2190_B, 4 + 7);
     const Result result = cut(native, writer.bytes());
     // Cut at bit 55: seven bytes, of which the last bit is the next record's.
-    EXPECT_EQ(part(result.bytes, 20, 4), (Bytes{0x01, 0x50, 0, 0}));
-    EXPECT_EQ(part(result.bytes, 0, 4), words({20 + 4 + 7}));
+    EXPECT_EQ(slice(result.bytes, 20, 4), (Bytes{0x01, 0x50, 0, 0}));
+    EXPECT_EQ(slice(result.bytes, 0, 4), words({20 + 4 + 7}));
 }
 
 TEST(Rfc2190Mb, TheHeaderTellsTheVectorsOfTheMacroblockAtTheCut) {
@@ -77,7 +77,7 @@ TEST(Rfc2190Mb, TheHeaderTellsTheVectorsOfTheMacroblockAtTheCut) {
     ASSERT_GT(result.result, 0);
     const Bytes second =
         header("1 0 100 111 010 00000 00000 000000001 00 1 000 0000001 0000010 1100000 1100000");
-    EXPECT_EQ(part(result.bytes, 20 + 4 + 14 + 20, 8), second);
+    EXPECT_EQ(slice(result.bytes, 20 + 4 + 14 + 20, 8), second);
 }
 
 TEST(Rfc2190Mb, ACutAtAGroupHeaderTellsTheGroup) {
@@ -88,15 +88,15 @@ TEST(Rfc2190Mb, ACutAtAGroupHeaderTellsTheGroup) {
     wld_native native = native_of(WLD_RFC_2190_B, 24);
     const Result result = cut(native, writer.bytes());
     ASSERT_GT(result.result, 0);
-    EXPECT_EQ(part(result.bytes, 20, 1), Bytes{0x01});  // cut at 103, that is 12.7
+    EXPECT_EQ(slice(result.bytes, 20, 1), Bytes{0x01});  // cut at 103, that is 12.7
     // At 12.7 begins the group; from there 16 bytes reach into its second macroblock, at 23.1.
     const Bytes second =
         header("1 0 111 111 010 01111 00110 000000000 00 0 000 1100000 1100000 1100000 1100000");
     const Bytes third =
         header("1 0 001 000 010 01111 00110 000000001 00 0 000 1100000 1100000 1100000 1100000");
     const size_t second_at = 20 + 4 + 13 + 20;
-    EXPECT_EQ(part(result.bytes, second_at, 8), second);
-    EXPECT_EQ(part(result.bytes, second_at + 8 + 12 + 20, 8), third);
+    EXPECT_EQ(slice(result.bytes, second_at, 8), second);
+    EXPECT_EQ(slice(result.bytes, second_at + 8 + 12 + 20, 8), third);
 }
 
 // A block without a last coefficient: the walk runs off the end of the picture.
@@ -110,9 +110,9 @@ TEST(Rfc2190Mb, AfterAFailedWalkAllCutsFallAtTheRoomsEnd) {
         header("1 0 000 000 010 00000 00000 000000000 00 0 000 1100000 1100000 1100000 1100000");
     ASSERT_EQ(picture.size(), 90U);
     EXPECT_EQ(cut(native, picture).bytes,
-              records({{34, false, 0, 0, join({Bytes{0, 0x40, 0, 0}, part(picture, 0, 40)})},
-                       {34, false, 1, 0, join({later, part(picture, 40, 36)})},
-                       {34, true, 2, 0, join({later, part(picture, 76, 14)})}}));
+              records({{34, false, 0, 0, join({Bytes{0, 0x40, 0, 0}, slice(picture, 0, 40)})},
+                       {34, false, 1, 0, join({later, slice(picture, 40, 36)})},
+                       {34, true, 2, 0, join({later, slice(picture, 76, 14)})}}));
 }
 
 TEST(Rfc2190Mb, AMacroblockLongerThanARecordEndsTheCall) {
@@ -162,9 +162,9 @@ TEST_P(Rfc2190, APictureWithoutFormatTakesTheLastOne) {
     wld_native native = native_of(GetParam());
     const Bytes cif = {0, 0, 0x80, 0x02, 0x0C, 0xFF};
     const Bytes ufep_0 = {0, 0, 0x80, 0x02, 0x1C, 0x10};
-    EXPECT_EQ(part(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x10, 0, 0}));
+    EXPECT_EQ(slice(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x10, 0, 0}));
     cut(native, cif);
-    EXPECT_EQ(part(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x70, 0, 0}));
+    EXPECT_EQ(slice(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x70, 0, 0}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Rfc2190, testing::Values(WLD_RFC_2190, WLD_RFC_2190_B), [](const auto& test) {
@@ -177,9 +177,9 @@ TEST(Rfc2190Plain, CutsAtStartCodesAndElseAtTheRoomsEnd) {
     picture[14] = picture[15] = 0;
     wld_native native = native_of(WLD_RFC_2190, 24);
     const Bytes mode_a = {0, 0x50, 0, 0};
-    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, part(picture, 0, 14)})},
-                                                   {34, false, 1, 0, join({mode_a, part(picture, 14, 20)})},
-                                                   {34, true, 2, 0, join({mode_a, part(picture, 34, 6)})}}));
+    EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, slice(picture, 0, 14)})},
+                                                   {34, false, 1, 0, join({mode_a, slice(picture, 14, 20)})},
+                                                   {34, true, 2, 0, join({mode_a, slice(picture, 34, 6)})}}));
 }
 
 // ---- Real pictures, put together again by the payload headers alone
@@ -202,7 +202,7 @@ Fragments put_together(const Bytes& stream) {
     Fragments whole;
     for (size_t at = 0; at < stream.size();) {
         const size_t size = stream[at] + 256U * stream[at + 1];
-        const Bytes payload = part(stream, at + 20, size - 20);
+        const Bytes payload = slice(stream, at + 20, size - 20);
         const bool last = at + size == stream.size();
         EXPECT_LE(payload.size(), 1400U);
         EXPECT_EQ(stream[at + 10] >> 7, last ? 1 : 0) << "marker";

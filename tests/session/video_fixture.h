@@ -7,8 +7,8 @@
 
 #include <memory>
 
-#include "tests/session/little_endian.h"
 #include "tests/session/player.h"
+#include "tests/support/little_endian.h"
 #include "tests/support/movie_builder.h"
 
 namespace qlip_test {
@@ -64,10 +64,6 @@ inline Bytes run(size_t size, unsigned char first = 1) {
     while (bytes.size() < size)
         bytes.push_back(static_cast<unsigned char>(1 + (first++ % 250)));
     return bytes;
-}
-
-inline Bytes slice(const Bytes& bytes, size_t from, size_t size) {
-    return Bytes(bytes.begin() + static_cast<long>(from), bytes.begin() + static_cast<long>(from + size));
 }
 
 class VideoStream : public testing::TestWithParam<bool> {

@@ -90,40 +90,28 @@ TEST(AmrHelpers, RunsStopAtAFrameThatHasNoPackedFormOrIsCutShort) {
     }
 }
 
-struct SizeCase {
-    unsigned char first;
-    int format, size;
-};
-class AmrSizes : public testing::TestWithParam<SizeCase> {};
-
-TEST_P(AmrSizes, FollowTheFirstByte) {
-    unsigned char first = GetParam().first;
-    EXPECT_EQ(amr_get_size(&first, GetParam().format), GetParam().size);
+TEST(AmrHelpers, SizesFollowTheFirstByte) {
+    const struct {
+        unsigned char first;
+        int format, size;
+    } kCases[] = {{0x3C, 1, 32}, {0x48, 1, 1}, {0x7C, 1, 1}, {0xF7, 2, 31}, {0x09, 2, 1},
+                  {0x44, 3, 61}, {0x48, 3, 7}, {0x7C, 3, 1}, {0x3C, 0, -1}, {0x3C, 4, -1}};
+    for (auto [first, format, size] : kCases)
+        EXPECT_EQ(amr_get_size(&first, format), size) << int{first} << " " << format;
 }
 
-INSTANTIATE_TEST_SUITE_P(AmrHelpers, AmrSizes,
-                         testing::Values(SizeCase{0x3C, 1, 32}, SizeCase{0x48, 1, 1}, SizeCase{0x7C, 1, 1},
-                                         SizeCase{0xF7, 2, 31}, SizeCase{0x09, 2, 1}, SizeCase{0x44, 3, 61},
-                                         SizeCase{0x48, 3, 7}, SizeCase{0x7C, 3, 1}, SizeCase{0x3C, 0, -1},
-                                         SizeCase{0x3C, 4, -1}));
-
-struct FormatCase {
-    unsigned char first;
-    int size, format, mode;
-};
-class AmrFormats : public testing::TestWithParam<FormatCase> {};
-
-TEST_P(AmrFormats, AreToldBySizeAndMode) {
-    unsigned char first = GetParam().first;
-    int mode = -1;
-    EXPECT_EQ(amr_get_format(&first, GetParam().size, &mode), GetParam().format);
-    EXPECT_EQ(mode, GetParam().mode);
+TEST(AmrHelpers, FormatsAreToldBySizeAndMode) {
+    const struct {
+        unsigned char first;
+        int size, format, mode;
+    } kCases[] = {{0x3C, 32, 1, 7}, {0x78, 1, 1, 15}, {0x07, 31, 2, 7},
+                  {0x0F, 1, 2, 15}, {0x50, 1, -1, 0}, {0x3C, 31, -1, 12}};
+    for (auto [first, size, format, mode] : kCases) {
+        int told = -1;
+        EXPECT_EQ(amr_get_format(&first, size, &told), format) << int{first} << " " << size;
+        EXPECT_EQ(told, mode);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(AmrHelpers, AmrFormats,
-                         testing::Values(FormatCase{0x3C, 32, 1, 7}, FormatCase{0x78, 1, 1, 15},
-                                         FormatCase{0x07, 31, 2, 7}, FormatCase{0x0F, 1, 2, 15},
-                                         FormatCase{0x50, 1, -1, 0}, FormatCase{0x3C, 31, -1, 12}));
 
 }  // namespace
 }  // namespace qlip_test

@@ -35,7 +35,7 @@ Bytes sample_of(std::initializer_list<Bytes> units, int prefix_size = 4) {
 }
 
 Bytes fu(unsigned char indicator, unsigned char header, const Bytes& unit, size_t from, size_t count) {
-    return join({{indicator, header}, part(unit, from, count)});
+    return join({{indicator, header}, slice(unit, from, count)});
 }
 
 struct H264 {
@@ -51,16 +51,6 @@ struct H264 {
     Bytes sets;
     wld_native native;
 };
-
-TEST(H264Packets, ALongNalBecomesFragmentsAndOnlyTheLastHasEndAndMarker) {
-    H264 h264;
-    const Bytes unit = nal(0x61, 2000);
-    EXPECT_EQ(h264.packetise(sample_of({unit})).bytes,
-              records({{kType, false, 0, 0, fu(0x7C, 0x81, unit, 1, 1398)},
-                       {kType, true, 1, 0, fu(0x7C, 0x41, unit, 1399, 601)}}));
-    EXPECT_EQ(h264.native.packet_count, 2u);
-    EXPECT_EQ(h264.native.time_accumulator, 3600.0);
-}
 
 TEST(H264Packets, EveryFragmentedNalEndsWithTheMarkerKept) {
     H264 h264;
@@ -90,7 +80,7 @@ TEST(H264Packets, FragmentsRebuildTheNalAndNeverStartAndEndAtOnce) {
             std::memcpy(&record_size, made.data() + at, 4);
             ASSERT_LE(record_size, 20 + kRoom + 2);
             ASSERT_LE(at + record_size, made.size());
-            const Bytes payload = part(made, at + 20, record_size - 20);
+            const Bytes payload = slice(made, at + 20, record_size - 20);
             at += record_size;
             if (size <= kRoom + 2) {
                 rebuilt = payload;
@@ -100,7 +90,7 @@ TEST(H264Packets, FragmentsRebuildTheNalAndNeverStartAndEndAtOnce) {
             const bool end = at == made.size();
             ASSERT_EQ(payload[1], (start ? 0x80 : 0) | (end ? 0x40 : 0) | 5) << size << " " << fragments;
             ASSERT_FALSE(start && end);
-            rebuilt = join({rebuilt, part(payload, 2, payload.size() - 2)});
+            rebuilt = join({rebuilt, slice(payload, 2, payload.size() - 2)});
         }
         ASSERT_EQ(rebuilt, unit) << size;
         ASSERT_EQ(fragments, size <= kRoom + 2 ? 1 : (size - 1 + kRoom - 1) / kRoom) << size;
@@ -218,7 +208,7 @@ TEST_P(HintedSets, TakeTheNumberOfThePacketTheyPrecede) {
     int length = 0;
     EXPECT_EQ(isoFFgetAvccDsi(&h.hint, &h.media, kType, out.data(), &length), 0);
     const unsigned int second = (GetParam().sequence + 1) & 0xFFFF;
-    EXPECT_EQ(part(out, 0, static_cast<size_t>(length)),
+    EXPECT_EQ(slice(out, 0, static_cast<size_t>(length)),
               records({{kType, false, GetParam().sequence, GetParam().timestamp, kSps},
                        {kType, false, second, GetParam().timestamp, kPps}}));
     EXPECT_EQ(h.hint.snro, 502u);
@@ -249,7 +239,7 @@ TEST(H264Packets, StoredSetsEndWhereALengthPointsOutside) {
         native.dsi_size = static_cast<unsigned int>(sets.size());
         Bytes out(100);
         EXPECT_EQ(wld_h264_packetise_dsi(out.data(), &native), 25) << tail;
-        EXPECT_EQ(part(out, 0, 25), records({{kType, false, 0, 0, kSps}})) << tail;
+        EXPECT_EQ(slice(out, 0, 25), records({{kType, false, 0, 0, kSps}})) << tail;
     }
 }
 

@@ -10,26 +10,12 @@
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
 #include "tests/support/box_builder.h"
+#include "tests/support/little_endian.h"
 
 namespace qlip_test {
 
-// Little-endian words, as the native stream has them.
-inline Bytes words(std::initializer_list<uint32_t> values) {
-    Bytes bytes;
-    for (const uint32_t value : values) {
-        for (int shift = 0; shift < 32; shift += 8)
-            bytes.push_back(static_cast<unsigned char>(value >> shift));
-    }
-    return bytes;
-}
-
 inline Bytes filled(size_t count, unsigned char value) {
     return Bytes(count, value);
-}
-
-inline Bytes part(const Bytes& bytes, size_t from, size_t count) {
-    const auto begin = bytes.begin() + static_cast<ptrdiff_t>(from);
-    return Bytes(begin, begin + static_cast<ptrdiff_t>(count));
 }
 
 struct Packet {
@@ -69,7 +55,7 @@ Result packetise(Packetiser packetiser, Native& native, Bytes sample, double sec
         EXPECT_EQ(out[i], kGuard) << "written beyond the buffer at " << i;
         if (out[i] != kGuard) break;
     }
-    return {result, result < 0 ? Bytes{} : part(out, 0, static_cast<size_t>(result))};
+    return {result, result < 0 ? Bytes{} : slice(out, 0, static_cast<size_t>(result))};
 }
 
 inline wld_native native_for(int codec, int rfc_mode = 0, int flags = 0, int packet_size = 1400) {

@@ -119,13 +119,8 @@ Bytes mvhd(const MoviePlan& plan) {
             std::max(longest, uint64_t{duration_of(track)} * plan.timescale / std::max(track.timescale, 1U));
     }
     ByteWriter out;
-    out.u32(0)
-        .u32(0)
-        .u32(plan.timescale)
-        .u32(static_cast<unsigned int>(longest))
-        .u32(0x10000)
-        .u16(0x100)
-        .zeros(10);
+    out.u32(0).u32(0).u32(plan.timescale).u32(static_cast<unsigned int>(longest));
+    out.u32(0x10000).u16(0x100).zeros(10);
     for (const unsigned int word : kUnityMatrix)
         out.u32(word);
     out.zeros(24).u32(static_cast<unsigned int>(plan.tracks.size()) + 1);
@@ -205,20 +200,9 @@ Bytes sawb_entry(const Bytes& configuration) {
 
 Bytes visual_entry(std::string_view type, unsigned int width, unsigned int height,
                    const Bytes& configuration) {
-    return box(type, ByteWriter()
-                         .zeros(6)
-                         .u16(1)
-                         .zeros(16)
-                         .u16(width)
-                         .u16(height)
-                         .u32(0x480000)
-                         .u32(0x480000)
-                         .u32(0)
-                         .u16(1)
-                         .zeros(32)
-                         .u16(24)
-                         .u16(0xFFFF)
-                         .raw(configuration));
+    ByteWriter out;
+    out.zeros(6).u16(1).zeros(16).u16(width).u16(height).u32(0x480000).u32(0x480000).u32(0).u16(1);
+    return box(type, out.zeros(32).u16(24).u16(0xFFFF).raw(configuration));
 }
 
 Bytes d263(unsigned int level, unsigned int profile) {
@@ -228,17 +212,11 @@ Bytes d263(unsigned int level, unsigned int profile) {
 Bytes esds(const Bytes& decoder_specific_info) {
     const unsigned int n = size_of(decoder_specific_info);
     const Bytes specific = ByteWriter().u8(5).u8(n).raw(decoder_specific_info);
-    const Bytes config = ByteWriter()
-                             .u8(4)
-                             .u8(13 + size_of(specific))
-                             .u8(0x20)
-                             .u8(0x11)
-                             .u24(4000)
-                             .u32(64000)
-                             .u32(32000)
-                             .raw(specific);
+    ByteWriter config;
+    config.u8(4).u8(13 + size_of(specific)).u8(0x20).u8(0x11).u24(4000).u32(64000).u32(32000).raw(specific);
     return full_box(
-        "esds", ByteWriter().u8(3).u8(3 + size_of(config) + 3).u16(1).u8(0).raw(config).u8(6).u8(1).u8(2));
+        "esds",
+        ByteWriter().u8(3).u8(3 + size_of(config.bytes()) + 3).u16(1).u8(0).raw(config).u8(6).u8(1).u8(2));
 }
 
 Bytes avcC(unsigned int nal_length_size, const std::vector<Bytes>& sps, const std::vector<Bytes>& pps) {
@@ -254,14 +232,8 @@ Bytes avcC(unsigned int nal_length_size, const std::vector<Bytes>& sps, const st
 }
 
 Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra) {
-    return box("rtp ", ByteWriter()
-                           .zeros(6)
-                           .u16(1)
-                           .u16(1)
-                           .u16(1)
-                           .u32(max_packet_size)
-                           .raw(box("tims", ByteWriter().u32(timescale)))
-                           .raw(extra));
+    const Bytes tims = box("tims", ByteWriter().u32(timescale));
+    return box("rtp ", ByteWriter().zeros(6).u16(1).u16(1).u16(1).u32(max_packet_size).raw(tims).raw(extra));
 }
 
 Bytes hint_immediate(const Bytes& data) {

@@ -17,4 +17,8 @@ inline Bytes words(std::initializer_list<uint32_t> values) {
     return out;
 }
 
+inline Bytes slice(const Bytes& bytes, size_t from, size_t size) {
+    return Bytes(bytes.begin() + static_cast<long>(from), bytes.begin() + static_cast<long>(from + size));
+}
+
 }  // namespace qlip_test
