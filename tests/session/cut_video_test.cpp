@@ -128,14 +128,6 @@ TEST_P(CutVideo, Mpeg4GivesIntraFramesTheConfiguration) {
     EXPECT_EQ(player->read().status, 1);
 }
 
-TEST_P(CutVideo, Mpeg4ConfigurationOfAProfileFrom64OnCountsAsNone) {
-    const Bytes unseen = join({Bytes{0, 0, 1, 0xB0, 64, 7}, intra()});
-    open({video_track("mp4v", esds(kSequence), {unseen})});
-    chunk();
-    chunk();
-    EXPECT_EQ(chunk(), frame_body({packet_record(102, true, 0, 0, join({kSequence, unseen}))}));
-}
-
 TEST_P(CutVideo, Mpeg4FrameThatOutgrowsTheBufferIsStatus2) {
     open({video_track("mp4v", esds(kSequence),
                       {predicted(), join({intra(), run(64000 - 8 - 9)}), predicted()})});
@@ -227,16 +219,6 @@ TEST_P(CutVideo, DataNotThereYetForTheFirstFrame) {
         EXPECT_EQ(player->read_raw(), 0) << "the sample was not consumed";
         EXPECT_NE(word_at(player->buffer(12), 4), 0U);
     }
-}
-
-TEST_P(CutVideo, AFailedProgressReportIsStatus2WithAGoodRecord) {
-    open({video_track("s263", d263(), {run(10), run(20)})});
-    for (int i = 0; i < 3; ++i)
-        chunk();
-    host->fault = MemoryHost::Fault{.slot = {}, .call = host->calls + (GetParam() ? 2 : 3)};
-    EXPECT_EQ(player->read().status, 2);
-    EXPECT_EQ(player->accept(), words({64, 1, 2}));
-    EXPECT_EQ(chunk(), frame_body({packet_record(34, true, 1, 45000, join({Bytes{0, 0}, run(20)}))}));
 }
 
 TEST_P(CutVideo, TheEndRepeatsTheLastBody) {

@@ -4,7 +4,6 @@
 #include "interface/src/mmfiInterface/session.h"
 #include "qlip/SimpleException.h"
 #include "tests/support/movie_builder.h"
-#include "tests/support/samples.h"
 #include "tests/support/syslog_capture.h"
 
 using namespace qlip_test;
@@ -158,32 +157,5 @@ TEST(Track, NothingBehindTheCallbacksIsAFileWithoutTracks) {
         mm_Interface* handle = reinterpret_cast<mm_Interface*>(0x10);
         EXPECT_EQ(qlip_Open(&handle, host.record(), "ra"), 2);
         EXPECT_EQ(handle, nullptr);
-    }
-}
-
-TEST(Samples, OpenOrRefuseAsTheirTracksSay) {
-    const struct {
-        const char* name;
-        int audio;
-        int video;
-    } kCases[] = {
-        {"aac_refused.3gp", 2, 2},
-        {"amrnb.3gp", 0, 2},
-        {"amrwb.3gp", 0, 2},
-        {"h263.3gp", 2, 0},
-        {"av_h263_amrnb_hinted.3gp", 0, 0},
-        {"h264.3gp", 2, 0},
-        {"mpeg4.3gp", 2, 0},
-        {"mpeg4_with_aac.3gp", 2, 0},
-    };
-    for (const auto& [name, audio, video] : kCases) {
-        SCOPED_TRACE(name);
-        MemoryHost host(sample(name));
-        mm_Interface* handle = nullptr;
-        EXPECT_EQ(qlip_Open(&handle, host.record(), "ra"), audio);
-        qlip_Close(&handle);
-        host.position = 0;
-        EXPECT_EQ(qlip_Open(&handle, host.record(), "rv"), video);
-        qlip_Close(&handle);
     }
 }

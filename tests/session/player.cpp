@@ -81,11 +81,4 @@ std::vector<Packet> packets_of(const Bytes& body) {
     return packets;
 }
 
-Bytes concatenate(const std::vector<Bytes>& chunks) {
-    Bytes all;
-    for (const Bytes& chunk : chunks)
-        all.insert(all.end(), chunk.begin(), chunk.end());
-    return all;
-}
-
 }  // namespace qlip_test

@@ -75,6 +75,4 @@ struct Packet {
 // The packet records of a video frame body (without its prefix).
 std::vector<Packet> packets_of(const Bytes& body);
 
-Bytes concatenate(const std::vector<Bytes>& chunks);
-
 }  // namespace qlip_test

@@ -33,19 +33,6 @@ void expect_as_plain(const Bytes& content, int length) {
 
 }  // namespace
 
-TEST(StartCode, IsFoundAtEveryPositionOfEveryLength) {
-    for (int length = 0; length <= 150; ++length) {
-        for (int at = 0; at + 4 <= length; ++at) {
-            Bytes data(static_cast<size_t>(length), 0xFF);
-            const unsigned char code[] = {0, 0, 1, 0xB6, 63};
-            for (int i = 0; i < 5 && at + i < length; ++i)
-                data[static_cast<size_t>(at + i)] = code[i];
-            expect_as_plain(data, length);
-            EXPECT_EQ(CheckForIFrame(data.data(), length), at + 5 <= length ? 1 : 0);
-        }
-    }
-}
-
 TEST(StartCode, AgreesWithThePlainLoopOnDataFullOfNearMisses) {
     std::mt19937 random(1);
     constexpr unsigned char kAlphabet[] = {0, 0, 0, 1, 0xB0, 0xB6, 63, 64};
