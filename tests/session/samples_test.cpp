@@ -72,6 +72,13 @@ TEST_P(Sample, PacketsAreNumberedWithoutAGap) {
 
 namespace {
 
+Bytes concatenate(const std::vector<Bytes>& chunks) {
+    Bytes all;
+    for (const Bytes& chunk : chunks)
+        all.insert(all.end(), chunk.begin(), chunk.end());
+    return all;
+}
+
 // Grows by little whenever the library finds that data is missing.
 void expect_growing_file_to_stream_whole(const char* file, const char* mode, unsigned int start) {
     MemoryHost whole_host(sample(file)), growing_host(sample(file));
