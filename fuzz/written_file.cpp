@@ -55,8 +55,7 @@ Bytes frame_of(unsigned int size, size_t track, size_t number) {
     return Bytes(size, static_cast<unsigned char>(31 * track + number));
 }
 
-std::vector<std::vector<Bytes>> write(iso_file* file, const std::vector<iso_track*>& tracks,
-                                      Decisions& decisions) {
+std::vector<std::vector<Bytes>> write(const std::vector<iso_track*>& tracks, Decisions& decisions) {
     std::vector<std::vector<Bytes>> frames(tracks.size());
     while (decisions.any()) {
         const size_t t = decisions.byte() % tracks.size();
@@ -126,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
         file->status_flags |= ISO_STATUS_DIRECT;
         file->direct_tracks = static_cast<int>(tracks.size());
     }
-    const auto frames = write(file, tracks, decisions);
+    const auto frames = write(tracks, decisions);
     isoFFclose(file);
     fflush(out.stream());
     qlip_test::MemoryHost host(out.bytes);
