@@ -2,9 +2,9 @@
 // both read modes and a file that may still be arriving.
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
+#include "fuzz/mpeg4_visual.h"
 #include "qlip/SimpleException.h"
 #include "qlip/c3gpinterface.h"
 #include "tests/support/memory_host.h"
@@ -28,26 +28,6 @@ class Choices {
 
 void require(bool condition) {
     if (!condition) std::abort();
-}
-
-// An esds box of another object type ends the process, on purpose; a file with one is of no use here. The
-// type stands behind descriptor sizes of one to four bytes.
-size_t behind_size(const std::vector<unsigned char>& file, size_t at) {
-    for (int i = 0; i < 4 && at < file.size(); ++i)
-        if (!(file[at++] & 0x80)) break;
-    return at;
-}
-
-void make_mpeg4_visual(std::vector<unsigned char>& file) {
-    constexpr unsigned char kEntry[] = {'m', 'p', '4', 'v'};
-    for (size_t at = 0; at + 4 <= file.size(); ++at) {
-        if (std::memcmp(file.data() + at, kEntry, sizeof kEntry) != 0) continue;
-        const size_t object_type = behind_size(file, behind_size(file, at + 82 + 13) + 4);
-        if (object_type < file.size())
-            file[object_type] = 0x20;
-        else
-            file[at] = 'x';
-    }
 }
 
 void read_some(C3gpInterface& reader, Choices& choices, unsigned int calls) {
@@ -84,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Choices choices(data, size);
     qlip_test::MemoryHost host({data, data + size});
     host.keep_log = false;
-    make_mpeg4_visual(host.bytes);
+    qlip_fuzz::make_mpeg4_visual(host.bytes);
     for (const char* mode : {"rv", "ra"}) {
         C3gpInterface reader(choices.next() * 64 + 500);
         host.position = 0;
