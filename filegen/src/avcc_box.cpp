@@ -2,16 +2,16 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <span>
 
-#include "common/log.h"
 #include "filegen/src/fields.h"
+#include "filegen/src/input.h"
 #include "qlip/vorn3gp/sample_entries.h"
 
 namespace {
 
-constexpr const char* kPath = "filegen/src/avcc_box";
 constexpr std::array<unsigned char, 4> kStartCode = {0, 0, 0, 1};
 constexpr unsigned int kLongestString = 256;  // what an 8-bit index reaches
 
@@ -32,14 +32,15 @@ class ByteString {
     unsigned char size_ = 0;
 };
 
+// The bytes of a set are counted in 8 bits, which never reach a length of 256 and more: kept, such a set goes
+// on until the stream fails.
 void read_parameter_set(Vorn3gp::Stream& stream, unsigned short& length, ByteString& string) {
     var16_read(stream, length);
     string.append_start_code();
-    // A counter of 8 bits would never reach such a length.
-    if (length >= kLongestString) {
-        throw SimpleException(kPath, __LINE__, "Parameter set of %u bytes is too long", unsigned{length});
-    }
-    for (unsigned int i = 0; i < length; ++i) {
+    const unsigned int bytes = length < kLongestString ? length : std::numeric_limits<unsigned int>::max();
+    qlip::RunGuard guard(stream, bytes);
+    for (unsigned int i = 0; i < bytes; ++i) {
+        guard.next(1);
         unsigned char byte = 0;
         var8_read(stream, byte);
         string.append(byte);

@@ -47,12 +47,18 @@ TEST(Avcc, EightBitIndexWrapsOverTheStart) {
     EXPECT_EQ(parameter_sets_of(avcc), Bytes(32, 0x68));
 }
 
-TEST(Avcc, SetOf256BytesEndsAtOnce) {
-    for (const bool in_pps : {false, true}) {
-        const Bytes long_set(256, 0x67);
-        BoxStream in(in_pps ? avcC(4, {kSps}, {long_set}) : avcC(4, {long_set}, {}));
-        AVCCBox avcc;
-        EXPECT_THROW(in.read_into(avcc), SimpleException);
+// In a stream that fails at its end, and in one that does not.
+TEST(Avcc, SetOf256BytesReadsOnUntilTheStreamEnds) {
+    const Bytes long_set(256, 0x67);
+    for (const Bytes& bytes : {avcC(4, {long_set}, {}), avcC(4, {kSps}, {long_set})}) {
+        BoxStream in(join({bytes, Bytes(300)}));
+        in.host.arrived = static_cast<unsigned int>(in.host.bytes.size()) - 1;
+        EXPECT_THROW(AVCCBox().Read(in.stream, 0), SimpleException);
+        EXPECT_EQ(in.host.position, in.host.arrived);
+        in.host.arrived.reset();
+        in.host.position = 0;
+        EXPECT_THROW(AVCCBox().Read(in.stream, 0), std::bad_alloc);
+        EXPECT_EQ(in.host.position, in.host.bytes.size());
     }
 }
 
