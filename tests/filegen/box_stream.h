@@ -27,4 +27,15 @@ inline Bytes dumped(const Vorn3gp::Archivable& box) {
     return out.host.bytes;
 }
 
+// What an action failed with; empty when it did not.
+template <class Action>
+std::string message_of(Action action) {
+    try {
+        action();
+    } catch (const SimpleException& failure) {
+        return failure.m_message;
+    }
+    return {};
+}
+
 }  // namespace qlip_test

@@ -125,29 +125,6 @@ TEST(VisualEntry, WithoutItsConfigurationDumpsNothing) {
     EXPECT_EQ(H263SampleEntry().GetSize(), 86u);
 }
 
-TEST(SampleDescriptions, AreOfTheClassOfTheirType) {
-    const Bytes entries = join({samr_entry(),
-                                sawb_entry(),
-                                visual_entry("mp4v", 176, 144, esds(hex("00"))),
-                                visual_entry("avc1", 176, 144, avcC(4, {kSps}, {kPps})),
-                                visual_entry("s263", 176, 144, d263()),
-                                rtp_entry(1400, 90000),
-                                box("mp4a", Bytes(28, 0)),
-                                {0}});
-    BoxStream in(full_box("stsd", ByteWriter().u32(7).raw(entries)));
-    StsdBox stsd;
-    in.read_into(stsd);
-    const auto& found = stsd.GetSampleEntries();
-    ASSERT_EQ(found.size(), 7u);
-    EXPECT_EQ(dynamic_cast<AMRSampleEntry&>(*found[0]).GetAMRSpecific()->GetModeSet(), 0x81FF);
-    EXPECT_EQ(dynamic_cast<AMRSampleEntry&>(*found[1]).GetType(), type_word("sawb"));
-    EXPECT_EQ(dynamic_cast<MP4VisualSampleEntry&>(*found[2]).GetWidth(), 176);
-    EXPECT_EQ(dynamic_cast<H264SampleEntry&>(*found[3]).avcc->sps_length, kSps.size());
-    EXPECT_EQ(dynamic_cast<H263SampleEntry&>(*found[4]).GetH263Specific()->h263_level, 10);
-    EXPECT_EQ(dynamic_cast<NullSampleEntry&>(*found[5]).GetType(), type_word("rtp "));
-    EXPECT_EQ(dynamic_cast<NullSampleEntry&>(*found[6]).payload_size, 28);
-}
-
 TEST(SampleDescriptions, FailedSecondReadLeavesNothingToDump) {
     NullSampleEntry null;
     ESDBox esd;

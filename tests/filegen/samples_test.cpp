@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
+#include <set>
 #include <sstream>
 
 #include "tests/filegen/box_stream.h"
+#include "tests/filegen/command_output.h"
 #include "tests/support/samples.h"
 
 namespace qlip_test {
@@ -27,13 +28,13 @@ class Lister {
     explicit Lister(bool placed) : placed_(placed) {}
 
     Lines list(const Simple3gp& file) {
-        if (file.GetFtyp()) place("/ftyp", *file.GetFtyp());
+        if (file.GetFtyp()) at("/ftyp", *file.GetFtyp());
         for (const MdatBox* mdat : file.mdats)
-            place("/mdat", *mdat);
+            at("/mdat", *mdat);
         const MoovBox& moov = *file.GetMoov();
-        place("/moov", moov);
+        at("/moov", moov);
         const MvhdBox& mvhd = *moov.GetMvhd();
-        place("/moov/mvhd", mvhd);
+        at("/moov/mvhd", mvhd);
         show("/moov/mvhd timescale,duration,rate", mvhd.GetTimescale(), mvhd.GetDuration(), mvhd.rate);
         show("/moov/mvhd next_track", mvhd.next_track_ID);
         for (size_t i = 0; i < moov.GetTraks().size(); ++i)
@@ -51,83 +52,63 @@ class Lister {
         lines_.push_back(line.str());
     }
 
-    void place(const std::string& path, const Box& box) {
+    // The path of a box, which is listed.
+    std::string at(const std::string& path, const Box& box) {
         if (placed_) show(path + " at,size", std::streamoff(box.position), box.GetSizeWhole());
+        return path;
     }
 
     void trak(const std::string& path, const TrakBox& trak) {
-        place(path, trak);
+        at(path, trak);
         const TkhdBox& tkhd = *trak.GetTkhd();
-        place(path + "/tkhd", tkhd);
+        at(path + "/tkhd", tkhd);
         show(path + "/tkhd times,id", tkhd.creation_time, tkhd.modification_time, tkhd.GetTrackId());
         show(path + "/tkhd duration", tkhd.GetDuration());
         show(path + "/tkhd volume", tkhd.GetVolume());
         show(path + "/tkhd dimensions", tkhd.GetWidth(), tkhd.GetHeight());
-        if (trak.GetEdts()) edits(path + "/edts", *trak.GetEdts());
-        if (trak.GetTref()) {
-            const TrackReferenceTypeBox& hint = *trak.GetTref()->GetTrackReferenceTypeBox();
-            place(path + "/tref", *trak.GetTref());
-            place(path + "/tref/hint", hint);
-            show(path + "/tref/hint track", hint.GetTrackID(0));
+        if (const EdtsBox* edts = trak.GetEdts())
+            rows(at(at(path + "/edts", *edts) + "/elst", *edts->GetElst()),
+                 edts->GetElst()->GetEditEntries());
+        if (const TrefBox* tref = trak.GetTref()) {
+            const TrackReferenceTypeBox& hint = *tref->GetTrackReferenceTypeBox();
+            show(at(at(path + "/tref", *tref) + "/hint", hint) + " track", hint.GetTrackID(0));
         }
         media(path + "/mdia", *trak.GetMdia());
     }
 
-    void edits(const std::string& path, const EdtsBox& edts) {
-        place(path, edts);
-        place(path + "/elst", *edts.GetElst());
-        rows(path + "/elst", edts.GetElst()->GetEditEntries(), [](const tagELST_EDIT_ENTRY& row) {
-            return std::array<long, 4>{long{row.segment_duration}, row.media_time, row.media_rate_integer,
-                                       row.media_rate_fraction};
-        });
-    }
-
     void media(const std::string& path, const MdiaBox& mdia) {
         const MdhdBox& mdhd = *mdia.GetMdhd();
+        const HdlrBox& hdlr = *mdia.GetHdlr();
         const MinfBox& minf = *mdia.GetMinf();
-        place(path, mdia);
-        place(path + "/mdhd", mdhd);
-        show(path + "/mdhd times,timescale,duration", mdhd.creation_time, mdhd.modification_time,
-             mdhd.GetTimescale(), mdhd.GetDuration());
+        at(path, mdia);
+        show(at(path + "/mdhd", mdhd) + " times,timescale,duration", mdhd.creation_time,
+             mdhd.modification_time, mdhd.GetTimescale(), mdhd.GetDuration());
         show(path + "/mdhd language", mdhd.language);
-        place(path + "/hdlr", *mdia.GetHdlr());
-        show(path + "/hdlr handler", text_of(mdia.GetHdlr()->GetHandlerType()));
-        place(path + "/minf", minf);
-        if (minf.vmhd) place(path + "/minf/vmhd", *minf.vmhd);
-        if (minf.smhd) place(path + "/minf/smhd", *minf.smhd);
-        if (minf.hmhd) place(path + "/minf/hmhd", *minf.hmhd);
-        place(path + "/minf/dinf", *minf.dinf);
-        place(path + "/minf/dinf/dref", *minf.dinf->dref);
-        tables(path + "/minf/stbl", *minf.GetStbl());
+        show(at(path + "/hdlr", hdlr) + " handler", text_of(hdlr.GetHandlerType()));
+        at(path + "/minf", minf);
+        if (minf.vmhd) at(path + "/minf/vmhd", *minf.vmhd);
+        if (minf.smhd) at(path + "/minf/smhd", *minf.smhd);
+        if (minf.hmhd) at(path + "/minf/hmhd", *minf.hmhd);
+        at(at(path + "/minf/dinf", *minf.dinf) + "/dref", *minf.dinf->dref);
+        tables(at(path + "/minf/stbl", *minf.GetStbl()), *minf.GetStbl());
     }
 
     void tables(const std::string& path, const StblBox& stbl) {
-        const auto word = [](unsigned int value) { return std::array<long, 1>{long{value}}; };
-        place(path, stbl);
-        place(path + "/stsd", *stbl.GetStsd());
+        const StszBox& stsz = *stbl.GetStsz();
+        at(path + "/stsd", *stbl.GetStsd());
         for (const Box* entry : stbl.GetStsd()->GetSampleEntries())
             sample_entry(path + "/stsd/" + text_of(entry->GetType()), *entry);
-        place(path + "/stts", *stbl.GetStts());
-        rows(path + "/stts", stbl.GetStts()->GetSampleEntries(), [](const tagSTTS_SAMPLE_ENTRY& row) {
-            return std::array<long, 2>{long{row.sample_count}, long{row.sample_delta}};
-        });
-        place(path + "/stsc", *stbl.GetStsc());
-        rows(path + "/stsc", stbl.GetStsc()->GetSampleEntries(), [](const tagSTSC_SAMPLE_ENTRY& row) {
-            return std::array<long, 3>{long{row.first_chunk}, long{row.samples_per_chunk},
-                                       long{row.sample_description_index}};
-        });
-        place(path + "/stsz", *stbl.GetStsz());
-        show(path + "/stsz size,count", stbl.GetStsz()->GetSampleSize(), stbl.GetStsz()->GetSampleCount());
-        rows(path + "/stsz", stbl.GetStsz()->GetChunkSizes(), word);
-        place(path + "/stco", *stbl.GetStco());
-        rows(path + "/stco", stbl.GetStco()->GetChunkOffsets(), word);
-        if (!stbl.GetStss()) return;
-        place(path + "/stss", *stbl.GetStss());
-        rows(path + "/stss", stbl.GetStss()->GetSyncSampleEntries(), word);
+        rows(at(path + "/stts", *stbl.GetStts()), stbl.GetStts()->GetSampleEntries());
+        rows(at(path + "/stsc", *stbl.GetStsc()), stbl.GetStsc()->GetSampleEntries());
+        show(at(path + "/stsz", stsz) + " size,count", stsz.GetSampleSize(), stsz.GetSampleCount());
+        rows(path + "/stsz", stsz.GetChunkSizes());
+        rows(at(path + "/stco", *stbl.GetStco()), stbl.GetStco()->GetChunkOffsets());
+        if (const StssBox* stss = stbl.GetStss())
+            rows(at(path + "/stss", *stss), stss->GetSyncSampleEntries());
     }
 
     void sample_entry(const std::string& path, const Box& entry) {
-        place(path, entry);
+        at(path, entry);
         if (const auto* h263 = dynamic_cast<const H263SampleEntry*>(&entry)) {
             tagH263_DEC_SPEC settings = {};
             h263->GetH263Specific()->GetH263Specific(&settings);
@@ -154,8 +135,18 @@ class Lister {
         }
     }
 
-    template <class Rows, class Columns>
-    void rows(const std::string& path, const Rows& table, Columns columns) {
+    using Columns = std::vector<long>;
+    static Columns columns(unsigned int word) { return {word}; }
+    static Columns columns(const tagSTTS_SAMPLE_ENTRY& row) { return {row.sample_count, row.sample_delta}; }
+    static Columns columns(const tagSTSC_SAMPLE_ENTRY& row) {
+        return {row.first_chunk, row.samples_per_chunk, row.sample_description_index};
+    }
+    static Columns columns(const tagELST_EDIT_ENTRY& row) {
+        return {row.segment_duration, row.media_time, row.media_rate_integer, row.media_rate_fraction};
+    }
+
+    template <class Row>
+    void rows(const std::string& path, const std::vector<Row>& table) {
         for (size_t i = 0; i < table.size(); ++i) {
             std::ostringstream line;
             line << path << " row" << i;
@@ -170,15 +161,8 @@ class Lister {
 };
 
 Lines listed_by_script(const std::string& name) {
-    const std::string command = std::string(QLIP_PYTHON " " QLIP_LIST_BOXES " " QLIP_SAMPLES "/") + name;
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string text;
-    std::array<char, 4096> buffer;
-    for (size_t got; (got = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        text.append(buffer.data(), got);
-    EXPECT_EQ(pclose(pipe), 0);
     Lines lines;
-    std::istringstream in(text);
+    std::istringstream in(output_of(QLIP_PYTHON " " QLIP_LIST_BOXES " " QLIP_SAMPLES "/" + name));
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     std::sort(lines.begin(), lines.end());
@@ -203,31 +187,18 @@ TEST_P(Samples, HaveTheFieldsThatAnotherParserFinds) {
     EXPECT_EQ(Lister(true).list(file), expected);
 }
 
-// Entries whose dump is not as long as the size that it writes: unknown ones, H.264 ones, and MPEG-4 ones
-// with descriptor sizes in the long form.
-bool dumps_wrong_size(const Box& entry) {
-    if (const auto* mpeg4 = dynamic_cast<const MP4VisualSampleEntry*>(&entry)) {
-        const tagESD_INFO& info = *mpeg4->GetESDBox()->GetESDInfo();
-        return info.es_size != 23 + info.dsi_size;
-    }
-    return dynamic_cast<const NullSampleEntry*>(&entry) || dynamic_cast<const H264SampleEntry*>(&entry);
-}
-
-bool dumps_whole(const Simple3gp& file) {
-    const auto& traks = file.GetMoov()->GetTraks();
-    return std::none_of(traks.begin(), traks.end(), [](const TrakBox* trak) {
-        const auto& entries = trak->GetMdia()->GetMinf()->GetStbl()->GetStsd()->GetSampleEntries();
-        return std::any_of(entries.begin(), entries.end(),
-                           [](const Box* entry) { return dumps_wrong_size(*entry); });
-    });
-}
+// The others have entries whose dump is not as long as the size that it writes: unknown ones, H.264 ones, and
+// MPEG-4 ones with descriptor sizes in the long form.
+const std::set<std::string> kDumpedWhole = {"amrnb.3gp", "amrnb_dtx_faststart.3gp", "amrwb.3gp", "h263.3gp",
+                                            "h263_cif_faststart.3gp"};
 
 TEST_P(Samples, SurviveDumpAndReadBarringEntriesOfWrongSize) {
     Simple3gp file;
     read(file, sample(name()));
     const Bytes bytes = dumped(file);
-    EXPECT_EQ(bytes.size() == file.GetFtyp()->GetSize() + file.GetMoov()->GetSize(), dumps_whole(file));
-    if (!dumps_whole(file)) return;
+    const bool whole = bytes.size() == file.GetFtyp()->GetSize() + file.GetMoov()->GetSize();
+    ASSERT_EQ(whole, kDumpedWhole.count(name()) > 0);
+    if (!whole) return;
     Simple3gp again;
     read(again, bytes);
     EXPECT_EQ(Lister(false).list(again), Lister(false).list(file));
