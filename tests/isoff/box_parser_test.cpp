@@ -259,6 +259,19 @@ TEST(SmallBoxes, KeepTheirFields) {
     EXPECT_NE(f.track(2), nullptr) << "every box left the walk at its end";
 }
 
+TEST(SmallBoxes, AHeaderCutShortTellsOfEachFieldAndTheNextBoxesGoOn) {
+    const std::string word = "read_buf, EOF 0 left, 4 requested\n",
+                      half = "read_buf, EOF 0 left, 2 requested\n";
+    OpenedFile movie(moov_file({trak({}), full_box("mvhd", Bytes(16, 1))}));
+    EXPECT_EQ(movie.output, word + half + "seek_buf, EOF 0 left, 70 requested\n" + word);
+    EXPECT_EQ(movie.file->next_track_id, 0U);
+    OpenedFile track(moov_file({container("trak", {full_box("tkhd", Bytes(20, 1))})}));
+    std::string lines = word + word + half + half + half + half;
+    for (int i = 0; i < 9 + 2; ++i)
+        lines += word;
+    EXPECT_EQ(track.output, lines);
+}
+
 TEST(SmallBoxes, UdtaBehindTheLastTrackAddressesThatTrack) {
     const Bytes sdp = container("hnti", {box("sdp ", ByteWriter().text("s"))});
     OpenedFile f(moov_file({container("udta", {sdp}), trak({}), trak({}), container("udta", {sdp})}));

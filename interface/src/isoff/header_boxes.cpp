@@ -48,8 +48,9 @@ void read_profiles(iso_file* file) {
 
 int P_mvhd(iso_file* file, int /*size*/) {
     read_times(file, file);
-    skip(file, 4 + 2);  // rate, volume
-    skip(file, 70);     // reserved, matrix, pre-defined
+    getint32(file);  // rate
+    getint16(file);  // volume
+    skip(file, 70);  // reserved, matrix, pre-defined
     file->next_track_id = u32(file);
     return 0;
 }
@@ -87,12 +88,13 @@ int P_tkhd(iso_file* file, int /*size*/) {
         skip(file, 4);
         getint32(file);  // duration, movie units
     }
-    skip(file, 8);
+    getint32(file);  // reserved
+    getint32(file);
     track->codec = ISO_CODEC_NONE;
     track->layer = u16(file);
     track->alternate_group = u16(file);
     track->volume = u16(file);
-    skip(file, 2);
+    getint16(file);  // reserved
     for (unsigned int& word : track->matrix)
         word = u32(file);
     track->width = u32(file) >> 16;

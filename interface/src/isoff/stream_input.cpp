@@ -76,9 +76,7 @@ int getint32(iso_file* file) {
 }
 
 void getID(iso_file* file, char* dst) {
-    std::array<unsigned char, 4> field{};
-    read_field(file, field);
-    std::memcpy(dst, field.data(), field.size());
+    getbytes(file, dst, 4);
     dst[4] = '\0';
 }
 

@@ -1,6 +1,6 @@
 // The byte-level input of the box parser. Each primitive reads the moov buffer while in_buffer is 1, and the
-// host's stream otherwise. Fields are big-endian. Nothing here stops a parse: what could not be read is zero,
-// or -1 where a result says so.
+// host's stream otherwise. Fields are big-endian. Nothing here stops a parse: a number that could not be read
+// is zero, or -1 where a result says so, and bytes stay as they were.
 #pragma once
 
 #include "qlip/isoff.h"
