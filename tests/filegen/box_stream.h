@@ -21,7 +21,7 @@ struct BoxStream {
     Vorn3gp::Stream stream = host.record();
 };
 
-inline Bytes dumped(const Vorn3gp::Archivable& box) {
+inline Bytes dumped(const Vorn3gp::Box& box) {
     BoxStream out;
     box.Dump(out.stream);
     return out.host.bytes;

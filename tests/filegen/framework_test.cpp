@@ -194,7 +194,7 @@ TEST(TrackReference, HasOneIndex) {
 
 // A dump of an incomplete tree ends the process in all builds.
 TEST(IncompleteTree, DiesInDump) {
-    const auto dies = [](const Archivable& box, const std::string& missing) {
+    const auto dies = [](const Box& box, const std::string& missing) {
         BoxStream out;
         EXPECT_DEATH(box.Dump(out.stream), "Assertion `" + missing + " != __null' failed");
     };
