@@ -47,6 +47,7 @@ TrackPlan hint(unsigned int id, unsigned int media) {
 struct Opened {
     int status = -1;
     unsigned int track_id = 0;
+    int codec = ISO_CODEC_NONE;
     std::string log;
 
     Opened(const std::vector<TrackPlan>& tracks, const char* mode) {
@@ -54,7 +55,7 @@ struct Opened {
         syslog_lines().clear();
         mm_Interface* handle = nullptr;
         status = qlip_Open(&handle, host.record(), mode);
-        if (handle != nullptr) track_id = handle->track->track_id;
+        if (handle != nullptr) track_id = handle->track->track_id, codec = handle->track->codec;
         EXPECT_EQ(handle != nullptr, status == 0);
         qlip_Close(&handle);
         for (const SyslogLine& line : syslog_lines()) {
@@ -72,24 +73,32 @@ std::string message_of(const std::string& line) {
 
 }  // namespace
 
-TEST(Mode, RefusalsNameWhatIsWrong) {
+TEST(Open, RefusalsNameWhatIsWrong) {
+    const std::vector<TrackPlan> speech = {narrowband(1)}, video_and_hint = {visual(1, "s263"), hint(2, 1)};
     const struct {
+        std::vector<TrackPlan> tracks;
         const char* mode;
+        int status;
         const char* text;
     } kCases[] = {
-        {"", "Mode not specified\n"},
-        {"r", "Mode not specified\n"},
-        {"a", "Direction not specified\n"},
-        {"V", "Direction not specified\n"},
-        {"rx", "Invalid/unsupported mode switch [x] specified\n"},
-        {"RX", "Invalid/unsupported mode switch [x] specified\n"},
-        {"ra ", "Invalid/unsupported mode switch [ ] specified\n"},
-        {"r\xE9", "Invalid/unsupported mode switch [\xE9] specified\n"},
+        {speech, "", 7, "Mode not specified\n"},
+        {speech, "r", 7, "Mode not specified\n"},
+        {speech, "a", 7, "Direction not specified\n"},
+        {speech, "V", 7, "Direction not specified\n"},
+        {speech, "rx", 7, "Invalid/unsupported mode switch [x] specified\n"},
+        {speech, "RX", 7, "Invalid/unsupported mode switch [x] specified\n"},
+        {speech, "ra ", 7, "Invalid/unsupported mode switch [ ] specified\n"},
+        {speech, "r\xE9", 7, "Invalid/unsupported mode switch [\xE9] specified\n"},
+        {{aac(1)}, "ra", 2, "Unsupported track: AAC.\n"},
+        {{visual(1, "s263"), aac(2)}, "ra", 2, "Unsupported track: AAC.\n"},
+        {video_and_hint, "ra", 2, "Valid audio track (AMR-NB, AMR-WB) not found.\n"},
+        {{aac(1)}, "rv", 2, "Valid video track (MPEG4, H263, H264) not found.\n"},
+        {{hint(1, 9)}, "rv", 2, "Valid video track (MPEG4, H263, H264) not found.\n"},
     };
-    for (const auto& [mode, text] : kCases) {
-        SCOPED_TRACE(mode);
-        const Opened opened({narrowband(1)}, mode);
-        EXPECT_EQ(opened.status, 7);
+    for (const auto& [tracks, mode, status, text] : kCases) {
+        SCOPED_TRACE(text);
+        const Opened opened(tracks, mode);
+        EXPECT_EQ(opened.status, status);
         EXPECT_EQ(opened.log.rfind("ERR: interface/src/mmfiInterface(", 0), 0U) << opened.log;
         EXPECT_EQ(message_of(opened.log), text);
     }
@@ -120,35 +129,8 @@ TEST(Track, TheLastAcceptableOneIsChosen) {
     EXPECT_EQ(Opened({visual(1, "mp4v"), visual(2, "s263")}, "rv").track_id, 2U);
     EXPECT_EQ(Opened({visual(1, "s263"), visual(2, "s263"), narrowband(3)}, "rv").track_id, 2U);
     EXPECT_EQ(Opened({visual(1, "s263"), hint(2, 1)}, "rv").track_id, 1U);
-}
-
-TEST(Track, OfEqualIdsTheFirstAcceptableOneIsChosen) {
-    MemoryHost host(build_movie({.tracks = {visual(7, "s263"), narrowband(7), wideband(7)}}));
-    mm_Interface* handle = nullptr;
-    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
-    EXPECT_EQ(handle->track->codec, ISO_CODEC_SAMR);
-    qlip_Close(&handle);
-}
-
-TEST(Track, AFileWithoutOneIsRefused) {
-    const struct {
-        std::vector<TrackPlan> tracks;
-        const char* mode;
-        const char* text;
-    } kCases[] = {
-        {{aac(1)}, "ra", "Unsupported track: AAC.\n"},
-        {{visual(1, "s263"), aac(2)}, "ra", "Unsupported track: AAC.\n"},
-        {{visual(1, "s263"), hint(2, 1)}, "ra", "Valid audio track (AMR-NB, AMR-WB) not found.\n"},
-        {{aac(1)}, "rv", "Valid video track (MPEG4, H263, H264) not found.\n"},
-        {{hint(1, 9)}, "rv", "Valid video track (MPEG4, H263, H264) not found.\n"},
-    };
-    for (const auto& [tracks, mode, text] : kCases) {
-        SCOPED_TRACE(text);
-        const Opened opened(tracks, mode);
-        EXPECT_EQ(opened.status, 2);
-        EXPECT_EQ(opened.log.rfind("ERR: interface/src/mmfiInterface(", 0), 0U);
-        EXPECT_EQ(message_of(opened.log), text);
-    }
+    const Opened equal_ids({visual(7, "s263"), narrowband(7), wideband(7)}, "ra");
+    EXPECT_EQ(equal_ids.codec, ISO_CODEC_SAMR) << "of equal ids the first acceptable one";
 }
 
 TEST(Track, NothingBehindTheCallbacksIsAFileWithoutTracks) {
