@@ -114,14 +114,11 @@ INSTANTIATE_TEST_SUITE_P(BothModes, Reading, testing::Bool(),
 TEST(Access, WithoutCttsTheOffsetIsZeroAndWithoutTimescaleTheTimeToo) {
     OpenedFile f(
         MoviePlan{{TrackPlan{.timescale = 0, .samples = {hex("01")}, .sample_entry = samr_entry()}}, true});
-    double time = 7, cto = 7;
+    double time = 7, cto = 7, length = 7;
     unsigned char byte = 0;
+    isoFFtrackInfo(f.track(), nullptr, nullptr, &length, nullptr);
     EXPECT_EQ(isoFFread(f.track(), &byte, 1, &time, &cto), 1);
-    EXPECT_EQ(time, 0.0);
-    EXPECT_EQ(cto, 0.0);
-    time = 7;
-    isoFFtrackInfo(f.track(), nullptr, nullptr, &time, nullptr);
-    EXPECT_EQ(time, 0.0);
+    EXPECT_EQ(std::tuple(time, cto, length), std::tuple(0.0, 0.0, 0.0));
 }
 
 TEST(Access, RowsOfNoSamplesDoNotStopATrack) {
@@ -184,20 +181,14 @@ TEST(Info, TellsAboutFileAndTracks) {
     int tracks = 0, bytes = 0, kind = 0, samples = 0;
     double time = 0;
     EXPECT_EQ(isoFFfileInfo(f.file, &tracks, &time, &bytes), 0);
-    EXPECT_EQ(tracks, 2);
-    EXPECT_EQ(bytes, 28 + 27);
-    EXPECT_DOUBLE_EQ(time, 102 / 600.0);
+    EXPECT_EQ(std::tuple(tracks, time, bytes), std::tuple(2, 102 / 600.0, 28 + 27));
     EXPECT_EQ(isoFFtrackInfo(f.track(), &kind, &samples, &time, &bytes), 0);
-    EXPECT_EQ(kind, ISO_CODEC_SAMR);
-    EXPECT_EQ(samples, 7);
-    EXPECT_DOUBLE_EQ(time, 0.17);
-    EXPECT_EQ(bytes, 28);
+    EXPECT_EQ(std::tuple(kind, samples, time, bytes), std::tuple(ISO_CODEC_SAMR, 7, 0.17, 28));
     EXPECT_EQ(isoFFfileInfo(f.file, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(isoFFfileInfo(nullptr, nullptr, nullptr, nullptr), -1);
     EXPECT_EQ(isoFFtrackInfo(nullptr, nullptr, nullptr, nullptr, nullptr), -1);
-    char video[] = "vide";
+    char video[] = "vide", sound[] = "soun";
     EXPECT_EQ(isoFFselect(f.file, video, 1), nullptr);
-    char sound[] = "soun";
     EXPECT_EQ(isoFFselect(f.file, sound, 2), f.track(2));
 }
 
