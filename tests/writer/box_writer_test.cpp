@@ -21,21 +21,14 @@ Bytes stored(int (*writer)(int, Owner*, unsigned char*), Owner* owner) {
     return out;
 }
 
-TEST(PutTest, LengthsTakeFourBytes) {
-    unsigned char out[4];
-    EXPECT_EQ(putxlen(1, out, 0x0ABCDEF), 4);
-    EXPECT_EQ(Bytes(out, out + 4), hex("85 AF 9B 6F"));
-    EXPECT_EQ(putxlen(0, nullptr, 5), 4);
-}
-
-TEST(PutTest, RunsOfValues) {
+TEST(PutTest, ValuesAndLengths) {
     unsigned char out[8];
     int values[] = {1, -2};
     EXPECT_EQ(put32n(1, out, values, 2), 8);
     EXPECT_EQ(Bytes(out, out + 8), hex("00000001 FFFFFFFE"));
-    EXPECT_EQ(put24(1, out, 0x01020304), 3);
-    EXPECT_EQ(Bytes(out, out + 3), hex("020304"));
-    EXPECT_EQ(put8n(1, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(put24(1, out, 0x01020304) + putxlen(1, out + 3, 0x0ABCDEF), 7);
+    EXPECT_EQ(Bytes(out, out + 7), hex("020304 85AF9B6F"));
+    EXPECT_EQ(put8n(1, nullptr, nullptr, 0) + putxlen(0, nullptr, 5), 4);
 }
 
 class BoxWriterTest : public testing::Test {
@@ -85,17 +78,16 @@ TEST_F(BoxWriterTest, AvcConfigurationIsBuiltFromStoredSets) {
     track->profile = 0x42;
     track->profile_compat = 1;
     track->level = 0x0D;
-    track->nal_length_size = 4;
     track->sps_count = track->pps_count = 1;
-    track->sps = sps.data();
-    track->pps = pps.data();
-    EXPECT_EQ(stored<iso_track>(w_avcC, track),
-              box("avcC", hex("01 42 01 0D FF E1 0003 674201 01 0002 68CE")));
-    track->nal_length_size = 2;
-    track->sps = sps.data() + 2;
-    track->pps = pps.data() + 2;
-    EXPECT_EQ(stored<iso_track>(w_avcC, track),
-              box("avcC", hex("01 42 01 0D FD E1 0003 674201 01 0002 68CE")));
+    for (const unsigned int length_size : {2U, 4U}) {
+        track->nal_length_size = length_size;
+        track->sps = sps.data() + 4 - length_size;
+        track->pps = pps.data() + 4 - length_size;
+        EXPECT_EQ(stored<iso_track>(w_avcC, track),
+                  box("avcC", join({hex("01 42 01 0D"),
+                                    {static_cast<unsigned char>(0xFB + length_size)},
+                                    hex("E1 0003 674201 01 0002 68CE")})));
+    }
     track->sps = track->pps = nullptr;
 }
 

@@ -80,6 +80,25 @@ TEST(FailingOutputTest, AFullOutputStopsTheTrack) {
     EXPECT_NE(movie.file->status_flags & ISO_STATUS_WRITE_FAILED, 0U);
 }
 
+// The header finds room in what was taken of the last frame, so that no frame is dropped.
+TEST(FailingOutputTest, AnEmptyFrameThatWaitsIsNotTakenForAWrittenOne) {
+    WriterFixture movie;
+    movie.direct(2);
+    movie.file->interleave_period = 1.01;
+    iso_track* video = movie.add_h263(30);
+    iso_track* audio = movie.add_amr();
+    for (int i = 0; i < 30; ++i)
+        EXPECT_EQ(movie.write(video, 10, 'v'), 10);
+    EXPECT_EQ(isoFFwrite(video, nullptr, 0, 1, 0), 0);
+    setvbuf(movie.out.stream(), nullptr, _IONBF, 0);
+    movie.out.capacity = 3000;
+    EXPECT_EQ(movie.write(audio, 13, 'a'), 13);
+    EXPECT_EQ(movie.write(audio, 4000, 'b'), -5);
+    const Bytes& out = movie.close();
+    EXPECT_EQ(read_back(out, 1).size(), 30U);
+    EXPECT_EQ(read_back(out, 2).size(), 1U);
+}
+
 TEST(FailingOutputTest, NoOutputAndNoSeekingEndWithoutACrash) {
     for (const bool direct : {false, true}) {
         WriterFixture nowhere;

@@ -52,10 +52,10 @@ TEST(WriterLayoutTest, ShortRoundsInterleaveByTime) {
     write_small_movie(movie);
     // Round limits: 0.02 takes a and v (a track always moves on by a frame); the next rounds take b and w,
     // then c.
-    const Bytes& out = movie.close();
     const Bytes media = frames({{13, 'a'}, {5, 'v'}, {13, 'b'}, {7, 'w'}, {6, 'c'}});
+    const Bytes& out = movie.close();
     ASSERT_GT(out.size(), media.size());
-    EXPECT_EQ(Bytes(out.end() - static_cast<long>(media.size()), out.end()), media);
+    EXPECT_EQ(slice(out, out.size() - media.size(), media.size()), media);
 }
 
 TEST(WriterLayoutTest, DirectModePutsTheMovieBoxBehindTheMedia) {
@@ -71,17 +71,16 @@ TEST(WriterLayoutTest, DirectModePutsTheMovieBoxBehindTheMedia) {
 }
 
 TEST(WriterLayoutTest, DirectModeRotatesWhenASliceIsFull) {
-    WriterFixture movie;
-    movie.direct(2);
-    movie.file->interleave_period = 0.04;
-    write_small_movie(movie);
     // Audio: a to 0.02; b would reach 0.04, so it waits. Video: v to 0.033; w would pass. Then b, w, c.
-    const Bytes media = frames({{13, 'a'}, {5, 'v'}, {13, 'b'}, {7, 'w'}, {6, 'c'}});
-    const Bytes& out = movie.close();
-    const Bytes mdat = box("mdat", media);
-    EXPECT_EQ(Bytes(out.begin() + static_cast<long>(expected_ftyp().size()),
-                    out.begin() + static_cast<long>(expected_ftyp().size() + mdat.size())),
-              mdat);
+    // Slices of no length hold a frame each, which here is the same.
+    const Bytes mdat = box("mdat", frames({{13, 'a'}, {5, 'v'}, {13, 'b'}, {7, 'w'}, {6, 'c'}}));
+    for (const double period : {0.04, 0.0, -1.0}) {
+        WriterFixture movie;
+        movie.direct(2);
+        movie.file->interleave_period = period;
+        write_small_movie(movie);
+        EXPECT_EQ(slice(movie.close(), expected_ftyp().size(), mdat.size()), mdat) << period;
+    }
 }
 
 TEST(WriterLayoutTest, OneDirectTrackIsWrittenAsItComes) {

@@ -1,11 +1,9 @@
 #include "tests/writer/writer_fixture.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 
 #include "qlip/h263_isoff.h"
-#include "tests/support/movie_builder.h"
+#include "tests/isoff/opened_file.h"
 
 namespace qlip_test {
 
@@ -128,26 +126,26 @@ Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const Exp
     return container("trak", {tkhd(id, movie_duration, 128, 96), mdia});
 }
 
-std::vector<Bytes> read_back(const Bytes& bytes, int index) {
-    MemoryHost host(bytes);
-    auto* io = host.record();
-    char mode[] = "r";
-    iso_file* file = isoFFopen(io, mode, nullptr);
-    iso_track* track = isoFFselect(file, nullptr, index);
+std::vector<Bytes> samples_of(iso_track* track) {
     std::vector<Bytes> samples;
     Bytes buffer(64000);
     // An empty track's tables hold one row of zeros, which is no sample.
-    const bool empty = track && track->stts_count == 1 && track->stts[0][0] == 0;
-    while (track && !empty && track->sample < track->sample_count) {
+    const bool empty = track->stts_count == 1 && track->stts[0][0] == 0;
+    while (!empty && track->sample < track->sample_count) {
         const unsigned int* sizes = track->sample_sizes;
         const int size = static_cast<int>(sizes ? sizes[track->sample] : track->sample_size);
         const int got = isoFFread(track, buffer.data(), 64000, nullptr, nullptr);
         EXPECT_EQ(got, size) << "sample " << samples.size() << " does not lie inside the file";
         if (got != size) break;
-        samples.emplace_back(buffer.begin(), buffer.begin() + got);
+        samples.push_back(slice(buffer, 0, static_cast<size_t>(got)));
     }
-    isoFFclose(file);
     return samples;
+}
+
+std::vector<Bytes> read_back(const Bytes& bytes, int index) {
+    OpenedFile again(bytes);
+    iso_track* track = again.track(index);
+    return track ? samples_of(track) : std::vector<Bytes>{};
 }
 
 }  // namespace qlip_test

@@ -5,6 +5,7 @@
 
 #include "qlip/isoff.h"
 #include "tests/support/box_builder.h"
+#include "tests/support/little_endian.h"
 #include "tests/support/memory_file.h"
 
 namespace qlip_test {
@@ -42,7 +43,6 @@ struct ExpectedTrack {
     unsigned int samples = 0;
     Bytes stsz;  // payload behind version and flags
     std::vector<unsigned int> offsets;
-    unsigned int rate = 0;  // largest and mean bit rate, where the entry has them
 };
 
 Bytes expected_ftyp();
@@ -50,8 +50,10 @@ Bytes expected_mvhd(unsigned int duration, unsigned int next_track_id);
 Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected);
 Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected);
 
-// Reads a finished file back with the reading engine and checks that every sample lies inside it. Returns the
-// samples of track `index`, or nothing when there is no such track.
+// The samples of a track from its cursor on. Each is checked to lie inside the file.
+std::vector<Bytes> samples_of(iso_track* track);
+
+// Those of track `index` of a finished file, or nothing when there is no such track.
 std::vector<Bytes> read_back(const Bytes& file, int index);
 
 }  // namespace qlip_test

@@ -96,7 +96,7 @@ int w_mdhd(int pass, iso_track* track, unsigned char* dst) {
 
 int w_hdlr(int pass, iso_track* track, unsigned char* dst) {
     PutBox box(pass, dst, "hdlr");
-    box.u32s({0, 0}).id(track->handler).u32s({0, 0, 0}).text(track->handler).u8(0);
+    box.u32s({0, 0}).text(track->handler).u32s({0, 0, 0}).text(track->handler).u8(0);
     return box.finish();
 }
 

@@ -40,9 +40,10 @@ int start_output(iso_file* file) {
 }
 
 int choose_first_track(iso_file* file) {
-    file->direct_track = track_numbered(file, file->direct_index);
-    if (!file->direct_track || file->position != 0) return 0;
-    return start_output(file);
+    iso_track* first = track_numbered(file, file->direct_index);
+    const int result = first && file->position == 0 ? start_output(file) : 0;
+    if (result == 0) file->direct_track = first;
+    return result;
 }
 
 void let_go_of_data(iso_data* frame, const void* caller_buffer) {
@@ -80,20 +81,19 @@ void account_for(iso_track* track, iso_data* frame) {
 // The current track's next step in dwr_flush.
 enum class Step { Write, Stop, NextTrack };
 
-// Also sets *time to where the track's clock stands behind its frame.
+// A track that has no more frames leaves its turn to the others. Sets *time to where the track's clock stands
+// behind its frame.
 Step next_step(iso_track* track, double* time) {
-    iso_file* file = track->file;
-    const iso_data* frame = track->pending;
-    if (frame) {
-        *time = track->track_time + qlip::media_seconds(track, frame->delta);
-    } else {
-        if (!is_closed(track) || file->direct_tracks == 1) return Step::Stop;
-        *time = track->track_time = file->interleave_period;
+    const iso_file* file = track->file;
+    const bool takes_turns = file->direct_tracks > 1;
+    if (!track->pending) {
+        if (!is_closed(track) || !takes_turns) return Step::Stop;
+        track->track_time = file->interleave_period;
+        return Step::NextTrack;
     }
-    const bool slice_full =
-        file->direct_tracks > 1 && track->track_time != 0 && *time >= file->interleave_period;
-    if (slice_full) return Step::NextTrack;
-    return frame ? Step::Write : Step::Stop;
+    *time = track->track_time + qlip::media_seconds(track, track->pending->delta);
+    const bool slice_full = takes_turns && track->track_time != 0 && *time >= file->interleave_period;
+    return slice_full ? Step::NextTrack : Step::Write;
 }
 
 // Writes the current track's frame, or closes the track when there is no room for it.
@@ -112,8 +112,10 @@ int write_pending(iso_track* track, double time, const void* caller_buffer) {
     return 0;
 }
 
+// Leaves out frames whose track never had a turn, which it has only among the first `direct_tracks` ones.
 void take_what_was_written(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next) {
+        if (track->pending) qlip::cut_frames_at(track, track->pending, nullptr);
         track->sample_count = static_cast<int>(track->written_samples);
         track->duration = track->written_duration;
     }
@@ -234,7 +236,7 @@ int dwr_count_track_data(iso_track* track) {
     iso_data* frame = track->data_cursor;
     if (!frame) return 0;
     do {
-        if (frame->data) return 0;  // never reached the output
+        if (frame == track->pending) return 0;  // never reached the output
         const unsigned int extra =
             qlip::size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
         if (!qlip::fits(file, file->header_bytes + extra, frame->size)) return -1;

@@ -7,36 +7,70 @@
 
 namespace {
 
-constexpr unsigned int kNowhere = 0xFFFFFFFF;
+// Tracks that lie over each other take turns sample by sample; a file can claim more of those than there is
+// time for.
+constexpr int kMostTurns = 1 << 22;
 
 // A walk over one track's samples by file position.
-struct Walk {
-    const iso_track* track;
-    int sample = 0;
-    unsigned int position = 0;
-    int chunk = 0;
-    int row = 0;
-    int run = 0;
+class Walk {
+  public:
+    explicit Walk(const iso_track* walked) : track_(walked), position_(walked->chunks[0].start) {}
 
-    explicit Walk(const iso_track* walked) : track(walked), position(walked->chunks[0].start) {}
+    unsigned int position() const { return position_; }
+    bool has_samples() const { return sample_ < track_->sample_count && chunk_ < track_->chunk_count; }
 
-    bool has_samples() const { return sample < track->sample_count; }
-
-    // Steps over a sample and returns its duration in media time.
-    double step() {
-        const double delta = row < track->stts_count ? track->stts[row][1] : 0;
-        if (row < track->stts_count && ++run >= track->stts[row][0]) {
-            run = 0;
-            ++row;
-        }
-        position += track->sample_sizes ? track->sample_sizes[sample] : track->sample_size;
-        if (chunk < track->chunk_count && position >= track->chunks[chunk].end) {
-            ++chunk;
-            position = chunk < track->chunk_count ? track->chunks[chunk].start : kNowhere;
-        }
-        ++sample;
-        return delta;
+    // Steps over the samples that begin ahead of `limit`, and over one in any case. Returns their duration.
+    double advance_to(unsigned int limit) {
+        double duration = 0;
+        do {
+            duration += step(limit);
+        } while (has_samples() && position_ < limit);
+        return track_->timescale == 0 ? 0 : duration / track_->timescale;
     }
+
+  private:
+    // One sample, or of samples of a constant size as many as lie together and last equally long.
+    double step(unsigned int limit) {
+        const int count = track_->sample_sizes ? 1 : equal_samples(limit);
+        const unsigned int size = track_->sample_sizes ? track_->sample_sizes[sample_] : track_->sample_size;
+        position_ += static_cast<unsigned int>(count) * size;
+        sample_ += count;
+        if (position_ >= track_->chunks[chunk_].end && ++chunk_ < track_->chunk_count) {
+            position_ = track_->chunks[chunk_].start;
+        }
+        return pass_durations(count);
+    }
+
+    int equal_samples(unsigned int limit) const {
+        int count = track_->sample_count - sample_;
+        if (row_ < track_->stts_count) count = std::min(count, std::max(track_->stts[row_][0] - run_, 1));
+        const unsigned int end = std::min(limit, track_->chunks[chunk_].end);
+        if (end <= position_) return 1;
+        const unsigned int bytes = end - position_;
+        if (track_->sample_size == 0 || bytes / track_->sample_size >= static_cast<unsigned int>(count)) {
+            return count;
+        }
+        return static_cast<int>((bytes - 1) / track_->sample_size) + 1;
+    }
+
+    // Returns the duration of samples that lie in one row; behind the table they have none.
+    double pass_durations(int count) {
+        if (row_ >= track_->stts_count) return 0;
+        const double duration = static_cast<double>(count) * track_->stts[row_][1];
+        run_ += count;
+        if (run_ >= track_->stts[row_][0]) {
+            run_ = 0;
+            ++row_;
+        }
+        return duration;
+    }
+
+    const iso_track* track_;
+    unsigned int position_;
+    int sample_ = 0;
+    int chunk_ = 0;
+    int row_ = 0;  // of the time table
+    int run_ = 0;  // samples of that row so far
 };
 
 std::vector<Walk> start_walks(const iso_file* file) {
@@ -47,24 +81,20 @@ std::vector<Walk> start_walks(const iso_file* file) {
     return walks;
 }
 
-// Moves the two walks with samples left and the lowest positions to the front. False with fewer than two.
-bool order_lowest_two(std::vector<Walk>& walks) {
-    std::erase_if(walks, [](const Walk& walk) { return !walk.has_samples(); });
-    if (walks.size() < 2) return false;
-    std::partial_sort(walks.begin(), walks.begin() + 2, walks.end(),
-                      [](const Walk& a, const Walk& b) { return a.position < b.position; });
-    return true;
-}
-
+// The walks are a heap, the lowest position in front.
 double longest_stretch(std::vector<Walk> walks) {
+    const auto is_behind = [](const Walk& a, const Walk& b) { return a.position() > b.position(); };
+    std::make_heap(walks.begin(), walks.end(), is_behind);
     double longest = 0;
-    while (order_lowest_two(walks)) {
-        Walk& lowest = walks[0];
-        double stretch = 0;
-        do {
-            stretch += lowest.step();
-        } while (lowest.has_samples() && lowest.position < walks[1].position);
-        if (lowest.track->timescale != 0) longest = std::max(longest, stretch / lowest.track->timescale);
+    for (int turn = 0; walks.size() >= 2 && turn < kMostTurns; ++turn) {
+        std::pop_heap(walks.begin(), walks.end(), is_behind);
+        Walk& lowest = walks.back();
+        longest = std::max(longest, lowest.advance_to(walks.front().position()));
+        if (lowest.has_samples()) {
+            std::push_heap(walks.begin(), walks.end(), is_behind);
+        } else {
+            walks.pop_back();
+        }
     }
     return longest;
 }
