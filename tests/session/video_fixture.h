@@ -38,6 +38,14 @@ inline TrackPlan hint_track(std::vector<Bytes> samples, unsigned int max_packet_
             .hint_reference = 1};
 }
 
+// An H.264 track with one set of each kind.
+inline const Bytes kSps = {0x67, 0x42, 0xE0, 0x1E, 0xAA};
+inline const Bytes kPps = {0x68, 0xCE, 0x3C};
+
+inline TrackPlan h264(std::vector<Bytes> samples) {
+    return video_track("avc1", avcC(4, {kSps}, {kPps}), std::move(samples));
+}
+
 // One packet of `length` bytes of a media sample.
 inline HintPacket cite(unsigned int sequence, bool marker, unsigned int sample_number, unsigned int length,
                        unsigned int offset = 0, unsigned int payload_type = 96) {
@@ -83,6 +91,19 @@ class VideoStream : public testing::TestWithParam<bool> {
         EXPECT_FALSE(step.overran);
         EXPECT_EQ(step.size, Player::kSizeUntouched);
         return step.bytes;
+    }
+
+    void pass(int chunks) {
+        for (; chunks > 0; --chunks)
+            chunk();
+    }
+
+    // The next body's payloads, one behind the other.
+    Bytes payload() {
+        Bytes joined;
+        for (const Packet& packet : packets_of(chunk()))
+            joined.insert(joined.end(), packet.payload.begin(), packet.payload.end());
+        return joined;
     }
 
     // Frame record and body of the next frame.
