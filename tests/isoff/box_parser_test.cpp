@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <tuple>
+
 #include "interface/src/isoff/box_handlers.h"
 #include "interface/src/isoff/box_tables.h"
 #include "interface/src/isoff/stream_input.h"
@@ -204,24 +206,19 @@ TEST(SmallBoxes, KeepTheirFields) {
                                   full_box("hdlr", ByteWriter().u32(0).text("soun").zeros(15))})}),
          trak({})}));
     EXPECT_EQ(f.output, "");
-    EXPECT_EQ(f.file->od_id, 1U);
-    EXPECT_EQ(f.file->od_profile, 1U);
-    EXPECT_EQ(f.file->scene_profile, 2U);
-    EXPECT_EQ(f.file->audio_profile, 3U);
-    EXPECT_EQ(f.file->visual_profile, 4U);
-    EXPECT_EQ(f.file->graphics_profile, 5U);
+    const iso_file& file = *f.file;
+    EXPECT_EQ(std::tuple(file.od_id, file.od_profile, file.scene_profile, file.audio_profile,
+                         file.visual_profile, file.graphics_profile),
+              std::tuple(1U, 1U, 2U, 3U, 4U, 5U));
     EXPECT_STREQ(f.file->sdp, "v=0");
     iso_track* t = f.track();
     ASSERT_EQ(t->edit_count, 2);
-    EXPECT_EQ(t->edits[1][1], 0xFFFFFFFFU);
-    EXPECT_EQ(t->hint_ref_track, 3U);
-    EXPECT_EQ(t->xml_size, 4);
+    EXPECT_EQ(std::tuple(t->edits[1][1], t->hint_ref_track, t->xml_size, t->tsel_group),
+              std::tuple(0xFFFFFFFFU, 3U, 4, 9U));
+    EXPECT_EQ(std::tuple(t->timescale, t->creation_time), std::tuple(8000U, 1U));
     EXPECT_STREQ(t->sdp, "m=x");
-    EXPECT_EQ(t->tsel_group, 9U);
     EXPECT_STREQ(t->tsel_attributes, "bitr");
     EXPECT_STREQ(t->handler, "soun");
-    EXPECT_EQ(t->timescale, 8000U);
-    EXPECT_EQ(t->creation_time, 1U);
     EXPECT_NE(f.track(2), nullptr) << "every box left the walk at its end";
 }
 

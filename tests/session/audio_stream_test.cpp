@@ -129,18 +129,10 @@ TEST_P(AudioStream, ASampleOfSeveralFramesIsReadOnceAndReportedOnce) {
     track.stts = {{1, 480}, {1, 160}};
     play(track);
     EXPECT_EQ(word_at(header[0], 20), 4U) << "480 / 160 frames and one more";
-    std::vector<Call> expected = {{Slot::Seek, kMediaStart, 0, 0, 0},
-                                  {Slot::SeekNRead, kMediaStart, 54, 54, 0},
-                                  {Slot::Seek, kMediaStart + 54, 0, 0, 0}};
-    if (GetParam())
-        expected = {{Slot::IndexRead, kMediaStart, 54, 54, 0},
-                    {Slot::AdvanceRead, kMediaStart + 54, 0, 0, 0}};
-    player->read();
-    EXPECT_EQ(host->log, expected);
-    EXPECT_THAT(player->read().bytes, ElementsAreArray(payload_chunk(0x70, a)));
+    expect_frame(header_chunk(32, 10, 0, 0), payload_chunk(0x70, a));
     expect_frame(header_chunk(6, 10, 160, 1), payload_chunk(0x70, b));
     expect_frame(header_chunk(16, 10, 320, 2), payload_chunk(0x20, c));
-    EXPECT_EQ(host->log, expected) << "carried frames cost no call";
+    EXPECT_EQ(host->log.size(), GetParam() ? 2U : 3U) << "carried frames cost no call";
     expect_frame(header_chunk(14, 10, 480, 3), payload_chunk(0x10, d));
     EXPECT_EQ(player->read().status, 1);
 }

@@ -15,11 +15,7 @@ TrackPlan narrowband(unsigned int id) {
 }
 
 TrackPlan wideband(unsigned int id) {
-    return {.id = id,
-            .timescale = 16000,
-            .samples = {Bytes(61, 0x44)},
-            .delta = 320,
-            .sample_entry = sawb_entry()};
+    return {.id = id, .timescale = 16000, .samples = {Bytes(61, 0x44)}, .sample_entry = sawb_entry()};
 }
 
 TrackPlan aac(unsigned int id) {
@@ -29,9 +25,7 @@ TrackPlan aac(unsigned int id) {
 TrackPlan visual(unsigned int id, const char* type) {
     return {.handler = "vide",
             .id = id,
-            .timescale = 90000,
             .samples = {Bytes(40, 0x22)},
-            .delta = 3000,
             .sample_entry = visual_entry(type, 176, 144, {})};
 }
 
