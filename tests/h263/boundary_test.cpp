@@ -1,6 +1,3 @@
-#include <algorithm>
-#include <random>
-
 #include "tests/h263/walk_support.h"
 
 namespace qlip_test {
@@ -80,30 +77,6 @@ TEST(Boundary, TraceLeavesTheKindBlank) {
               "boundary_type =                     ,  byte =  0x101, bit = 0\n");
     for (const auto kind : {TBQ_BOUNDARY_NONE, TBQ_BOUNDARY_PICTURE, TBQ_BOUNDARY_SEGMENT}) {
         EXPECT_STREQ(tbq_boundary_to_str(kind), "");
-    }
-}
-
-// Bits in which no 16 zeros stand together but those of the planted group start codes.
-TEST(Boundary, EveryPlantedStartCodeIsFoundAtItsBit) {
-    std::mt19937 random(263);
-    for (int round = 0; round < 2000; ++round) {
-        BitWriter writer;
-        std::vector<tbq_pos_t> planted;
-        for (int code = 0; code < 4; ++code) {
-            for (unsigned n = random() % 12 + 2; n-- > 0;)
-                writer.number(random() % 255 + 1, 8);
-            writer.number(~0UL, 1 + random() % 8);
-            writer.number(0, random() % 9);  // stuffing
-            planted.push_back(bit_position(writer.count()));
-            writer.number(0, 16).number(0x21 + random() % 31, 6).number(~0UL, 8);
-        }
-        Walker walker(writer.bytes());
-        for (const tbq_pos_t& expected : planted) {
-            ASSERT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_SEGMENT) << round;
-            ASSERT_EQ(walker.pos, expected) << round;
-            tbq_pos_add(&walker.pos, &walker.pos, 22);
-        }
-        ASSERT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE) << round;
     }
 }
 

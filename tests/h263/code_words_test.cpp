@@ -24,21 +24,17 @@ struct Operation {
     const char* diagnostic;
 };
 
-unsigned mcbpc_value(const Walker& walker) {
-    return walker.state.mb.cbpc == kUntouched ? kUntouched
-                                              : walker.state.mb.mb_type * 4 + walker.state.mb.cbpc;
+template <auto kParse>
+unsigned run_mcbpc(Walker& walker) {
+    walker.state.mb.cbpc = kUntouched;
+    walker.call(kParse);
+    const tbq_mb_info_t& mb = walker.state.mb;
+    return mb.cbpc == kUntouched ? kUntouched : mb.mb_type * 4 + mb.cbpc;
 }
 
-unsigned run_mcbpc_p(Walker& walker) {
-    walker.state.mb.cbpc = kUntouched;
-    walker.call(tbq_mcbpc_p_parse);
-    return mcbpc_value(walker);
-}
-
-unsigned run_mcbpc_i(Walker& walker) {
-    walker.state.mb.cbpc = kUntouched;
-    walker.call(tbq_mcbpc_i_parse);
-    return mcbpc_value(walker);
+template <auto kParse>
+unsigned run_row(Walker& walker) {
+    return walker.call(kParse);
 }
 
 unsigned run_cbpy(Walker& walker) {
@@ -49,12 +45,11 @@ unsigned run_cbpy(Walker& walker) {
 }
 
 const Operation kOperations[] = {
-    {"mcbpc_p", 13, qlip::vlc::kMcbpcP, run_mcbpc_p, kUntouched, "h263 parse error 13\n"},
-    {"mcbpc_i", 9, qlip::vlc::kMcbpcI, run_mcbpc_i, kUntouched, "h263 parse error 12\n"},
+    {"mcbpc_p", 13, qlip::vlc::kMcbpcP, run_mcbpc<tbq_mcbpc_p_parse>, kUntouched, "h263 parse error 13\n"},
+    {"mcbpc_i", 9, qlip::vlc::kMcbpcI, run_mcbpc<tbq_mcbpc_i_parse>, kUntouched, "h263 parse error 12\n"},
     {"cbpy", 6, qlip::vlc::kCbpy, run_cbpy, kUntouched, "h263 parse error 14\n"},
-    {"mvd", 13, qlip::vlc::kMvd, [](Walker& w) { return w.call(tbq_mvd_parse); }, 0, "h263 parse error 15\n"},
-    {"tcoef", 13, qlip::vlc::kTcoef, [](Walker& w) { return w.call(tbq_tcoef_parse); }, kNoCoefficient,
-     "h263 parse error 16\n"},
+    {"mvd", 13, qlip::vlc::kMvd, run_row<tbq_mvd_parse>, 0, "h263 parse error 15\n"},
+    {"tcoef", 13, qlip::vlc::kTcoef, run_row<tbq_tcoef_parse>, kNoCoefficient, "h263 parse error 16\n"},
 };
 
 struct Outcome {
@@ -101,8 +96,8 @@ Walker walker_at(unsigned start, unsigned width, unsigned window, unsigned size)
 Outcome run(const Operation& operation, Walker walker) {
     const tbq_pos_t in = walker.pos;
     const unsigned value = operation.run(walker);
-    const auto consumed = static_cast<unsigned>(8 * (walker.pos.byte - in.byte) + walker.pos.bit - in.bit);
-    return {value, consumed, walker.err};
+    return {value, static_cast<unsigned>(8 * (walker.pos.byte - in.byte) + walker.pos.bit - in.bit),
+            walker.err};
 }
 
 class CodeWords : public testing::TestWithParam<Operation> {
@@ -166,24 +161,13 @@ struct Row {
 
 // Rows looked up in ITU-T H.263 by hand.
 TEST(CodeWordRows, ReadAsInTheStandard) {
-    const Row rows[] = {{0, "1", 0},
-                        {0, "00011", 12},
-                        {0, "000100", 16},
-                        {0, "000000001", 255},
-                        {0, "00000000010", 20},
-                        {0, "0000000001111", 23},
-                        {1, "1", 12},
-                        {1, "0001", 16},
-                        {1, "000000001", 255},
-                        {2, "11", 15},
-                        {2, "0011", 0},
-                        {3, "1", 32},
-                        {3, "0000000000101", 0},
-                        {3, "0000000000110", 63},
-                        {4, "10", 0},
-                        {4, "0111", 58},
-                        {4, "000001011111", 101},
-                        {4, "0000011", 102}};
+    // clang-format off
+    const Row rows[] = {
+        {0, "1", 0}, {0, "00011", 12}, {0, "000100", 16}, {0, "000000001", 255}, {0, "00000000010", 20},
+        {0, "0000000001111", 23}, {1, "1", 12}, {1, "0001", 16}, {1, "000000001", 255}, {2, "11", 15},
+        {2, "0011", 0}, {3, "1", 32}, {3, "0000000000101", 0}, {3, "0000000000110", 63}, {4, "10", 0},
+        {4, "0111", 58}, {4, "000001011111", 101}, {4, "0000011", 102}};
+    // clang-format on
     for (const Row& row : rows) {
         Walker walker(BitWriter().bits(row.word).number(~0UL, 32).bytes());
         EXPECT_EQ(kOperations[row.operation].run(walker), row.value) << row.word;

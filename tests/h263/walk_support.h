@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "qlip/h263_parse.h"
@@ -70,6 +71,23 @@ struct Walker {
     tbq_pos_t pos{};
     int err = 0;
 };
+
+// Runs `test` on a walker that stands on the first of the bits, of which only the first `left` are there, for
+// each `left`. They end with a byte, so that the data ends behind them.
+template <typename Test>
+void at_every_cut(std::string_view bits, Test test) {
+    const unsigned long count = BitWriter().bits(bits).count();
+    for (unsigned long left = 0; left < count; ++left) {
+        const unsigned ahead = (8 - left % 8) % 8;
+        Bytes bytes = BitWriter().number(0, ahead).bits(bits).bytes();
+        bytes.resize((ahead + left) / 8);
+        Walker walker(bytes);
+        walker.pos = bit_position(ahead);
+        test(walker);
+        EXPECT_EQ(walker.err, 1) << left;
+        EXPECT_EQ(walker.pos, bit_position(ahead)) << left;
+    }
+}
 
 // What `action` writes to standard output.
 template <typename Action>
