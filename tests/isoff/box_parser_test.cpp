@@ -42,7 +42,7 @@ TEST(Open, ReadsMoovWithOneCallAndKeepsTheStartingTimescaleOfVersionOne) {
     EXPECT_EQ(one.file->audio_profile, 255U);
 }
 
-TEST(Open, GivesAnErrorForAnotherModeOnly) {
+TEST(Open, TakesTwoModesAndCountsTheHeaderBytesOfAWrittenFile) {
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = nullptr;
     int err = 7;
     char bad[] = "x";
@@ -55,6 +55,13 @@ TEST(Open, GivesAnErrorForAnotherModeOnly) {
     EXPECT_EQ(file->tracks, nullptr);
     EXPECT_EQ(isoFFclose(file), 0);
     EXPECT_EQ(isoFFclose(nullptr), -1);
+    char writing[] = "wb";
+    file = isoFFopen(io, writing, &err);
+    EXPECT_EQ(isoFFtrack(file)->track_id, 1U);
+    EXPECT_EQ(std::tuple(file->header_bytes, file->next_track_id), std::tuple(194U + 325U, 2U));
+    EXPECT_EQ(isoFFselect(file, nullptr, 1), nullptr);
+    file->writing = 0;  // nothing to write to
+    isoFFclose(file);
 }
 
 TEST(Close, CountsEveryBlockThatOpeningCounted) {
