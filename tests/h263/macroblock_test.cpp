@@ -108,22 +108,6 @@ TEST_P(MacroblockWalk, CutAtAnyBitConsumesNothing) {
 INSTANTIATE_TEST_SUITE_P(Kinds, MacroblockWalk, testing::ValuesIn(kMacroblocks),
                          [](const auto& test) { return test.param.name; });
 
-TEST(MacroblockNumber, CountsNotCodedOnesAndOneWalkedAgainOnce) {
-    Walker walker({0xF8});
-    set_modes(walker, {});
-    const auto step = [&](unsigned from, unsigned expected) {
-        walker.pos = {0, from};
-        walker.call(tbq_mb_parse);
-        EXPECT_EQ(walker.state.mb.mb_number, expected);
-    };
-    step(0, 0);
-    step(0, 0);
-    step(1, 1);
-    step(2, 2);
-    step(2, 2);
-    EXPECT_EQ(walker.state.gob.mb_count, 3U);
-}
-
 TEST(MacroblockPrint, VerboseAndTraced) {
     Walker walker(BitWriter().bits("111 0 011 11 01 010 011").bytes());
     set_modes(walker, {});

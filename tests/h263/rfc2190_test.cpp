@@ -1,9 +1,7 @@
 #include <algorithm>
 #include <string>
 
-#include "qlip/h263_isoff.h"
-#include "tests/h263/pictures.h"
-#include "tests/h263/walk_support.h"
+#include "tests/h263/picture_walk.h"
 #include "tests/stream/packets.h"
 
 namespace qlip_test {
@@ -146,12 +144,6 @@ TEST(Rfc2190Mb, TellsOfItsCuts) {
 
 class Rfc2190 : public testing::TestWithParam<wld_rfc_mode> {};
 
-TEST_P(Rfc2190, APictureThatFitsIsOneModeARecord) {
-    const Bytes picture = six_macroblocks();
-    wld_native native = native_of(GetParam());
-    EXPECT_EQ(cut(native, picture).bytes, records({{34, true, 0, 0, join({Bytes{0, 0x40, 0, 0}, picture})}}));
-}
-
 TEST_P(Rfc2190, WithoutAPictureHeaderNothingIsWrittenAndNothingChanges) {
     wld_native native = native_of(GetParam());
     native.last_source_format = 3;
@@ -166,9 +158,10 @@ TEST_P(Rfc2190, APictureWithoutFormatTakesTheLastOne) {
     wld_native native = native_of(GetParam());
     const Bytes cif = {0, 0, 0x80, 0x02, 0x0C, 0xFF};
     const Bytes ufep_0 = {0, 0, 0x80, 0x02, 0x1C, 0x10};
-    EXPECT_EQ(slice(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x10, 0, 0}));
-    cut(native, cif);
-    EXPECT_EQ(slice(cut(native, ufep_0).bytes, 20, 4), (Bytes{0, 0x70, 0, 0}));
+    const auto header_of = [&](const Bytes& picture) { return slice(cut(native, picture).bytes, 20, 4); };
+    EXPECT_EQ(header_of(ufep_0), (Bytes{0, 0x10, 0, 0}));
+    EXPECT_EQ(header_of(cif), (Bytes{0, 0x60, 0, 0}));
+    EXPECT_EQ(header_of(ufep_0), (Bytes{0, 0x70, 0, 0}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Rfc2190, testing::Values(WLD_RFC_2190, WLD_RFC_2190_B), [](const auto& test) {
@@ -219,18 +212,6 @@ Fragments put_together(const Bytes& stream) {
     return whole;
 }
 
-std::vector<unsigned long> macroblock_starts(Bytes picture, size_t count) {
-    picture.insert(picture.end(), {0xFF, 0xFF});
-    Walker walker(picture);
-    std::vector<unsigned long> starts;
-    while (starts.size() < count) {
-        starts.push_back(8 * walker.pos.byte + walker.pos.bit);
-        get_start_of_mb(&walker.state, walker.bytes.data(), static_cast<int>(walker.bytes.size()),
-                        &walker.pos, &walker.pos);
-    }
-    return starts;
-}
-
 class RealPictures : public testing::TestWithParam<Clip> {};
 
 TEST_P(RealPictures, ComeBackBitByBitAndAreCutAtTheMacroblocksTheyName) {
@@ -239,9 +220,9 @@ TEST_P(RealPictures, ComeBackBitByBitAndAreCutAtTheMacroblocksTheyName) {
         wld_native native = native_of(WLD_RFC_2190_B);
         const Fragments whole = put_together(cut(native, picture).bytes);
         ASSERT_EQ(whole.bits.bytes(), picture);
-        const auto starts = macroblock_starts(picture, static_cast<size_t>(GetParam().macroblocks));
+        const Steps steps(with_ones_behind(picture), static_cast<size_t>(GetParam().macroblocks));
         for (size_t i = 1; i < whole.starts.size(); ++i)
-            EXPECT_EQ(whole.starts[i], starts[whole.addresses[i]]);
+            EXPECT_EQ(bit_position(whole.starts[i]), steps.ends[whole.addresses[i] - 1]);
         was_cut = was_cut || whole.starts.size() > 1;
         native = native_of(WLD_RFC_2190);
         ASSERT_EQ(put_together(cut(native, picture).bytes).bits.bytes(), picture) << "mode A";

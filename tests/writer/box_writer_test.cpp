@@ -105,16 +105,6 @@ TEST_F(BoxWriterTest, TimeTablesRunLengthEncode) {
               full_box("ctts", ByteWriter().u32(2).u32(2).u32(5).u32(1).u32(7)));
 }
 
-TEST_F(BoxWriterTest, ConstantSizesNeedNoTableUntilOneDiffers) {
-    iso_track* track = movie.add_amr();
-    movie.write(track, 13, 'x');
-    movie.write(track, 13, 'x');
-    EXPECT_EQ(stored<iso_track>(w_stsz, track), full_box("stsz", ByteWriter().u32(13).u32(2)));
-    movie.write(track, 6, 'x');
-    EXPECT_EQ(stored<iso_track>(w_stsz, track),
-              full_box("stsz", ByteWriter().u32(0).u32(3).u32(13).u32(13).u32(6)));
-}
-
 TEST_F(BoxWriterTest, BothPassesOfAnEmptyTrackAgree) {
     iso_track* track = movie.add_amr();
     EXPECT_EQ(stored<iso_track>(w_stts, track), full_box("stts", ByteWriter().u32(1).u32(0).u32(0)));

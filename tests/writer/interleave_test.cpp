@@ -16,11 +16,8 @@ TrackPlan plan(unsigned int id, size_t samples, unsigned int per_chunk) {
     return track;
 }
 
-TEST(InterleaveTest, TheLongestRunOfOneTrackCounts) {
+TEST(InterleaveTest, TheLongestRunOfOneTrackAheadOfAnotherCounts) {
     EXPECT_NEAR(interleave_of({plan(1, 100, 10), plan(2, 100, 25)}), 25 * 0.02, 1e-9);
-}
-
-TEST(InterleaveTest, ASingleTrackHasNoOtherToWaitFor) {
     EXPECT_EQ(interleave_of({plan(1, 100, 10)}), 0.0);
     EXPECT_EQ(isoFFgetInterleave(nullptr), -1.0);
 }

@@ -16,34 +16,35 @@ Bytes word(unsigned int value) {
     return ByteWriter().u32(value);
 }
 
-Bytes tkhd(unsigned int id, unsigned int duration, unsigned int width, unsigned int height) {
-    return full_box("tkhd",
-                    join({kTimes, word(id), word(0), word(duration), Bytes(16), kMatrix, word(width << 16),
-                          word(height << 16)}),
-                    0, 1);
-}
+struct Description {
+    const char* handler;
+    Bytes media_header;
+    Bytes entry;
+    unsigned int timescale, delta;
+    unsigned int width, height;
+};
 
-Bytes mdhd(unsigned int timescale, unsigned int duration) {
-    return full_box("mdhd", join({kTimes, word(timescale), word(duration), hex("55C4 0000")}));
-}
-
-Bytes hdlr(const std::string& type) {
-    return full_box("hdlr", ByteWriter().u32(0).text(type).zeros(12).text(type).u8(0));
-}
-
-Bytes dinf() {
-    return container("dinf", {full_box("dref", ByteWriter().u32(1).raw(full_box("url ", {}, 0, 1)))});
-}
-
-Bytes stbl(const Bytes& entry, unsigned int delta, const ExpectedTrack& expected) {
+Bytes expected_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected,
+                    const Description& kind) {
     ByteWriter stco;
     stco.u32(expected.samples);
     for (const unsigned int offset : expected.offsets)
         stco.u32(offset);
-    return container("stbl",
-                     {full_box("stts", ByteWriter().u32(1).u32(expected.samples).u32(delta)),
-                      full_box("stsd", ByteWriter().u32(1).raw(entry)), full_box("stsz", expected.stsz),
-                      full_box("stsc", ByteWriter().u32(1).u32(1).u32(1).u32(1)), full_box("stco", stco)});
+    const Bytes stts = full_box("stts", ByteWriter().u32(1).u32(expected.samples).u32(kind.delta));
+    const Bytes stbl = container(
+        "stbl", {stts, full_box("stsd", ByteWriter().u32(1).raw(kind.entry)), full_box("stsz", expected.stsz),
+                 full_box("stsc", ByteWriter().u32(1).u32(1).u32(1).u32(1)), full_box("stco", stco)});
+    const Bytes dref = full_box("dref", ByteWriter().u32(1).raw(full_box("url ", {}, 0, 1)));
+    const Bytes minf = container("minf", {kind.media_header, container("dinf", {dref}), stbl});
+    const std::string type = kind.handler;
+    const Bytes hdlr = full_box("hdlr", ByteWriter().u32(0).text(type).zeros(12).text(type).u8(0));
+    const Bytes mdhd = full_box(
+        "mdhd", join({kTimes, word(kind.timescale), word(kind.delta * expected.samples), hex("55C4 0000")}));
+    const Bytes tkhd = full_box("tkhd",
+                                join({kTimes, word(id), word(0), word(movie_duration), Bytes(16), kMatrix,
+                                      word(kind.width << 16), word(kind.height << 16)}),
+                                0, 1);
+    return container("trak", {tkhd, container("mdia", {mdhd, hdlr, minf})});
 }
 
 }  // namespace
@@ -111,19 +112,15 @@ Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const Expe
     const Bytes damr = box("damr", ByteWriter().text("VXYZ").u8(0).u16(0x81FF).u8(0).u8(1));
     const Bytes entry =
         box("samr", ByteWriter().zeros(7).u8(1).zeros(8).u16(2).u16(16).zeros(4).u16(8000).u16(0).raw(damr));
-    const Bytes minf =
-        container("minf", {full_box("smhd", ByteWriter().u32(0)), dinf(), stbl(entry, 160, expected)});
-    const Bytes mdia = container("mdia", {mdhd(8000, 160 * expected.samples), hdlr("soun"), minf});
-    return container("trak", {tkhd(id, movie_duration, 0, 0), mdia});
+    return expected_trak(id, movie_duration, expected,
+                         {"soun", full_box("smhd", ByteWriter().u32(0)), entry, 8000, 160, 0, 0});
 }
 
 Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected) {
     const Bytes d263 = box("d263", ByteWriter().text("VXYZ").u8(0).u8(10).u8(0));
-    const Bytes entry = visual_entry("s263", 128, 96, d263);
-    const Bytes minf =
-        container("minf", {full_box("vmhd", ByteWriter().zeros(8), 0, 1), dinf(), stbl(entry, 1, expected)});
-    const Bytes mdia = container("mdia", {mdhd(30, expected.samples), hdlr("vide"), minf});
-    return container("trak", {tkhd(id, movie_duration, 128, 96), mdia});
+    return expected_trak(id, movie_duration, expected,
+                         {"vide", full_box("vmhd", ByteWriter().zeros(8), 0, 1),
+                          visual_entry("s263", 128, 96, d263), 30, 1, 128, 96});
 }
 
 std::vector<Bytes> samples_of(iso_track* track) {
