@@ -88,7 +88,7 @@ class QLIP_API C3gpInterface {
     // Results: 0; 9 already open; 7 mode not understood; 13 `pIO` or one of its functions is null; 4 a box is
     // missing or the file is damaged; 6 no memory; 11, 12, 14 too many tracks, no hint track, no track of the
     // kind; 15 unknown video coder; 2 other failures. After any failure but 7 and 9 the object counts as open
-    // and must be closed. One 4 comes with a usable stream: that of an audio edit list without its boxes.
+    // and must be closed. One 4 comes with a usable stream: that of an audio edit box without a list.
     unsigned int Open(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, const char* pszMode);
 
     // Delivers the next *puSize bytes of the stream into `pBuffer`, whatever the frame boundaries, and stores
@@ -123,8 +123,8 @@ class QLIP_API C3gpInterface {
     QLIP_LOCAL const unsigned char* HintSample() const;
     QLIP_LOCAL const unsigned char* HintSampleEnd() const;
 
-    // Bytes of a media sample by the tables; 0 for a number that the file does not have.
-    QLIP_LOCAL unsigned int MediaSampleSize(unsigned int uSample) const;
+    // Size of the buffer that holds a media sample, which is that of the largest one; 0 while there is none.
+    QLIP_LOCAL unsigned int MediaBufferBytes() const;
 
   protected:
     // Boxes of one track, borrowed from the tree.
@@ -258,6 +258,7 @@ class QLIP_API C3gpInterface {
     unsigned int m_uSamplesPerChunk = 0;
     unsigned int m_uTimeToSampleIndex;
     bool m_bEof;
+    unsigned int m_uMediaBufferBytes = 0;  // of m_pMediaBuffer
     const char* m_pszModeName = "";
     unsigned int m_uMediaSampleCount;
     unsigned int m_uHintSampleCount;

@@ -61,14 +61,16 @@ SampleReference read_sample_reference(const unsigned char** cursor) {
     return reference;
 }
 
-// The bytes that a sample constructor names. The track index is not looked at: all media is of one track.
+// The bytes that a sample constructor names. The track index is not looked at: all media is of one track. Nor
+// is the sample's own size: what lies behind it in the buffer is delivered with it. Kept.
 const unsigned char* fetch(const PropFile& file, const SampleReference& reference) {
     if (!file.m_pInterface) throw kBadHintContent;
     const unsigned char* data = nullptr;
     if (file.m_pInterface->GetMediaSample(reference.sample, &data) == 0) throw kMediaNotAvailable;
     const uint64_t end = uint64_t{reference.offset} + reference.length;
-    if (end > file.m_pInterface->MediaSampleSize(reference.sample)) {
-        QLIP_LOG_WARNING(kBasePath, "Hint sample reaches beyond media sample %d", reference.sample);
+    if (end > file.m_pInterface->MediaBufferBytes()) {
+        QLIP_LOG_WARNING(kBasePath, "Hint sample reaches beyond the buffer of media sample %d",
+                         reference.sample);
         throw kBadHintContent;
     }
     return data + reference.offset;

@@ -1,9 +1,6 @@
 // What the second reader writes at its two debug levels.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <sstream>
-
 #include "qlip/SimpleException.h"
 #include "tests/c3gpinterface/reader_support.h"
 #include "tests/support/syslog_capture.h"
@@ -12,101 +9,131 @@ namespace qlip_test {
 namespace {
 
 class Log : public testing::Test {
-  protected:
+  public:
     ~Log() override { sx_Debug = 3; }
 
-    // The reader's own lines, without path and line number.
-    static std::vector<std::string> lines() {
-        std::vector<std::string> out;
-        for (const SyslogLine& line : syslog_lines()) {
-            const size_t path = line.text.find("interface/src/c3gpinterface(");
-            if (path == std::string::npos) continue;
-            out.push_back(line.text.substr(0, path) + line.text.substr(line.text.find("): ") + 3));
-            EXPECT_EQ(out.back().back(), '\n');
-            out.back().pop_back();
-        }
+    static void level(int wanted) {
+        sx_Debug = wanted;
         syslog_lines().clear();
+    }
+
+    // The lines since then of the reader and the producers, behind a line end. The path is left out where it
+    // is the reader's, and is a name alone where it is a producer's.
+    static std::string lines() {
+        std::string out = "\n";
+        for (auto [priority, line] : syslog_lines()) {
+            const size_t reader = line.find("interface/src/c3gpinterface("), close = line.find("): ");
+            const size_t producer = line.find("propfile/src/"), open = line.find('(');
+            if (reader != std::string::npos)
+                out += line.erase(reader, close + 3 - reader);
+            else if (producer != std::string::npos)
+                out += line.erase(open, close + 1 - open).erase(producer, 13);
+        }
         return out;
     }
 };
 
-using Lines = std::vector<std::string>;
-
-// Lines of a text that begins with a line end, with numbers in place of @h and @m.
-Lines lines_of(std::string text, unsigned int hint, unsigned int media) {
-    for (size_t at = 0; (at = text.find('@')) != std::string::npos;)
-        text.replace(at, 2, std::to_string(text[at + 1] == 'h' ? hint : media));
-    Lines out;
-    std::istringstream in(text.substr(1));
-    for (std::string line; std::getline(in, line);)
-        out.push_back(line);
-    return out;
+// The text with values in place of the names.
+std::string filled(std::string text, std::initializer_list<std::pair<std::string, std::string>> values) {
+    for (const auto& [name, value] : values)
+        for (size_t at; (at = text.find(name)) != std::string::npos;)
+            text.replace(at, name.size(), value);
+    return text;
 }
 
-// One frame, the step to the next with its table rows, and the end, in the words of the verbose level.
+std::string without_addresses(std::string text) {
+    for (const std::string before : {"Context: 0x", "DataPtr: 0x", "Callback=0x", "Context=0x"})
+        for (size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
+            at += before.size();
+            text.erase(at, text.find_first_not_of("0123456789abcdefABCDEF", at) - at);
+        }
+    return text;
+}
+
+std::string offset(const Bytes& file, size_t track, size_t chunk, unsigned int behind = 0) {
+    return std::to_string(chunk_offsets(file, static_cast<unsigned int>(track))[chunk] + behind);
+}
+
+// One frame, the step to the next with its table rows, a request for nothing, and the end.
 TEST_F(Log, OfReadingTellsEachStep) {
     MoviePlan plan = video_plan(2);
     plan.tracks[kHint].stts = {{1, 9000}, {1, 9000}};
     const Bytes file = build_movie(plan);
     OpenReader open(file, "rv");
-    read_chunk(*open.reader, kVideoHeaderBytes, true);
-    sx_Debug = 5;
-    syslog_lines().clear();
-    read_chunk(*open.reader, 84, true);
-    EXPECT_EQ(lines(), lines_of(R"(
-DBG2:84 bytes requested, 0 bytes available
-DBG2:In while loop.  uToWrite: 84  uBytesAvail: 0
+    read_chunk(*open.reader, kVideoHeaderBytes - 1, true);
+    level(5);
+    read_chunk(*open.reader, 0, true);
+    read_chunk(*open.reader, 85, true);
+    EXPECT_EQ(lines(), filled(R"(
+DBG2:0 bytes requested, 1 bytes available
+DBG2:Exited while loop.  uToWrite: 0  uBytesAvail: 1
+DBG2:propfile_base: Set offset to 91
+DBG2:85 bytes requested, 1 bytes available
+DBG2:In while loop.  uToWrite: 85  uBytesAvail: 1
+DBG2:propfile_base: Set offset to 92
 DBG2:In do loop in GetNextFrame()
 DBG2:Frame 1   : Retrieving hint sample from offset @h
+DBG2:propfile_video: ---Packet 1---
+
+DBG2:propfile_video: constructor_type(8):     2
+
 DBG2:Frame 1   : Media sample 1   : Retrieving media sample from offset @m
+DBG2:propfile_base: Padding size: 3
+DBG2:propfile_video: FrameSize: 84  FramePad: 3
+
+DBG2:propfile_video: Parsed 32 bytes from the hint track
+
 DBG2:Moving to next SampleToChunk entry at chunk 1.  New SamplesPerChunk: 1
 DBG2:Moving to next Chunk entry at sample 2  Current SamplesPerChunk: 1
 DBG2:Moving to next TimeToSample entry at sample 2
-DBG2:Moving IO Callback file pointer to: )" +
-                                    std::to_string(chunk_offsets(file, kMedia)[0] + 41) + R"(
+DBG2:Moving IO Callback file pointer to: @l
 DBG2:Exiting GetNextFrame() with valid packet.
-DBG2:Exited while loop.  uToWrite: 84  uBytesAvail: 84)",
-                                chunk_offsets(file, kHint)[0], chunk_offsets(file, kMedia)[0]));
+DBG2:Exited while loop.  uToWrite: 84  uBytesAvail: 84
+DBG2:propfile_base: Set offset to 84
+)",
+                              {{"@h", offset(file, kHint, 0)},
+                               {"@m", offset(file, kMedia, 0)},
+                               {"@l", offset(file, kMedia, 0, 41)}}));
     read_chunk(*open.reader, 84, true);
-    syslog_lines().clear();
+    level(5);
     read_chunk(*open.reader, 15, true);
-    EXPECT_EQ(lines(), lines_of(R"(
+    EXPECT_EQ(lines(), R"(
 DBG2:15 bytes requested, 0 bytes available
 DBG2:In while loop.  uToWrite: 15  uBytesAvail: 0
 DBG2:In do loop in GetNextFrame()
 DBG2:Exiting GetNextFrame() due to EOF
 DBG2:EOF reached
-DBG2:Exited while loop.  uToWrite: 15  uBytesAvail: 0)",
-                                0, 0));
+DBG2:Exited while loop.  uToWrite: 15  uBytesAvail: 0
+)");
 }
 
 TEST_F(Log, OfWaitsAndBadContentNamesThem) {
     MoviePlan plan = video_plan(2);
     plan.tracks[kHint].samples[0] = whole_sample_hint(9, 41, 1);
     OpenReader open(build_movie(plan), "rv");
-    syslog_lines().clear();
     open.host->arrived = chunk_offsets(open.host->bytes, kHint)[1];
-    sx_Debug = 5;
+    level(5);
     read_chunk(*open.reader, 1000, true);
-    const Lines all = lines();
-    for (const char* line : {"WARN:Invalid media sample 9 requested. Only 2 samples in file",
-                             "WARN:Received invalid packet exception", "DBG2:Waiting for more FIO data..."})
-        EXPECT_EQ(std::count(all.begin(), all.end(), line), 1) << line;
+    const std::string all = lines();
+    for (const char* line :
+         {"\nWARN:Invalid media sample 9 requested. Only 2 samples in file\n",
+          "\nWARN:Received invalid packet exception\n", "\nDBG2:Waiting for more FIO data...\n"})
+        EXPECT_NE(all.find(line), std::string::npos) << line;
 }
 
 TEST_F(Log, OfHostFailuresShowsTheCall) {
     OpenReader open(build_movie(video_plan(2)), "rv");
-    syslog_lines().clear();
+    level(3);
     open.host->fault = {.slot = Slot::IndexRead, .call = 1, .status = 77};
     read_chunk(*open.reader, 1000, true);
     open.host->fault = {.slot = Slot::AdvanceRead, .call = 1, .status = 78};
     read_chunk(*open.reader, 1000, true);
-    const Lines all = lines();
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_EQ(all[0].substr(0, 67), "ERR: IO Callback Interface IndexRead() failed with status: 77.  IO ");
-    EXPECT_EQ(all[0].substr(all[0].find("  nBytes")),
-              "  nBytes: 32  Offset: " + std::to_string(chunk_offsets(open.host->bytes, kHint)[0]));
-    EXPECT_EQ(all[1].substr(0, 69), "ERR: IO Callback Interface AdvanceRead() failed with status: 78.  IO ");
+    EXPECT_EQ(without_addresses(lines()), filled(R"(
+ERR: IO Callback Interface IndexRead() failed with status: 77.  IO Context: 0x  DataPtr: 0x  nBytes: 32  Offset: @h
+ERR: IO Callback Interface AdvanceRead() failed with status: 78.  IO Context: 0x  Offset: @l
+)",
+                                                 {{"@h", offset(open.host->bytes, kHint, 0)},
+                                                  {"@l", offset(open.host->bytes, kMedia, 0, 41)}}));
 }
 
 TEST_F(Log, OfSeekingTellsEachConversion) {
@@ -114,14 +141,12 @@ TEST_F(Log, OfSeekingTellsEachConversion) {
     plan.tracks[kHint].sync = {1, 3};
     const Bytes file = build_movie(plan);
     OpenReader open(file, "rv");
-    sx_Debug = 5;
-    syslog_lines().clear();
-    _TAG_QLIP_SEEK_PARAMS seek{0, 150, 0, 0, 0x20001};
-    ASSERT_EQ(open.reader->SeekTo(&seek), 0U);
-    Lines all = lines();
-    for (std::string& line : all)  // all but one begin with the class
-        if (const size_t at = line.find("C3gpInterface::"); at == 5) line.erase(at, 15);
-    EXPECT_EQ(all, lines_of(R"(
+    level(5);
+    ASSERT_EQ(seek(*open.reader, 150, 0x20001).status, 0U);
+    std::string all = lines();  // all but one begin with the class
+    for (size_t at; (at = all.find("C3gpInterface::")) != std::string::npos;)
+        all.erase(at, 15);
+    EXPECT_EQ(all, filled(R"(
 DBG: SeekTo - Validating Parameters (nTime=150, fFlags=131073, m_iHintSample=1, m_uFrameTime=0, uTrackDuration=400).
 DBG: ConvertMsTimeToMdhdTime - Converted Timecode (ms=150, mdhd=13500).
 DBG2:ConvertMdhdTimeToSample - Matched STTS Entry (offset=13500, sample=2).
@@ -141,42 +166,66 @@ DBG2:GetMediaSample - Found Media Sample (sample=3).
 DBG: GetMediaSample - Determined First Media Sample (hint_sample=3, first_media_sample=3).
 DBG: CalcMediaOffset - Calculated Media Sample File Offset (sample=3, offset=@m).
 DBG: ResetInternals: cur_hint_sample=3, cur_chunk_bytes=0, samples_per_chunk=1, sample_offset_in_chunk=0, chunk=3
-DBG: SeekTo - Returning Results (nTime=200, uFrameNum=3, uFileOffset=@m).)",
-                            chunk_offsets(file, kHint)[2], chunk_offsets(file, kMedia)[2]));
+DBG: SeekTo - Returning Results (nTime=200, uFrameNum=3, uFileOffset=@m).
+)",
+                          {{"@h", offset(file, kHint, 2)}, {"@m", offset(file, kMedia, 2)}}));
 }
 
-TEST_F(Log, OfOpeningTellsWhatWasFound) {
+std::string opening(const MoviePlan& plan, const char* mode) {
     sx_Debug = 4;
     syslog_lines().clear();
-    const Bytes file = build_movie(video_plan(2));
-    OpenReader open(file, "rV");
-    Lines all = lines();
-    const auto address = std::remove_if(all.begin(), all.end(), [](const std::string& line) {
-        return line.starts_with("DBG: Read3gpBoxes(): m_pIOCallback=0x");
-    });
-    EXPECT_EQ(all.end() - address, 1);
-    all.erase(address, all.end());
-    EXPECT_EQ(all, (Lines{"DBG: Switch [r] found",
-                          "DBG: Switch [v] found",
-                          "DBG: Reading 3gp boxes from file",
-                          "DBG: Reading 3gp boxes complete",
-                          "DBG: Found 3gp major brand: 0x36706733",
-                          "DBG: Found video track",
-                          "DBG: Found Hint track",
-                          "DBG: Hint track ID 2 is associated with track ID 1",
-                          "DBG: video track ID: 1",
-                          "DBG: Found 2 media samples and 2 hint samples",
-                          "DBG: Allocating 42 bytes for media sample buffer",
-                          "DBG: Allocating 8 bytes for media sample offset buffer",
-                          "DBG: Allocating 32 bytes for hint sample buffer",
-                          "DBG: Chunks counted: 2  Samples counted: 2",
-                          "DBG: Video timescale: 90000",
-                          "DBG: Video duration: 200 MS",
-                          "DBG: H263_1998 Video codec found",
-                          "DBG: Video frame count: 2",
-                          "DBG: Video FPS: 10.000000  Duration: 200  Bitrate: 3320",
-                          "DBG: Creating H263_1998 object",
-                          "DBG: Opening video object"}));
+    OpenReader open(build_movie(plan), mode);
+    return without_addresses(Log::lines());
+}
+
+constexpr const char* kAnyOpening = R"(
+DBG: Switch [r] found
+DBG: Switch [@s] found
+DBG: Read3gpBoxes(): m_pIOCallback=0x, m_pIOCallback->pUserContext=0x
+DBG: Reading 3gp boxes from file
+DBG: Reading 3gp boxes complete
+DBG: Found 3gp major brand: 0x36706733
+DBG: Found @k track
+DBG: Found Hint track
+DBG: Hint track ID 2 is associated with track ID 1
+DBG: @k track ID: 1
+DBG: Found 2 media samples and 2 hint samples
+DBG: Allocating @m bytes for media sample buffer
+DBG: Allocating 8 bytes for media sample offset buffer
+DBG: Allocating @h bytes for hint sample buffer
+DBG: Chunks counted: 2  Samples counted: 2
+)";
+
+constexpr const char* kVideoOpening = R"(DBG: Video timescale: 90000
+DBG: Video duration: 200 MS
+DBG: @c Video codec found
+DBG: Video frame count: 2
+DBG: Video FPS: 10.000000  Duration: 200  Bitrate: 3320
+DBG: Creating @c object
+DBG: Opening video object
+DBG: propfile_video_@p: Codec header size: @b
+DBG: propfile_video: Allocating 65536 bytes for video frame
+DBG: propfile_video_@p: Setting up @c headers
+)";
+
+TEST_F(Log, OfOpeningTellsWhatWasFound) {
+    const auto any = [](const char* mode, const char* kind, const char* media, const char* hint) {
+        return filled(kAnyOpening, {{"@s", mode}, {"@k", kind}, {"@m", media}, {"@h", hint}});
+    };
+    const auto video = [&](const char* coder, const char* path, const char* bytes) {
+        return any("v", "video", "42", "32") +
+               filled(kVideoOpening, {{"@c", coder}, {"@p", path}, {"@b", bytes}});
+    };
+    MoviePlan plan = video_plan(2);
+    EXPECT_EQ(opening(plan, "rV"), video("H263_1998", "h263_1998", "8"));
+    plan.tracks[kHint].samples[0][9] = 34;  // payload type
+    EXPECT_EQ(opening(plan, "rv"), video("H263", "h263", "8"));
+    plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 176, 144, esds(hex("000001b0")));
+    EXPECT_EQ(opening(plan, "rv"), video("MPEG4", "mpeg4", "356"));
+    EXPECT_EQ(opening(audio_plan(2), "ra"), any("a", "audio", "13", "48") + R"(DBG: Audio frame count: 2
+DBG: Audio timescale: 8000  Audio bitrate: 12200
+DBG: propfile_audio: Allocating 1568 bytes for audio frame
+)");
 }
 
 }  // namespace

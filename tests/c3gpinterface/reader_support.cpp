@@ -57,23 +57,36 @@ Delivery read_chunk(C3gpInterface& reader, unsigned int size, bool indexed) {
     return out;
 }
 
+Delivery& Delivery::operator+=(const Delivery& next) {
+    bytes.insert(bytes.end(), next.bytes.begin(), next.bytes.end());
+    status = next.status;
+    return *this;
+}
+
 Delivery read_all(C3gpInterface& reader, unsigned int size, bool indexed) {
     Delivery all;
     do {
-        const Delivery part = read_chunk(reader, std::min(size, 1U << 20), indexed);
-        all.bytes.insert(all.bytes.end(), part.bytes.begin(), part.bytes.end());
-        all.status = part.status;
+        all += read_chunk(reader, std::min(size, 1U << 20), indexed);
     } while (all.status == 0);
     return all;
 }
 
 Delivery read_frame(C3gpInterface& reader, bool indexed) {
-    Delivery size = read_chunk(reader, 4, indexed);
-    if (size.status != 0) return size;
-    const Delivery rest = read_chunk(reader, word_at(size.bytes, 0) - 4, indexed);
-    size.status = rest.status;
-    size.bytes.insert(size.bytes.end(), rest.bytes.begin(), rest.bytes.end());
-    return size;
+    Delivery frame = read_chunk(reader, 4, indexed);
+    if (frame.status == 0) frame += read_chunk(reader, word_at(frame.bytes, 0) - 4, indexed);
+    return frame;
+}
+
+Landing seek(C3gpInterface& reader, unsigned int time, unsigned int flags) {
+    _TAG_QLIP_SEEK_PARAMS params{77, time, 88, 99, flags};
+    const unsigned int status = reader.SeekTo(&params);
+    EXPECT_EQ(params.uReserved, 77U);
+    EXPECT_EQ(params.fFlags, flags);
+    if (status == 0) return {status, params.nTime, params.uFrameNum, params.uFileOffset};
+    EXPECT_EQ(params.nTime, time);
+    EXPECT_EQ(params.uFrameNum, 88U);
+    EXPECT_EQ(params.uFileOffset, 99U);
+    return {.status = status};
 }
 
 Bytes whole_stream(const Bytes& file, const char* mode, bool indexed) {
@@ -130,6 +143,13 @@ std::vector<unsigned int> read_offsets(const MemoryHost& host, unsigned int size
     for (const auto& call : host.log)
         if ((call.slot == Slot::IndexRead || call.slot == Slot::SeekNRead) && call.count == size)
             out.push_back(call.offset);
+    return out;
+}
+
+std::vector<unsigned int> offsets_of(const MemoryHost& host, Slot slot) {
+    std::vector<unsigned int> out;
+    for (const auto& call : host.log)
+        if (call.slot == slot) out.push_back(call.offset);
     return out;
 }
 

@@ -43,6 +43,7 @@ struct Delivery {
     unsigned int status = 0;
     Bytes bytes = {};
     bool operator==(const Delivery&) const = default;
+    Delivery& operator+=(const Delivery& next);  // its bytes behind, its status in place
 };
 
 // One ReadChunk of `size` bytes.
@@ -53,6 +54,15 @@ Delivery read_all(C3gpInterface& reader, unsigned int size, bool indexed);
 
 // The next frame record by its size word; the last status.
 Delivery read_frame(C3gpInterface& reader, bool indexed = false);
+
+// A seek, with the request's other fields as they were.
+struct Landing {
+    unsigned int status = 0;
+    unsigned int time = 0, frame = 0, offset = 0;
+    bool operator==(const Landing&) const = default;
+};
+
+Landing seek(C3gpInterface& reader, unsigned int time, unsigned int flags);
 
 // The file's stream as a whole.
 Bytes whole_stream(const Bytes& file, const char* mode, bool indexed = false);
@@ -69,7 +79,8 @@ void set_u32(Bytes& file, size_t offset, unsigned int value);
 unsigned int get_u32(const Bytes& file, size_t offset);
 std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n);
 
-// Offsets of the reads of one slot whose size is that given.
+// Offsets of the reads whose size is that given, and of the calls of one slot.
 std::vector<unsigned int> read_offsets(const MemoryHost& host, unsigned int size);
+std::vector<unsigned int> offsets_of(const MemoryHost& host, Slot slot);
 
 }  // namespace qlip_test

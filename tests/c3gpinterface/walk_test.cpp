@@ -4,60 +4,48 @@
 
 #include "qlip/vorn3gp.h"
 #include "tests/c3gpinterface/reader_support.h"
+#include "tests/support/little_endian.h"
 
 namespace qlip_test {
 namespace {
 
-std::vector<unsigned int> advances(const MemoryHost& host) {
-    std::vector<unsigned int> out;
-    for (const auto& call : host.log)
-        if (call.slot == Slot::AdvanceRead) out.push_back(call.offset);
-    return out;
-}
+using Offsets = std::vector<unsigned int>;
 
+// Indexed reading tells the host the low-water mark; positioned reading seeks to it.
 TEST(Walk, LowWaterMarkIsBehindTheLastMediaOrHintSampleWhicheverIsLower) {
-    OpenReader open(build_movie(video_plan(3)), "rv");
-    const auto media = chunk_offsets(open.host->bytes, kMedia);
-    read_all(*open.reader, 1000, true);
-    EXPECT_EQ(advances(*open.host), (std::vector<unsigned int>{media[0] + 41, media[1] + 42}));
-
     MoviePlan plan = video_plan(3);
+    OpenReader open(build_movie(plan), "rv");
+    const auto media = chunk_offsets(open.host->bytes, kMedia), hint = chunk_offsets(open.host->bytes, kHint);
+    open.host->clear_log();
+    read_all(*open.reader, 1000, true);
+    EXPECT_EQ(offsets_of(*open.host, Slot::AdvanceRead), (Offsets{media[0] + 41, media[1] + 42}));
+    EXPECT_EQ(open.host->count(Slot::SeekNRead) + open.host->count(Slot::Seek), 0U);
+
+    OpenReader positioned(build_movie(plan), "rv");
+    positioned.host->clear_log();
+    read_all(*positioned.reader, 1000, false);
+    EXPECT_EQ(
+        offsets_of(*positioned.host, Slot::Seek),
+        (Offsets{hint[0], media[0], media[0] + 41, hint[1], media[1], media[1] + 42, hint[2], media[2]}));
+    EXPECT_EQ(positioned.host->count(Slot::AdvanceRead) + positioned.host->count(Slot::IndexRead), 0U);
+
     plan.tracks[kMedia].samples_per_chunk = 3;  // all media in front
     OpenReader behind(build_movie(plan), "rv");
     const unsigned int first = chunk_offsets(behind.host->bytes, kMedia)[0];
     read_all(*behind.reader, 1000, true);
-    EXPECT_EQ(advances(*behind.host), (std::vector<unsigned int>{first + 41, first + 41 + 42}));
-}
+    EXPECT_EQ(offsets_of(*behind.host, Slot::AdvanceRead), (Offsets{first + 41, first + 41 + 42}));
 
-TEST(Walk, LowWaterMarkStaysAt0WithoutMedia) {
-    MoviePlan plan = video_plan(3);
-    for (auto& hint : plan.tracks[kHint].samples)
-        hint = hint_sample({{.constructors = {hint_immediate({1})}}});
-    OpenReader open(build_movie(plan), "rv");
-    open.host->clear_log();
-    EXPECT_EQ(frames_of(read_all(*open.reader, 1000, true).bytes).size(), 3U);
-    EXPECT_EQ(advances(*open.host), (std::vector<unsigned int>{0, 0}));
-    EXPECT_EQ(open.host->count(Slot::SeekNRead), 0U);
-}
-
-TEST(Walk, PositionedReadingSeeksToTheLowWaterMarkInstead) {
-    OpenReader open(build_movie(video_plan(2)), "rv");
-    const auto media = chunk_offsets(open.host->bytes, kMedia);
-    const auto hint = chunk_offsets(open.host->bytes, kHint);
-    open.host->clear_log();
-    read_all(*open.reader, 1000, false);
-    std::vector<unsigned int> seeks;
-    for (const auto& call : open.host->log)
-        if (call.slot == Slot::Seek) seeks.push_back(call.offset);
-    EXPECT_EQ(seeks, (std::vector<unsigned int>{hint[0], media[0], media[0] + 41, hint[1], media[1]}));
-    EXPECT_EQ(open.host->count(Slot::AdvanceRead) + open.host->count(Slot::IndexRead), 0U);
+    for (auto& sample : plan.tracks[kHint].samples)
+        sample = hint_sample({{.constructors = {hint_immediate({1})}}});
+    OpenReader without_media(build_movie(plan), "rv");
+    EXPECT_EQ(frames_of(read_all(*without_media.reader, 1000, true).bytes).size(), 3U);
+    EXPECT_EQ(offsets_of(*without_media.host, Slot::AdvanceRead), (Offsets{0, 0}));
 }
 
 // However the samples lie in chunks, and whether their size stands once or for each, the stream is the same.
 TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
     const Bytes expected = whole_stream(build_movie(video_plan(12)), "rv");
-    for (const std::vector<unsigned int>& chunks :
-         {std::vector<unsigned int>{12}, {1, 2, 3, 1}, {4, 4, 2}, {2, 2, 2, 1, 5}}) {
+    for (const Offsets& chunks : {Offsets{12}, {1, 2, 3, 1}, {4, 4, 2}, {2, 2, 2, 1, 5}}) {
         for (const bool constant : {false, true}) {
             MoviePlan plan = video_plan(12);
             plan.tracks[kHint].chunks = chunks;
@@ -71,48 +59,31 @@ TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
 TEST(Walk, FrameTimesAreTheSumsOfTheTimeTable) {
     MoviePlan plan = video_plan(6);
     plan.tracks[kHint].stts = {{2, 9000}, {3, 100}, {1, 7}};
-    const unsigned int times[] = {0, 9000, 18000, 18100, 18200, 18300};
-    const auto frames = frames_of(whole_stream(build_movie(plan), "rv"));
-    ASSERT_EQ(frames.size(), 6U);
-    for (size_t i = 0; i < 6; ++i)
-        EXPECT_EQ(word_at(frames[i], 32), times[i]);
+    Offsets times;
+    for (const Bytes& frame : frames_of(whole_stream(build_movie(plan), "rv")))
+        times.push_back(word_at(frame, 32));
+    EXPECT_EQ(times, (Offsets{0, 9000, 18000, 18100, 18200, 18300}));
 }
 
-// Two packets and two constructors each from one media sample.
-MoviePlan with_shared_sample() {
+// One sample for two packets with two constructors each. An indexed read that came back short counts for what
+// it brought, and is tried again; a positioned one counts whole.
+TEST(Walk, PacketsOfOneMediaSampleCostOneReadUnlessItComesShort) {
     MoviePlan plan = video_plan(2);
     const auto part = [](unsigned int offset) { return hint_sample_data(10, 1, offset); };
+    plan.tracks[kMedia].samples[0] = Bytes(500, 1);
     plan.tracks[kHint].samples[0] = hint_sample(
         {{.sequence = 1, .constructors = {part(0), part(10)}},
          {.sequence = 2, .marker = true, .constructors = {part(20), hint_sample_data(11, 1, 30)}}});
-    return plan;
-}
-
-TEST(Walk, PacketsOfOneMediaSampleCostOneRead) {
-    for (const bool indexed : {false, true}) {
-        OpenReader open(build_movie(with_shared_sample()), "rv");
-        open.host->clear_log();
-        const auto frames = frames_of(read_all(*open.reader, 1000, indexed).bytes);
-        EXPECT_EQ(read_offsets(*open.host, 41).size(), 1U);
-        ASSERT_EQ(frames.size(), 2U);
-        EXPECT_EQ(word_at(frames[0], 4), 2U);
-        EXPECT_EQ(Bytes(frames[0].begin() + 40, frames[0].begin() + 60), Bytes(20, 1));
-        EXPECT_EQ(Bytes(frames[0].begin() + 80, frames[0].begin() + 101), Bytes(21, 1));
-    }
-}
-
-// An indexed read that came back short counts for what it brought, and is tried again; a positioned one
-// counts whole.
-TEST(Walk, ShortReadIsKeptInPositionedModeOnly) {
-    MoviePlan plan = with_shared_sample();
-    plan.tracks[kMedia].samples[0] = Bytes(500, 1);
     const Bytes file = build_movie(plan);
-    for (const bool indexed : {false, true}) {
-        OpenReader open(file, "rv");
-        open.host->most_per_read = 499;
-        const auto frames = frames_of(read_all(*open.reader, 1000, indexed).bytes);
-        EXPECT_EQ(frames, frames_of(whole_stream(file, "rv")));
-        EXPECT_EQ(read_offsets(*open.host, 500).size(), indexed ? 4U : 1U);
+    const Bytes first = join({words({104, 2, 3, 4, 0, 40, 0, 0x80600001, 0, 0}), Bytes(20, 1),
+                              words({41, 0, 0x80E00002, 0, 0}), Bytes(21, 1), Bytes(3)});
+    for (const unsigned int most : {500U, 499U}) {
+        for (const bool indexed : {false, true}) {
+            OpenReader open(file, "rv");
+            open.host->most_per_read = most;
+            EXPECT_EQ(frames_of(read_all(*open.reader, 1000, indexed).bytes).at(0), first);
+            EXPECT_EQ(read_offsets(*open.host, 500).size(), indexed && most < 500 ? 4U : 1U);
+        }
     }
 }
 
@@ -121,7 +92,7 @@ TEST(Walk, BadContentCostsAVideoFrameAndLeavesTheOthersAndTheirTimesAlone) {
     const auto whole = frames_of(whole_stream(build_movie(plan), "rv"));
     for (const Bytes& bad :
          {whole_sample_hint(4, 1, 2), whole_sample_hint(0, 1, 2), whole_sample_hint(0xFFFFFFFF, 1, 2),
-          whole_sample_hint(2, 43, 2), hex("FFFF0000 00000000 0000 0000 0000 0000")}) {
+          whole_sample_hint(2, 44, 2), hex("FFFF0000 00000000 0000 0000 0000 0000")}) {
         plan.tracks[kHint].samples[1] = bad;
         for (const bool indexed : {false, true})
             EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "rv", indexed)),
@@ -129,14 +100,15 @@ TEST(Walk, BadContentCostsAVideoFrameAndLeavesTheOthersAndTheirTimesAlone) {
     }
 }
 
-TEST(Walk, FrameThatDoesNotFitTheBufferIsDropped) {
-    MoviePlan plan = video_plan(3);
-    plan.tracks[kMedia].samples[1] = Bytes(100, 2);
-    plan.tracks[kHint].samples[1] = whole_sample_hint(2, 100, 2);
-    for (const unsigned int room : {139U, 140U}) {
-        OpenReader open(build_movie(plan), "rv", 0, room);
-        EXPECT_EQ(frames_of(read_all(*open.reader, 1000, false).bytes).size(), room - 137);
-    }
+// The buffer is as large as the largest sample, here the first. What lies behind a smaller one is left from
+// it.
+TEST(Walk, ConstructorThatReachesBeyondItsSampleTakesWhatTheBufferHolds) {
+    MoviePlan plan = video_plan(2);
+    plan.tracks[kMedia].samples[0] = Bytes(50, 1);
+    plan.tracks[kHint].samples = {whole_sample_hint(1, 50, 1), whole_sample_hint(2, 44, 2)};
+    const auto frames = frames_of(whole_stream(build_movie(plan), "rv"));
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(slice(frames[1], 40, 44), join({Bytes(42, 2), Bytes(2, 1)}));
 }
 
 TEST(Walk, BadConstructorCostsAnAudioFrameThatConstructorsBytes) {
@@ -146,7 +118,7 @@ TEST(Walk, BadConstructorCostsAnAudioFrameThatConstructorsBytes) {
         const Bytes bad = hint_sample_data(14, number, 0);
         plan.tracks[kHint].samples[1] = hint_sample(
             {{.sequence = 9, .constructors = {hint_immediate({0xF0}), bad, hint_immediate({0x3C})}}});
-        const Bytes rest = hex("1A000000 0A000000 A0000000 A0000000 0900 0000 00000000 F03C");
+        const Bytes rest = join({words({26, 10, 160, 160, 9, 0}), hex("F03C")});
         EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "ra", true)),
                   (std::vector<Bytes>{whole[0], rest, whole[2]}));
     }
@@ -158,8 +130,7 @@ TEST(Walk, WhatIsLeftOfALastFrameThatWasDroppedComesAfterTheEnd) {
     plan.tracks[kHint].samples[1] = hint_sample(
         {{.sequence = 2, .constructors = {hint_immediate({1, 2, 3}), hint_sample_data(42, 9, 0)}}});
     OpenReader open(build_movie(plan), "rv");
-    const Delivery all = read_all(*open.reader, 1000, false);
-    EXPECT_EQ(all.bytes.size(), kVideoHeaderBytes + 84U);
+    EXPECT_EQ(read_all(*open.reader, 1000, false).bytes.size(), kVideoHeaderBytes + 84U);
     EXPECT_EQ(read_chunk(*open.reader, 0), (Delivery{0, {}}));
     const Delivery rest = read_chunk(*open.reader, 1000);
     EXPECT_EQ(rest.status, 1U);
@@ -184,49 +155,36 @@ TEST(Walk, EmptyMediaSampleCostsItsFrame) {
     MoviePlan plan = video_plan(3);
     const auto whole = frames_of(whole_stream(build_movie(plan), "rv"));
     plan.tracks[kMedia].samples[1].clear();
-    const auto frames = frames_of(whole_stream(build_movie(plan), "rv", true));
-    ASSERT_EQ(frames.size(), 2U);
-    EXPECT_EQ(frames[1], whole[2]);
+    EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "rv", true)),
+              (std::vector<Bytes>{whole[0], whole[2]}));
 }
 
 struct Probe : C3gpInterface {
-    Probe() : C3gpInterface(65536) {}
     using C3gpInterface::m_ChunkOffsets;
     using C3gpInterface::m_SampleSizes;
     using C3gpInterface::m_TimeToSample;
 };
 
-struct ShortTable {
-    const char* name;
-    void (*cut)(Probe& reader);
-};
-
-class ShortTables : public testing::TestWithParam<ShortTable> {};
-
 // Tables for two samples of three.
-INSTANTIATE_TEST_SUITE_P(Table, ShortTables,
-                         testing::Values(ShortTable{"time",
-                                                    [](Probe& r) { r.m_TimeToSample[0].sample_count = 2; }},
-                                         ShortTable{"size", [](Probe& r) { r.m_SampleSizes.pop_back(); }},
-                                         ShortTable{"chunk", [](Probe& r) { r.m_ChunkOffsets.pop_back(); }}),
-                         [](const auto& test) { return test.param.name; });
-
-TEST_P(ShortTables, EndTheStreamWith2BehindTheLastFrameTheyCover) {
-    MemoryHost host(build_movie(video_plan(3)));
-    const auto frames = frames_of(whole_stream(host.bytes, "rv"));
-    Probe reader;
-    ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
-    GetParam().cut(reader);
-    EXPECT_EQ(read_chunk(reader, kVideoHeaderBytes + 84).status, 0U);
-    EXPECT_EQ(read_chunk(reader, 84), (Delivery{2, {}}));
-    // The frame was finished before the step behind it failed.
-    EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[1]}));
-    for (int i = 0; i < 3; ++i)
+TEST(Walk, TableThatIsTooShortEndsTheStreamWith2BehindTheLastFrameItCovers) {
+    for (void (*cut)(Probe & reader) :
+         {+[](Probe& r) { r.m_TimeToSample[0].sample_count = 2; },
+          +[](Probe& r) { r.m_SampleSizes.pop_back(); }, +[](Probe& r) { r.m_ChunkOffsets.pop_back(); }}) {
+        MemoryHost host(build_movie(video_plan(3)));
+        const auto frames = frames_of(whole_stream(host.bytes, "rv"));
+        Probe reader;
+        ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
+        cut(reader);
+        EXPECT_EQ(read_chunk(reader, kVideoHeaderBytes + 84).status, 0U);
         EXPECT_EQ(read_chunk(reader, 84), (Delivery{2, {}}));
-    // A seek brings the cursors back into the tables.
-    _TAG_QLIP_SEEK_PARAMS back{0, 0, 0, 0, 0x20001};
-    EXPECT_EQ(reader.SeekTo(&back), 0U);
-    EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[0]}));
+        // The frame was finished before the step behind it failed.
+        EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[1]}));
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(read_chunk(reader, 84), (Delivery{2, {}}));
+        // A seek brings the cursors back into the tables.
+        EXPECT_EQ(seek(reader, 0, 0x20001).status, 0U);
+        EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[0]}));
+    }
 }
 
 }  // namespace

@@ -22,23 +22,19 @@ TEST(HintHeader, EndsBehindItsExtraInformation) {
 
 TEST(Padding, ReachesTheNextMultipleOfFour) {
     PropFileAudio producer(nullptr);
-    EXPECT_EQ(producer.GetPadding(0), 0U);
-    EXPECT_EQ(producer.GetPadding(5), 3U);
-    EXPECT_EQ(producer.GetPadding(8), 0U);
-    EXPECT_EQ(producer.GetPadding(0xFFFFFFFF), 1U);
+    for (const auto& [size, padding] : {std::pair(0U, 0U), {5, 3}, {8, 0}, {0xFFFFFFFF, 1}})
+        EXPECT_EQ(producer.GetPadding(size), padding);
 }
 
-TEST(FixedPoint, LowHalfCountsHundredths) {
-    EXPECT_EQ(PropFile::To1616(30.0), 0x001E0000U);
-    EXPECT_EQ(PropFile::To1616(29.97), 0x001D0061U);
-    EXPECT_EQ(PropFile::To1616(0.004), 0U);
-    EXPECT_EQ(PropFile::To1616(0.005), 1U);
-    EXPECT_EQ(PropFile::To1616(0.999), 0x00010000U);
-}
-
-TEST(FixedPoint, IsDefinedWhereTheNumberIsOutOfRange) {
-    EXPECT_EQ(PropFile::To1616(1e300), 0U);
-    EXPECT_EQ(PropFile::To1616(-1.51), 0xFFFFFFCEU);  // -150 hundredths: -1 and -50
+TEST(FixedPoint, CountsHundredthsAndIsDefinedWhereTheNumberIsOutOfRange) {
+    for (const auto& [value, fixed] : {std::pair(30.0, 0x001E0000U),
+                                       {29.97, 0x001D0061},
+                                       {0.004, 0},
+                                       {0.005, 1},
+                                       {0.999, 0x00010000},
+                                       {1e300, 0},
+                                       {-1.51, 0xFFFFFFCE}})  // -150 hundredths: -1 and -50
+        EXPECT_EQ(PropFile::To1616(value), fixed) << value;
 }
 
 TEST(ReadingOff, TakesExactlyWhatIsThere) {

@@ -22,32 +22,17 @@ Bytes packet_header(unsigned int entries, unsigned int flags = 0) {
 }
 
 Bytes one_packet(unsigned int entries, const Bytes& constructors) {
-    return join({ByteWriter().u16(1).u16(0), packet_header(entries), constructors});
+    return join({hex("00010000"), packet_header(entries), constructors});
+}
+
+Bytes extra(unsigned int length) {
+    return join({hex("00010000"), packet_header(0, 4), ByteWriter().u32(length), Bytes(8)});
 }
 
 struct Damage {
     const char* name;
     Bytes hint;
 };
-
-std::vector<Damage> truncations() {
-    const Bytes one = ByteWriter().u16(1).u16(0);
-    const auto extra = [&](unsigned int length) {
-        return join({one, packet_header(0, 4), ByteWriter().u32(length), Bytes(8)});
-    };
-    return {{"empty", {}},
-            {"three_bytes_of_header", Bytes(3)},
-            {"packets_missing", hex("FFFF0000")},
-            {"packet_header_cut", join({one, Bytes(11)})},
-            {"extra_length_cut", join({one, packet_header(0, 4), Bytes(3)})},
-            {"extra_length_below_its_own_word", extra(3)},
-            {"extra_length_one_beyond", extra(13)},
-            {"extra_length_huge", extra(0xFFFFFFFF)},
-            {"constructors_missing", one_packet(0xFFFF, {})},
-            {"constructor_cut", one_packet(1, ByteWriter().u8(0).zeros(14))},
-            {"unknown_kinds_run_out", one_packet(17, Bytes(16, 0xEE))},
-            {"second_packet_missing", join({hex("00020000"), packet_header(1), Bytes(16)})}};
-}
 
 // Both kinds of producer on one reader.
 struct Producers {
@@ -61,64 +46,62 @@ struct Producers {
 
 class TruncatedHintSample : public ::testing::TestWithParam<Damage> {};
 
+INSTANTIATE_TEST_SUITE_P(
+    Cuts, TruncatedHintSample,
+    ::testing::Values(Damage{"empty", {}}, Damage{"three_bytes_of_header", Bytes(3)},
+                      Damage{"packets_missing", hex("FFFF0000")},
+                      Damage{"packet_header_cut", join({hex("00010000"), Bytes(11)})},
+                      Damage{"extra_length_cut", join({hex("00010000"), packet_header(0, 4), Bytes(3)})},
+                      Damage{"extra_length_below_its_own_word", extra(3)},
+                      Damage{"extra_length_one_beyond", extra(13)},
+                      Damage{"extra_length_huge", extra(0xFFFFFFFF)},
+                      Damage{"constructors_missing", one_packet(0xFFFF, {})},
+                      Damage{"constructor_cut", one_packet(1, Bytes(15))},
+                      Damage{"unknown_kinds_run_out", one_packet(17, Bytes(16, 0xEE))},
+                      Damage{"second_packet_missing", join({hex("00020000"), packet_header(1), Bytes(16)})}),
+    [](const auto& row) { return row.param.name; });
+
 TEST_P(TruncatedHintSample, EndsAudioAndVideoFramesWithBadContent) {
     Producers to;
     EXPECT_EQ(to.reader.build(to.audio, GetParam().hint), kBadContent);
     EXPECT_EQ(to.reader.build(to.video, GetParam().hint), kBadContent);
+    EXPECT_EQ(to.reader.build(to.video, extra(12)), std::nullopt) << "ends with its extra information";
 }
 
-INSTANTIATE_TEST_SUITE_P(Cuts, TruncatedHintSample, ::testing::ValuesIn(truncations()),
-                         [](const auto& row) { return row.param.name; });
-
-TEST(HintSampleEnd, MayLieRightBehindTheExtraInformation) {
-    Producers to;
-    const Bytes hint = join({hex("00010000"), packet_header(0, 4), ByteWriter().u32(12), Bytes(8)});
-    EXPECT_EQ(to.reader.build(to.video, hint), std::nullopt);
-}
-
-// Constructors whose bytes do not exist or do not fit. Each stands between two good ones.
-std::vector<Damage> bad_constructors() {
-    const Bytes first = hint_immediate(hex("F0147F"));
-    const auto between = [&](const Bytes& bad) { return one_packet(3, join({first, bad, first})); };
-    const Bytes too_greedy = ByteWriter().u8(1).u8(31).raw(Bytes(14));
-    return {{"sample_number_zero", between(hint_sample_data(1, 0, 0))},
-            {"sample_number_above_the_count", between(hint_sample_data(1, 3, 0))},
-            {"one_byte_beyond_the_sample", between(hint_sample_data(3, 2, 2))},
-            {"offset_beyond_the_sample", between(hint_sample_data(0, 2, 5))},
-            {"offset_and_length_wrap", between(hint_sample_data(2, 2, 0xFFFFFFFF))},
-            {"immediate_beyond_the_hint_sample", between(too_greedy)}};
-}
-
+// Constructors whose bytes do not exist. Each stands between two good ones.
 class BadConstructor : public ::testing::TestWithParam<Damage> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, BadConstructor,
+    ::testing::Values(Damage{"sample_number_zero", hint_sample_data(1, 0, 0)},
+                      Damage{"sample_number_above_the_count", hint_sample_data(1, 3, 0)},
+                      Damage{"one_byte_beyond_the_buffer", hint_sample_data(3, 2, 2)},
+                      Damage{"offset_beyond_the_buffer", hint_sample_data(0, 2, 5)},
+                      Damage{"offset_and_length_wrap", hint_sample_data(2, 2, 0xFFFFFFFF)},
+                      Damage{"immediate_beyond_the_hint_sample", ByteWriter().u8(1).u8(31).zeros(14)}),
+    [](const auto& row) { return row.param.name; });
 
 TEST_P(BadConstructor, CostsAudioItsBytesAndVideoTheFrame) {
     Producers to;
     to.reader.show_media(hex("01020304"), 2, 2);
-    EXPECT_EQ(to.reader.build(to.audio, GetParam().hint), std::nullopt);
-    const Bytes frame = waiting(to.audio);
-    ASSERT_EQ(frame.size(), 30U);
-    EXPECT_EQ(frame[0], 30);
-    EXPECT_EQ(Bytes(frame.begin() + 24, frame.end()), hex("F0147F F0147F"));
-    EXPECT_EQ(to.reader.build(to.video, GetParam().hint), kBadContent);
+    const Bytes good = hint_immediate(hex("F0147F"));
+    const Bytes hint = one_packet(3, join({good, GetParam().hint, good}));
+    EXPECT_EQ(to.reader.build(to.audio, hint), std::nullopt);
+    EXPECT_EQ(waiting(to.audio), join({words({30, 10, 0, 0, 0, 0}), hex("F0147F F0147F")}));
+    EXPECT_EQ(to.reader.build(to.video, hint), kBadContent);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, BadConstructor, ::testing::ValuesIn(bad_constructors()),
-                         [](const auto& row) { return row.param.name; });
-
 TEST(FrameBuffer, TakesAnAudioFrameThatFillsItAndDropsTheConstructorBeyond) {
-    ReaderStub reader;
-    reader.show_media(Bytes(1544, 0x14));  // 1568 less the frame header
-    PropFileAudio audio(&reader);
-    auto params = amr_params();
-    audio.Open(&params);
+    Producers to;
+    to.reader.show_media(Bytes(1544, 0x14));  // 1568 less the frame header
     const Bytes fits = hint_sample_data(1544, 1, 0);
-    EXPECT_EQ(reader.build(audio, one_packet(1, fits)), std::nullopt);
-    EXPECT_EQ(audio.ByteCount(), 1568U);
+    EXPECT_EQ(to.reader.build(to.audio, one_packet(1, fits)), std::nullopt);
+    EXPECT_EQ(to.audio.ByteCount(), 1568U);
     // A second packet begins where the buffer ends: its table of contents would lie behind the buffer.
     const Bytes two = join({hex("00020000"), packet_header(1), fits, packet_header(1), hint_immediate({1})});
-    EXPECT_EQ(reader.build(audio, two), std::nullopt);
-    EXPECT_EQ(audio.ByteCount(), 1568U);
-    EXPECT_EQ(audio.m_uLastFrameType, 0U);
+    EXPECT_EQ(to.reader.build(to.audio, two), std::nullopt);
+    EXPECT_EQ(to.audio.ByteCount(), 1568U);
+    EXPECT_EQ(to.audio.m_uLastFrameType, 0U);
 }
 
 // A frame of one packet with `payload` bytes needs 40 and the payload, padded.
@@ -140,44 +123,36 @@ TEST(FrameBuffer, DropsAVideoFrameThatDoesNotFit) {
     EXPECT_EQ(build_video(2000, 65535), kBadContent);
 }
 
-TEST(FrameBuffer, MustHoldTheStreamHeader) {
-    auto params = video_params(91);
-    PropFileVideoH263 video(nullptr);
-    EXPECT_EQ(refusal([&] { video.Open(&params); }),
-              "Stream header of 92 bytes does not fit the frame buffer of 91 bytes");
-    params.uMaxFrameBytes = 92;
-    EXPECT_TRUE(video.Open(&params));
-    params.uMaxFrameBytes = 439;
-    PropFileVideoMPEG4 mpeg4(nullptr);
-    EXPECT_EQ(refusal([&] { mpeg4.Open(&params); }),
-              "Stream header of 440 bytes does not fit the frame buffer of 439 bytes");
+template <class Producer>
+std::string open_refused(unsigned int frame_bytes, const Bytes& config = {}) {
+    auto params = video_params(frame_bytes, config);
+    return refusal([&] { Producer(nullptr).Open(&params); });
 }
 
-TEST(FrameBuffer, RefusesAConfigurationThatIsTooLong) {
-    const Bytes config(351);
-    auto params = video_params();
-    params.pConfig = config.data();
-    params.uConfigSize = 351;
-    PropFileVideoMPEG4 producer(nullptr);
-    EXPECT_EQ(refusal([&] { producer.Open(&params); }), "Decoder configuration of 351 bytes is too long");
+TEST(FrameBuffer, MustHoldTheStreamHeaderAndTheRecordTheConfiguration) {
+    EXPECT_EQ(open_refused<PropFileVideoH263>(91),
+              "Stream header of 92 bytes does not fit the frame buffer of 91 bytes");
+    auto params = video_params(92);
+    EXPECT_TRUE(PropFileVideoH263(nullptr).Open(&params));
+    EXPECT_EQ(open_refused<PropFileVideoMPEG4>(439),
+              "Stream header of 440 bytes does not fit the frame buffer of 439 bytes");
+    EXPECT_EQ(open_refused<PropFileVideoMPEG4>(2000, Bytes(351)),
+              "Decoder configuration of 351 bytes is too long");
 }
 
 TEST(FrameBuffer, WithoutMemoryNothingOpensAndNothingIsBuilt) {
-    ReaderStub reader;
-    const Bytes hint = hint_sample({{.constructors = {hint_immediate({1})}}});
-    PropFileAudio audio(&reader);
-    PropFileVideoH263 video(&reader);
-    auto audio_parameters = amr_params();
-    auto video_parameters = video_params(5000);
+    Producers to;
+    to.video_parameters = video_params(5000);
     no_memory = true;
-    EXPECT_EQ(refusal([&] { audio.Open(&audio_parameters); }),
+    EXPECT_EQ(refusal([&] { to.audio.Open(&to.audio_parameters); }),
               "Unable to allocate 1568 bytes for Audio frame");
-    EXPECT_EQ(refusal([&] { video.Open(&video_parameters); }),
+    EXPECT_EQ(refusal([&] { to.video.Open(&to.video_parameters); }),
               "Unable to allocate 5000 bytes for Video frame");
     no_memory = false;
-    EXPECT_EQ(reader.build(audio, hint), kBadContent);
-    EXPECT_EQ(reader.build(video, hint), kBadContent);
-    EXPECT_EQ(audio.ByteCount() + video.ByteCount(), 0U);
+    const Bytes hint = one_packet(1, hint_immediate({1}));
+    EXPECT_EQ(to.reader.build(to.audio, hint), kBadContent);
+    EXPECT_EQ(to.reader.build(to.video, hint), kBadContent);
+    EXPECT_EQ(to.audio.ByteCount() + to.video.ByteCount(), 0U);
 }
 
 }  // namespace

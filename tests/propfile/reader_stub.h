@@ -19,7 +19,7 @@ class ReaderStub : public C3gpInterface {
         delete[] m_pSampleInfo;
         m_pMediaBuffer = copy(bytes);
         m_pSampleInfo = new _TAG_SAMPLEINFO[count]();
-        m_pSampleInfo[number - 1].uSize = size_of(bytes);
+        m_uMediaBufferBytes = m_pSampleInfo[number - 1].uSize = size_of(bytes);
         m_uMediaSampleCount = count;
         m_uCachedMediaSample = number;
     }

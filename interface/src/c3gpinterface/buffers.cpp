@@ -19,12 +19,19 @@ unsigned int largest_sample(const Vorn3gp::StszBox* stsz) {
     return sizes.empty() ? 0 : *std::max_element(sizes.begin(), sizes.end());
 }
 
-// An array of zeroes, or null. No sample is longer than the file, and a sample takes a byte of it at least,
-// so more of either than the file has bytes is refused like memory that is not there.
+// No sample is longer than the file, and each takes a byte of it at least.
+bool is_backed(unsigned int count, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io) {
+    return count <= kUnquestioned || count <= GetFileSize(io);
+}
+
+// An array of zeroes. More than the file has bytes is refused like memory that is not there.
 template <class Element>
-Element* zeroed(unsigned int count, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io) {
-    if (count > kUnquestioned && count > GetFileSize(io)) return nullptr;
-    return new (std::nothrow) Element[count]();
+Element* zeroed(unsigned int count, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned int& status,
+                const char* refusal) {
+    Element* array = is_backed(count, io) ? new (std::nothrow) Element[count]() : nullptr;
+    if (array) return array;
+    status = QLIP_NO_MEMORY;
+    throw SimpleException(kReaderPath, __LINE__, "%s", refusal);
 }
 
 }  // namespace
@@ -32,29 +39,29 @@ Element* zeroed(unsigned int count, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io) 
 void C3gpInterface::AllocBuffers() {
     const unsigned int media_bytes = largest_sample(m_Boxes.m_pStsz);
     QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for media sample buffer", media_bytes);
-    m_pMediaBuffer = zeroed<unsigned char>(media_bytes, m_pIOCallback);
-    if (!m_pMediaBuffer) {
-        m_uStatus = QLIP_NO_MEMORY;
-        throw SimpleException(kReaderPath, __LINE__, "Unable to allocate buffer for media sample");
-    }
+    m_pMediaBuffer = zeroed<unsigned char>(media_bytes, m_pIOCallback, m_uStatus,
+                                           "Unable to allocate buffer for media sample");
+    m_uMediaBufferBytes = media_bytes;
 
     // An entry has two words; the line tells of one each. Kept.
     QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for media sample offset buffer",
                    m_uMediaSampleCount * 4);
-    m_pSampleInfo = zeroed<_TAG_SAMPLEINFO>(m_uMediaSampleCount, m_pIOCallback);
-    if (!m_pSampleInfo) {
-        m_uStatus = QLIP_NO_MEMORY;
-        throw SimpleException(kReaderPath, __LINE__, "Unable to allocate memory for sample offset table");
-    }
+    m_pSampleInfo = zeroed<_TAG_SAMPLEINFO>(m_uMediaSampleCount, m_pIOCallback, m_uStatus,
+                                            "Unable to allocate memory for sample offset table");
 
     // Sizes left over from the file before (see StoreTrackTables) are walked like the others, so they count.
-    const unsigned int hint_bytes = largest_sample(m_Boxes.m_HintBoxes.m_pStsz);
-    QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for hint sample buffer", hint_bytes);
+    const Vorn3gp::StszBox* hint_stsz = m_Boxes.m_HintBoxes.m_pStsz;
+    QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for hint sample buffer", largest_sample(hint_stsz));
     const auto largest = std::max_element(m_SampleSizes.begin(), m_SampleSizes.end());
-    m_pHintBuffer = zeroed<unsigned char>(largest == m_SampleSizes.end() ? 0 : *largest, m_pIOCallback);
-    if (!m_pHintBuffer) {
-        m_uStatus = QLIP_NO_MEMORY;
-        throw SimpleException(kReaderPath, __LINE__, "Unable to allocate buffer for hint sample");
+    m_pHintBuffer = zeroed<unsigned char>(largest == m_SampleSizes.end() ? 0 : *largest, m_pIOCallback,
+                                          m_uStatus, "Unable to allocate buffer for hint sample");
+
+    // A call walks over bad hint samples until it finds a good one, so a count of them that costs no bytes of
+    // file would keep it busy for hours. A table of sizes is such bytes.
+    if (hint_stsz->GetSampleSize() != 0 && !is_backed(m_uHintSampleCount, m_pIOCallback)) {
+        m_uStatus = QLIP_CORRUPT_FILE;
+        throw SimpleException(kReaderPath, __LINE__, "The file has no room for %d hint samples",
+                              m_uHintSampleCount);
     }
 }
 
@@ -63,6 +70,7 @@ void C3gpInterface::FreeBuffers() {
     delete[] m_pHintBuffer;
     delete[] m_pSampleInfo;
     m_pMediaBuffer = nullptr;
+    m_uMediaBufferBytes = 0;
     m_pHintBuffer = nullptr;
     m_pSampleInfo = nullptr;
 }

@@ -6,9 +6,8 @@
 
 using qlip::kReaderPath;
 
-unsigned int C3gpInterface::MediaSampleSize(unsigned int uSample) const {
-    if (!m_pSampleInfo || uSample == 0 || uSample > m_uMediaSampleCount) return 0;
-    return m_pSampleInfo[uSample - 1].uSize;
+unsigned int C3gpInterface::MediaBufferBytes() const {
+    return m_uMediaBufferBytes;
 }
 
 // A read that came back short leaves the number of the kept sample as it was, although the buffer has

@@ -30,8 +30,7 @@ unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrit
     const unsigned char* from = GetPropBuffer(&available);
     QLIP_LOG_VERBOSE(kReaderPath, "%d bytes requested, %d bytes available", uToWrite, available);
     const auto take = [&](unsigned int count) {
-        if (count == 0) return;
-        std::memcpy(pBuffer + written, from, count);
+        if (count > 0) std::memcpy(pBuffer + written, from, count);
         MarkPropBytesRead(count);
         uToWrite -= count;
         written += count;
@@ -40,7 +39,7 @@ unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrit
     m_bIndexedRead = bIndexedRead;
     while (uToWrite > available) {
         QLIP_LOG_VERBOSE(kReaderPath, "In while loop.  uToWrite: %d  uBytesAvail: %d", uToWrite, available);
-        take(available);
+        if (available > 0) take(available);
         if (!GetNextFrame()) {
             QLIP_LOG_VERBOSE(kReaderPath, "EOF reached");
             m_uStatus = QLIP_END_OF_FILE;

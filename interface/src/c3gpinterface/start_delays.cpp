@@ -57,7 +57,7 @@ void C3gpInterface::ParseAudioDelay() {
     required(audio->second->GetEdts()->GetElst(), "elst", m_uStatus);
     required(required(audio->second->GetMdia(), "mdia", m_uStatus)->GetMdhd(), "mdhd", m_uStatus);
     m_uAudioTimescale = m_Boxes.m_pMdhd->GetTimescale();
-    const auto* edit = first_empty_edit(required(m_Boxes.m_pElst, "elst", m_uStatus));
+    const auto* edit = m_Boxes.m_pElst ? first_empty_edit(m_Boxes.m_pElst) : nullptr;
     if (!edit) return;
     m_VideoParams.uAudioNTS = to_ticks(edit->segment_duration, m_uMovieTimescale, m_uAudioTimescale);
     QLIP_LOG_DEBUG(kReaderPath, "AudioNTS: %d  In 3gp file: %d  timescale_mvhd: %d  ClockFreq: %d",
