@@ -76,24 +76,6 @@ TEST(IsoffWriteTest, AFrameDroppedForRoomInDirectModeIsAcceptedAndClosesTheTrack
     EXPECT_EQ(read_back(movie.close(), 1), std::vector<Bytes>{Bytes(13, 'x')});
 }
 
-TEST(FileLimitTest, AllTracksLoseTheirTailsAndEndAtAboutOneTime) {
-    WriterFixture movie;
-    iso_track* audio = movie.add_amr();
-    iso_track* video = movie.add_h263(10);
-    for (int i = 0; i < 500; ++i)
-        movie.write(audio, i % 2 ? 13 : 6, 'a');  // 10 s
-    for (int i = 0; i < 100; ++i)
-        movie.write(video, 200 + i, 'v');  // 10 s
-    movie.file->max_file_size = 12000;
-    const Bytes out = movie.close();
-    EXPECT_LE(out.size(), 12000U);
-    EXPECT_GT(out.size(), 10000U) << "far less was kept than fits";
-    const double audio_end = 0.02 * static_cast<double>(read_back(out, 1).size());
-    const double video_end = 0.1 * static_cast<double>(read_back(out, 2).size());
-    EXPECT_GT(audio_end, 1.0);
-    EXPECT_NEAR(audio_end, video_end, 1.0);
-}
-
 TEST(FileLimitTest, SyncSamplesAndGroupsAreCutWithTheSamples) {
     WriterFixture movie;
     iso_track* track = movie.add_amr();

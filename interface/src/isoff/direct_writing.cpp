@@ -196,6 +196,7 @@ int dwr_flush(iso_file* file, void* caller_buffer) {
 }
 
 iso_track* dwr_next_track(iso_file* file) {
+    if (!file->direct_track || !file->tracks) return nullptr;
     for (int i = 0; i < file->direct_tracks; ++i) {
         ++file->direct_index;
         file->direct_track = file->direct_track->next;
