@@ -54,7 +54,6 @@ int pkq_native_init(pkq_native* native, int type, int packet_size, int rfc_mode,
     native->rtp.unused = static_cast<unsigned int>(rfc_mode);
     native->rtp.flags = static_cast<unsigned int>(flags);
     native->codec = track->codec;
-    native->packetise = nullptr;
     return choose_packetiser(native);
 }
 

@@ -74,7 +74,6 @@ int wld_native_init(wld_native* native, int payload_type, int packet_size, int r
     native->rfc_mode = static_cast<unsigned int>(rfc_mode);
     native->flags = static_cast<unsigned int>(flags);
     native->codec = track->codec;
-    native->packetise = nullptr;
     return choose_packetiser(native, packet_size, track);
 }
 

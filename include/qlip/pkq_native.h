@@ -46,7 +46,7 @@ struct pkq_native {
     unsigned int last_source_format;
     unsigned int nal_length_size;
     unsigned int unused;
-    pkq_packetiser packetise;  // null for tracks that have none
+    pkq_packetiser packetise;  // null: none
 };
 
 static_assert(sizeof(PKQ_RTP) == 36);
@@ -65,12 +65,13 @@ QLIP_API void rtp2pkq(void* packet, int size, int type, int ignored);
 // Makes the 20 bytes of a wld_packet_record at `out` from the pkq_packet_record at `in`.
 QLIP_API void wld_put_header_pkq2wld(unsigned char* in, unsigned char* out, int type);
 
-// Prepares `native` for a track; a payload holds `packet_size` - 12 bytes. Returns 0, also for codecs that
-// get no packetiser (AAC, H.264, AMR-WB, AMR-WB+), or -1 for any other.
+// Prepares `native` for a track; zero a new record first. A payload holds `packet_size` - 12 bytes. Returns
+// 0, also for codecs that get no packetiser (AAC, H.264, AMR-WB, AMR-WB+), for which `packetise` stays what
+// it was, or -1 for any other.
 QLIP_API int pkq_native_init(pkq_native* native, int type, int packet_size, int rfc_mode, iso_track* track,
                              int flags);
 
-// Calls the packetiser chosen by pkq_native_init. -1 without one.
+// Calls `packetise`. -1 without one.
 QLIP_API int pkq_native_packet(void* out, int out_size, void* in, int in_size, double seconds,
                                pkq_native* native);
 

@@ -68,18 +68,19 @@ struct wld_native {
     unsigned int last_source_format;
     unsigned int nal_length_size;  // bytes of the length in front of each NAL unit
     unsigned int unused;
-    wld_packetiser packetise;  // null for tracks that have none
+    wld_packetiser packetise;  // null: none
 };
 
 static_assert(sizeof(WLD_RTP) == 28);
 static_assert(offsetof(wld_native, rfc_mode) == 36 && offsetof(wld_native, clock_rate) == 44);
 
-// Prepares `native` for a track. The packet size counts for H.264 alone; the others have 1400 bytes. Returns
-// 0, also for AAC and AMR-WB+, which get no packetiser, or -1 for any other codec.
+// Prepares `native` for a track; zero a new record first. The packet size counts for H.264 alone; the others
+// have 1400 bytes. Returns 0, also for AAC and AMR-WB+, for which `packetise` stays what it was, or -1 for
+// any other codec.
 QLIP_API int wld_native_init(wld_native* native, int payload_type, int packet_size, int rfc_mode,
                              iso_track* track, int flags);
 
-// Calls the packetiser chosen by wld_native_init. -1 without one.
+// Calls `packetise`. -1 without one.
 QLIP_API int wld_native_packet(void* out, int out_size, void* in, int in_size, double seconds,
                                wld_native* native);
 

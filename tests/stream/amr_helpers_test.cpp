@@ -62,31 +62,29 @@ TEST(AmrHelpers, EverySpeechModeConvertsBitByBitAndBack) {
         run = join({run, frame, {0x78}});
         packed_run = join({packed_run, packed, {15}});
     }
-    Bytes converted(packed_run.size());
-    EXPECT_EQ(amr1_to_amr2(run.data(), converted.data(), static_cast<int>(run.size())),
-              static_cast<int>(packed_run.size()));
-    EXPECT_EQ(converted, packed_run);
-    Bytes back(run.size());
-    EXPECT_EQ(amr2_to_amr1(converted.data(), back.data(), static_cast<int>(converted.size())),
-              static_cast<int>(run.size()));
-    EXPECT_EQ(back, run);
+    const auto all_of = [](auto convert, Bytes from, size_t size) {
+        Bytes to(size);
+        EXPECT_EQ(convert(from.data(), to.data(), static_cast<int>(from.size())), static_cast<int>(size));
+        return to;
+    };
+    EXPECT_EQ(all_of(amr1_to_amr2, run, packed_run.size()), packed_run);
+    EXPECT_EQ(all_of(amr2_to_amr1, packed_run, run.size()), run);
 }
 
 TEST(AmrHelpers, RunsStopAtAFrameThatHasNoPackedFormOrIsCutShort) {
-    const Bytes silence = hex("44 A1 00 00 00 02");
-    for (const char* tail : {"50", "44 A1 00 00 00"}) {
-        Bytes storage = join({silence, hex(tail)});
-        storage.shrink_to_fit();
-        Bytes packed(storage.size() + 1, 0xEE);
-        EXPECT_EQ(amr1_to_amr2(storage.data(), packed.data(), static_cast<int>(storage.size())), 6) << tail;
-        EXPECT_EQ(packed[6], 0xEE);
-    }
-    for (const char* tail : {"0A", "58 08 00 00 00"}) {
-        Bytes packed = join({hex("58 08 00 00 00 04"), hex(tail)});
-        packed.shrink_to_fit();
-        Bytes storage(packed.size() + 2, 0xEE);
-        EXPECT_EQ(amr2_to_amr1(packed.data(), storage.data(), static_cast<int>(packed.size())), 6) << tail;
-        EXPECT_EQ(storage[6], 0xEE);
+    const struct {
+        int (*convert)(void*, void*, int);
+        const char* run;  // a silence frame and what stops the run
+    } kCases[] = {{amr1_to_amr2, "44 A1 00 00 00 02 50"},
+                  {amr1_to_amr2, "44 A1 00 00 00 02 44 A1 00 00 00"},
+                  {amr2_to_amr1, "58 08 00 00 00 04 0A"},
+                  {amr2_to_amr1, "58 08 00 00 00 04 58 08 00 00 00"}};
+    for (const auto& [convert, run] : kCases) {
+        Bytes in = hex(run);
+        in.shrink_to_fit();
+        Bytes out(in.size() + 2, 0xEE);
+        EXPECT_EQ(convert(in.data(), out.data(), static_cast<int>(in.size())), 6) << run;
+        EXPECT_EQ(out[6], 0xEE) << run;
     }
 }
 

@@ -55,12 +55,12 @@ TEST(Pkq, AmrHasItsOwnTypeAndDropsNoDataFrames) {
 
 TEST(Pkq, InitTakesTwelveBytesOffThePacketAndKnowsThreeCodecs) {
     EXPECT_EQ(pkq_for(ISO_CODEC_SAMR, 0, 1000).max_payload, 988);
-    iso_track track{};
     for (int codec = -1; codec <= 9; ++codec) {
+        iso_track track{};
         track.codec = codec;
         pkq_native native{};
-        EXPECT_EQ(pkq_native_init(&native, 1, 100, 0, &track, 0),
-                  codec == 6 || codec < 0 || codec > 7 ? -1 : 0);
+        const bool known = codec >= 0 && codec <= 7 && codec != 6;
+        EXPECT_EQ(pkq_native_init(&native, 1, 100, 0, &track, 0), known ? 0 : -1);
         const bool served = codec == 0 || codec == 2 || codec == 3;
         EXPECT_EQ(packetise(pkq_native_packet, native, Bytes{15}, 0.0).result, served ? 13 : -1) << codec;
     }
@@ -92,18 +92,17 @@ struct Reader {
 };
 
 TEST(Pkq, HeadersAreReadUntilTheStreamEnds) {
-    Reader reader{join({packet(34, true, 0x1234, 0xDEADBEEF, {}), {0, 0, 0}})};
+    const Bytes header = packet(34, true, 0x1234, 0xDEADBEEF, {});
+    Reader reader{join({header, {0, 0, 0}})};
     mfileio stream{Reader::read, &reader};
     PKQ_RTP rtp{};
     rtp.flags = PKQ_FLAG_SKIP_PRINT;
     EXPECT_EQ(pkq_get_header(&stream, &rtp), 1);
-    EXPECT_EQ(rtp.size, 0);
     EXPECT_EQ(rtp.magic, 13);
-    EXPECT_EQ(rtp.marker, 1);
-    EXPECT_EQ(rtp.type, 34);
-    EXPECT_EQ(rtp.sequence, 0x1234);
-    EXPECT_EQ(rtp.time, 0xDEADBEEF);
     EXPECT_EQ(rtp.flags, 0u);
+    Bytes again(12);
+    pkq_put_header(again.data(), &rtp);
+    EXPECT_EQ(again, header);
     EXPECT_EQ(pkq_get_header(&stream, &rtp), 0);
 }
 
@@ -163,10 +162,7 @@ TEST(Pkq, EstimatesCountHeadersAndBytes) {
         track.codec = codec;
         EXPECT_EQ(pkq_buffer_estimate(&track, rfc_mode, rate), bytes) << codec << " " << rate;
     }
-}
-
-TEST(Pkq, ThereIsNothingToEstimateWithoutATrack) {
-    EXPECT_EQ(pkq_buffer_estimate(nullptr, 0, 10.0), 0);
+    EXPECT_EQ(pkq_buffer_estimate(nullptr, 0, 10.0), 0) << "no track";
 }
 
 }  // namespace

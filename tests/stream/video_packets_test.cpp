@@ -6,7 +6,9 @@ namespace {
 
 const Bytes kPBit{4, 0};
 
-Bytes with_pairs(Bytes frame, std::initializer_list<size_t> zeros) {
+// A frame of bytes 0x55 but for zeros at the places given.
+Bytes frame_with_zeros(size_t size, const std::vector<size_t>& zeros) {
+    Bytes frame = filled(size, 0x55);
     for (const size_t at : zeros)
         frame.at(at) = 0;
     return frame;
@@ -28,9 +30,7 @@ TEST(VideoPackets, TheFirstCutFallsAtTheLastPairInTheRoom) {
                   {"four zeros hold two", {50, 51, 52, 53}, 52},
                   {"pairs count from where the walk enters the run", {5, 6, 7, 8, 9, 10, 11, 12}, 10}};
     for (const auto& [why, zeros, cut] : kCases) {
-        Bytes frame = filled(200, 0x55);
-        for (const size_t at : zeros)
-            frame.at(at) = 0;
+        const Bytes frame = frame_with_zeros(200, zeros);
         wld_native native = native_for(ISO_CODEC_MP4V);
         native.max_payload = 100;
         const Result made = packetise(wld_video_packet, native, frame, 0.1);
@@ -85,7 +85,7 @@ TEST(VideoPackets, TimestampsRoundAndWrapBelowTwoToThe32) {
 }
 
 TEST(VideoPackets, CutsAreToldOnStderrWhenAsked) {
-    const Bytes frame = with_pairs(filled(3000, 0x55), {1200, 1201});
+    const Bytes frame = frame_with_zeros(3000, {1200, 1201});
     wld_native native = native_for(ISO_CODEC_MP4V, 0, static_cast<int>(WLD_FLAG_VERBOSE));
     testing::internal::CaptureStderr();
     packetise(wld_video_packet, native, frame, 0.1);
@@ -94,24 +94,38 @@ TEST(VideoPackets, CutsAreToldOnStderrWhenAsked) {
               "Fragmenting payload: old_len=1800 new_len=1400, at arbitrary position\n");
 }
 
-TEST(WldNative, TracksWithoutAPacketiserFailPerPacketAndUnknownOnesAtInit) {
-    iso_track track{};
-    for (const int codec :
-         {ISO_CODEC_MP4A, ISO_CODEC_SAWP, static_cast<iso_codec>(6), ISO_CODEC_RTP, ISO_CODEC_NONE}) {
-        track.codec = codec;
-        const bool known = codec == ISO_CODEC_MP4A || codec == ISO_CODEC_SAWP;
-        wld_native native{};
-        EXPECT_EQ(wld_native_init(&native, 0, 1400, 0, &track, 0), known ? 0 : -1);
-        EXPECT_EQ(native.packetise, nullptr);
-        EXPECT_EQ(packetise(wld_native_packet, native, {1, 2, 3}, 1.0).result, -1);
-    }
+int kept(void*, int, void*, int, double, wld_native*) {
+    return 4711;
 }
 
-TEST(WldNative, ThePacketSizeCountsForH264Alone) {
-    for (const int codec : {ISO_CODEC_MP4V, ISO_CODEC_S263, ISO_CODEC_SAMR, ISO_CODEC_SAWB}) {
-        EXPECT_EQ(native_for(codec, 0, 0, 500).max_payload, 1400);
+// The packet size counts for H.264 alone, and tracks without a packetiser keep what was there.
+TEST(WldNative, InitSetsWhatTheCodecHas) {
+    const struct {
+        int codec, result, clock_rate, max_payload;
+        wld_packetiser packetise;
+    } kCases[] = {{ISO_CODEC_MP4V, 0, 90000, 1400, wld_video_packet},
+                  {ISO_CODEC_S263, 0, 90000, 1400, wld_video_packet},
+                  {ISO_CODEC_SAMR, 0, 8000, 1400, wld_amr_packet},
+                  {ISO_CODEC_SAWB, 0, 16000, 1400, wld_amr_packet},
+                  {ISO_CODEC_AVC1, 0, 90000, 500, wld_rfc3984_packet},
+                  {ISO_CODEC_MP4A, 0, 7, 1400, kept},
+                  {ISO_CODEC_SAWP, 0, 7, 1400, kept},
+                  {6, -1, 7, 1400, kept},
+                  {ISO_CODEC_RTP, -1, 7, 1400, kept},
+                  {ISO_CODEC_NONE, -1, 7, 1400, kept}};
+    for (const auto& [codec, result, clock_rate, max_payload, packetiser] : kCases) {
+        iso_track track{};
+        track.codec = codec;
+        wld_native native{};
+        native.clock_rate = 7;
+        native.packetise = kept;
+        EXPECT_EQ(wld_native_init(&native, 0, 500, 0, &track, 0), result) << codec;
+        EXPECT_EQ(native.clock_rate, clock_rate) << codec;
+        EXPECT_EQ(native.max_payload, max_payload) << codec;
+        EXPECT_EQ(native.packetise, packetiser) << codec;
     }
-    EXPECT_EQ(native_for(ISO_CODEC_AVC1, 0, 0, 500).max_payload, 500);
+    wld_native none{};
+    EXPECT_EQ(packetise(wld_native_packet, none, {1, 2, 3}, 1.0).result, -1);
 }
 
 }  // namespace
