@@ -1,4 +1,6 @@
 #pragma once
 
 // Bytes from n up to the next multiple of 4.
-unsigned int GetPadding(unsigned int n);
+inline unsigned int GetPadding(unsigned int n) {
+    return ((n + 3) & ~3U) - n;
+}

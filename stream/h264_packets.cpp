@@ -33,8 +33,8 @@ unsigned int nal_type(bytes nal) {
     return nal.empty() ? 0 : nal[0] & kTypeMask;
 }
 
-bool put_h264_record(record_sink& sink, wld_native& native, bytes head, bytes data,
-                     qlip::record_credit credit = {}) {
+[[gnu::always_inline]] inline bool put_h264_record(record_sink& sink, wld_native& native, bytes head,
+                                                   bytes data, qlip::record_credit credit = {}) {
     if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
     ++native.packet_count;
     return true;
@@ -102,7 +102,7 @@ bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = k
     return true;
 }
 
-int packetise(record_sink sink, void* in, int in_size, double seconds, wld_native* native) {
+int packetise(record_sink& sink, void* in, int in_size, double seconds, wld_native* native) {
     bool sets_done = false;
     qlip::stamp<qlip::wld_family>(*native, native->clock_rate * seconds);
     for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
@@ -123,12 +123,14 @@ int packetise(record_sink sink, void* in, int in_size, double seconds, wld_nativ
 }  // namespace
 
 int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    return packetise(record_sink(out, out_size, qlip::kRoomOfTheCaller), in, in_size, seconds, native);
+    record_sink sink(out, out_size, qlip::kRoomOfTheCaller);
+    return packetise(sink, in, in_size, seconds, native);
 }
 
 int qlip::rfc3984_packet_within(void* out, int out_size, void* in, int in_size, double seconds,
                                 wld_native* native) {
-    return packetise(record_sink(out, out_size), in, in_size, seconds, native);
+    record_sink sink(out, out_size);
+    return packetise(sink, in, in_size, seconds, native);
 }
 
 int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {

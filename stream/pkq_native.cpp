@@ -68,8 +68,9 @@ int pkq_amr_packet(void* out, int out_size, void* in, int in_size, double, pkq_n
 
 int pkq_video_packet(void* out, int out_size, void* in, int in_size, double seconds, pkq_native* native) {
     using namespace qlip;
-    return packetise_video<pkq_family>(record_sink(out, out_size), input_of(in, in_size), seconds, *native,
-                                       native->rtp.type, plain_pieces(native->max_payload));
+    record_sink sink(out, out_size);
+    return packetise_video<pkq_family>(sink, input_of(in, in_size), seconds, *native, native->rtp.type,
+                                       plain_pieces(native->max_payload));
 }
 
 int pkq_put_header(void* out, PKQ_RTP* rtp) {

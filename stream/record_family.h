@@ -52,9 +52,11 @@ void stamp(typename Family::native& native, double step) {
 }
 
 // Writes one record: header, payload header, data. False when it does not fit; nothing is written then.
+// Inlined, as passing its arguments would cost as much as its work.
 template <class Family>
-[[nodiscard]] bool put_record(record_sink& sink, typename Family::native& native, int type, bytes head,
-                              bytes data, record_credit credit = {}) {
+[[nodiscard, gnu::always_inline]] inline bool put_record(record_sink& sink, typename Family::native& native,
+                                                         int type, bytes head, bytes data,
+                                                         record_credit credit = {}) {
     const size_t payload_size = head.size() + data.size();
     unsigned char* out = sink.take(static_cast<ptrdiff_t>(Family::kHeaderSize + payload_size), credit);
     if (out == nullptr) return false;

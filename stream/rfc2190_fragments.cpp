@@ -69,7 +69,7 @@ void rfc2190_pieces::put_mode_b_header(tbq_pos_t end) {
     header_size_ = kModeBSize;
 }
 
-int packetise_rfc2190(record_sink sink, bytes frame, double seconds, wld_native& native) {
+int packetise_rfc2190(record_sink& sink, bytes frame, double seconds, wld_native& native) {
     H263VCFG config{};
     config.source_format = static_cast<int>(native.last_source_format);
     if (h263_get_config(walkable(frame), walkable_size(frame), &config) == -1) return WLD_BAD_PICTURE;

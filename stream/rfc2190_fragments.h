@@ -39,6 +39,6 @@ class rfc2190_pieces : public plain_pieces {
 };
 
 // wld_video_packet for RFC 2190. WLD_BAD_PICTURE without a picture header; nothing is written then.
-[[nodiscard]] int packetise_rfc2190(record_sink sink, bytes frame, double seconds, wld_native& native);
+[[nodiscard]] int packetise_rfc2190(record_sink& sink, bytes frame, double seconds, wld_native& native);
 
 }  // namespace qlip

@@ -77,10 +77,11 @@ class rfc2429_pieces : public plain_pieces {
 // Tells on stderr where a frame is cut.
 void print_cut(size_t old_length, const piece& cut);
 
-// Fills `sink` with the records of one frame. The clock moves on by the frame's `seconds`.
+// Fills `sink` with the records of one frame. The clock moves on by the frame's `seconds`. Static, since each
+// combination has one caller, which it is to become part of.
 template <class Family, class Pieces>
-int packetise_video(record_sink sink, bytes left, double seconds, typename Family::native& native, int type,
-                    Pieces pieces) {
+static int packetise_video(record_sink& sink, bytes left, double seconds, typename Family::native& native,
+                           int type, Pieces pieces) {
     stamp<Family>(native, native.clock_rate * seconds);
     while (!left.empty()) {
         left = left.subspan(pieces.start(left));

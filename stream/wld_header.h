@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/byte_order.h"
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
 
@@ -31,6 +32,13 @@ inline void put_next_header(void* out, WLD_RTP& rtp, int payload_type) {
     const uint32_t word = rtp_word(rtp.marker, static_cast<uint32_t>(payload_type), rtp.sequence);
     put_packet_record(out, rtp.payload_size, rtp.timestamp, word);
     if (++rtp.sequence > kLastSequence) rtp.sequence = 0;
+}
+
+// The record of an RTP packet (RFC 3550 5.1): what rtp2pkq and wld_put_header_pkq2wld make of it together.
+//   V P X CC | M PT | sequence number | timestamp | SSRC
+inline void put_record_of_rtp(void* out, const unsigned char* rtp, uint32_t payload_size, int payload_type) {
+    const uint32_t word = rtp_word(rtp[1] >> 7, static_cast<uint32_t>(payload_type), load_be16(rtp + 2));
+    put_packet_record(out, payload_size, load_be32(rtp + 4), word);
 }
 
 }  // namespace qlip

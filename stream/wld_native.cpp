@@ -93,21 +93,16 @@ int wld_amr_packet(void* out, int out_size, void* in, int in_size, double, wld_n
 
 int wld_video_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
     using namespace qlip;
-    const record_sink sink(out, out_size);
+    record_sink sink(out, out_size);
     const bytes frame = input_of(in, in_size);
-    if (native->codec != ISO_CODEC_S263) {
-        return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_MPEG4,
-                                           plain_pieces(native->max_payload));
+    const bool h263 = native->codec == ISO_CODEC_S263;
+    if (h263 && native->rfc_mode == WLD_RFC_2429) {
+        return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
+                                           rfc2429_pieces(native->max_payload));
     }
-    switch (native->rfc_mode) {
-        case WLD_RFC_2429:
-            return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
-                                               rfc2429_pieces(native->max_payload));
-        case WLD_RFC_2190:
-        case WLD_RFC_2190_B:
-            return packetise_rfc2190(sink, frame, seconds, *native);
-        default:
-            return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
-                                               plain_pieces(native->max_payload));
+    if (h263 && (native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B)) {
+        return packetise_rfc2190(sink, frame, seconds, *native);
     }
+    return packetise_video<wld_family>(sink, frame, seconds, *native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
+                                       plain_pieces(native->max_payload));
 }

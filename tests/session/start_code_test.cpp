@@ -1,9 +1,12 @@
 // The start code search against the plain loop, and the dump beside it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <random>
 
 #include "interface/src/mmfiInterface/mpeg4_configuration.h"
+#include "interface/src/mmfiInterface/mpeg4_start_code.h"
 #include "qlip/SimpleException.h"
 #include "tests/support/memory_host.h"
 #include "tests/support/syslog_capture.h"
@@ -29,6 +32,9 @@ void expect_as_plain(const Bytes& content, int length) {
                   plain_search(data, length, code));
     }
     EXPECT_EQ(CheckForIFrame(data.data(), length), plain_search(data, length, 0xB6) >= 0 ? 1 : 0);
+    const auto [sequence, vop] = qlip::find_start_codes(data.data(), length);
+    EXPECT_EQ(sequence, plain_search(data, length, 0xB0));
+    EXPECT_EQ(vop, plain_search(data, length, 0xB6));
 }
 
 }  // namespace
@@ -37,10 +43,22 @@ TEST(StartCode, AgreesWithThePlainLoopOnDataFullOfNearMisses) {
     std::mt19937 random(1);
     constexpr unsigned char kAlphabet[] = {0, 0, 0, 1, 0xB0, 0xB6, 63, 64};
     for (int round = 0; round < 20000; ++round) {
-        Bytes data(random() % 250);
+        Bytes data(random() % 500);
         for (unsigned char& byte : data)
             byte = kAlphabet[random() % 8];
         expect_as_plain(data, static_cast<int>(data.size()));
+    }
+}
+
+TEST(StartCode, IsFoundWhereverItStandsInDataWithoutZeros) {
+    constexpr unsigned char kCode[] = {0, 0, 1, 0xB6, 0x10};
+    for (const size_t length : {20U, 133U, 134U, 300U, 389U}) {
+        for (size_t at = 0; at + sizeof kCode <= length; ++at) {
+            Bytes data(length, 0x81);
+            std::copy(std::begin(kCode), std::end(kCode), data.begin() + static_cast<ptrdiff_t>(at));
+            EXPECT_EQ(qlip::find_start_codes(data.data(), static_cast<int>(length)).vop,
+                      static_cast<int>(at));
+        }
     }
 }
 

@@ -17,10 +17,10 @@ void Cursor::put_into(iso_track* track) const {
     track->ctts_run = ctts_run;
 }
 
-void CursorMemory::prepare(iso_track* track, int sample) {
+void CursorMemory::prepare_jump(iso_track* track, int sample) {
     const Cursor here = Cursor::of(track);
     const bool goes_back = here.sample > sample;
-    const bool known_here = on_path_ && last_.known && here == last_.cursor;
+    const bool known_here = on_path_ && is_undisturbed(track);
     on_path_ = goes_back || known_here ||
                (here.sample == 0 && track->chunk_count > 0 &&
                 here == Cursor{0, track->chunks[0].start, 0, 0, 0, 0, 0});
@@ -30,17 +30,14 @@ void CursorMemory::prepare(iso_track* track, int sample) {
     if (known_here) add_departure(here);
 }
 
-void CursorMemory::remember(const iso_track* track) {
-    last_ = {true, Cursor::of(track)};
-    if (on_path_) add_to_ladder(last_.cursor);
-}
-
-void CursorMemory::add_to_ladder(const Cursor& cursor) {
-    for (size_t level = kFirstLevel; level < kLevels; ++level) {
-        auto& [newest, older] = ladder_[level];
-        if (newest.known && newest.cursor.sample >> level == cursor.sample >> level) return;
+void CursorMemory::add_to_ladder(const iso_track* track) {
+    const Cursor cursor = Cursor::of(track);
+    newest_stretch_ = cursor.sample >> kFirstLevel;
+    for (int shift = kFirstLevel; auto& [newest, older] : ladder_) {
+        if (newest.known && newest.cursor.sample >> shift == cursor.sample >> shift) return;
         older = newest;
         newest = {true, cursor};
+        ++shift;
     }
 }
 

@@ -25,15 +25,23 @@ struct Cursor {
 class CursorMemory {
   public:
     // Before the cursor is set to `sample`: puts it to the nearest remembered place on the way.
-    void prepare(iso_track* track, int sample);
+    void prepare(iso_track* track, int sample) {
+        const bool near = sample == track->sample || sample == track->sample + 1;
+        if (!near || !is_undisturbed(track)) prepare_jump(track, sample);
+    }
 
     // After the cursor was set.
-    void remember(const iso_track* track);
+    void remember(const iso_track* track) {
+        sample_ = track->sample;
+        file_pos_ = track->file_pos;
+        chunk_ = track->chunk;
+        if (on_path_ && track->sample >> kFirstLevel != newest_stretch_) add_to_ladder(track);
+    }
 
   private:
     // Shorter stretches are walked as quickly as they would be remembered.
-    static constexpr size_t kFirstLevel = 3;
-    static constexpr size_t kLevels = 22;
+    static constexpr int kFirstLevel = 3;
+    static constexpr size_t kLevels = 19;
     static constexpr size_t kDepartures = 8;
 
     struct Place {
@@ -41,19 +49,28 @@ class CursorMemory {
         Cursor cursor;
     };
 
-    void add_to_ladder(const Cursor& cursor);
+    // Nobody else has moved the cursor since. The runs of the time tables go by the sample alone.
+    bool is_undisturbed(const iso_track* track) const {
+        return track->sample == sample_ && track->file_pos == file_pos_ && track->chunk == chunk_;
+    }
+
+    void prepare_jump(iso_track* track, int sample);
+    void add_to_ladder(const iso_track* track);
     void add_departure(const Cursor& cursor);
     const Cursor* best_below(int sample) const;
 
-    // Level k keeps the first cursor of the two last visited stretches of 2^k samples: some cursor lies about
-    // as far back as any sample does.
+    // Level k keeps the first cursor of the two last visited stretches of 2^(kFirstLevel + k) samples: some
+    // cursor lies about as far back as any sample does.
     std::array<std::array<Place, 2>, kLevels> ladder_;
     std::array<Place, kDepartures> departures_;  // places that a jump left
     size_t next_departure_ = 0;
     // The cursor as it was left last, and whether it is the one that a walk from the first sample gives:
     // short reads of others can put it elsewhere.
-    Place last_;
+    int sample_ = -1;
+    unsigned int file_pos_ = 0;
+    int chunk_ = 0;
     bool on_path_ = false;
+    int newest_stretch_ = -1;
 };
 
 }  // namespace qlip

@@ -42,6 +42,27 @@ void give_record(iso_track* hint, void* memory) {
     hint->flags |= qlip::kArmedHintRecord;
 }
 
+bool is_hint_track_of(const iso_track* track, const iso_track* media, int max_packet) {
+    return (track->codec == ISO_CODEC_RTP || track->codec == ISO_CODEC_SRTP) &&
+           track->hint_ref_track == media->track_id && int64_t{track->max_packet_size} <= max_packet;
+}
+
+iso_track* choose_hint_track(const iso_track* media, int max_packet) {
+    if (!media || !media->file) return nullptr;
+    iso_track* best = nullptr;
+    for (iso_track* track = media->file->tracks; track; track = track->next) {
+        if (!is_hint_track_of(track, media, max_packet)) continue;
+        if (!best || track->max_packet_size > best->max_packet_size) best = track;
+    }
+    return best;
+}
+
+void set_media(iso_track* hint, iso_track* media) {
+    qlip::ArmedHint* own = qlip::armed_hint(hint);
+    if (own && own->media_track != media) own->media_places = {};
+    hint->hint->media_track = media;
+}
+
 // Follows a cursor that was set by isoFFsetPosition since the last packet.
 void resynchronise(iso_track* track, hint_state* hint, qlip::ArmedHint* own) {
     if (hint->sample == track->sample || hint->sample >= track->sample_count) return;
@@ -53,13 +74,18 @@ void resynchronise(iso_track* track, hint_state* hint, qlip::ArmedHint* own) {
 void next_sample(iso_track* track, hint_state* hint) {
     hint->sample_offset = 0;
     ++hint->sample;
-    isoFFsetPosition(track, hint->sample);  // refused at the end, which the next call finds
+    if (qlip::has_sample(track, hint->sample)) qlip::move_to_sample(track, hint->sample);
 }
 
-void advance_clock(const iso_track* track, hint_state* hint, double duration) {
+void advance_clock(const iso_track* track, hint_state* hint) {
+    const double duration = qlip::time_at(track, track->stts, track->stts_count, track->stts_index);
     hint->timestamp = qlip::to_u32(0.5 + hint->rtp_time) + track->tsro;
     hint->rtp_time += duration * static_cast<int>(track->tims);
     if (hint->rtp_time > kClockLimit) hint->rtp_time -= kClockWrap;
+}
+
+bool stands_on_sample(const iso_track* track) {
+    return qlip::is_readable(track) && qlip::has_sample(track, track->hint->sample);
 }
 
 // Opens hint samples until one has packets. 1, or the result to return: 0, ISOFF_END, ISOFF_NOT_YET.
@@ -70,11 +96,10 @@ int open_sample(iso_track* track, hint_state* hint) {
                            hint->sample, track->sample_count);
             return 0;
         }
-        if (empty == kMostEmptySamples) return ISOFF_END;
+        if (empty == kMostEmptySamples || !stands_on_sample(track)) return ISOFF_END;
         std::array<unsigned char, kSampleHeadSize> head{};
-        double duration = 0.0;
-        const int got = isoFFreadAt(track, hint->sample, static_cast<int>(hint->sample_offset), head.data(),
-                                    head.size(), &duration, nullptr);
+        const int got = qlip::read_slice(track, hint->sample, qlip::size_of_sample(track, hint->sample),
+                                         hint->sample_offset, head.data(), head.size());
         if (got == ISOFF_NOT_YET) return got;
         if (got != kSampleHeadSize) return ISOFF_END;
         hint->packets_left = qlip::load_be16(head.data());
@@ -82,22 +107,22 @@ int open_sample(iso_track* track, hint_state* hint) {
             next_sample(track, hint);
         } else {
             hint->sample_offset += kSampleHeadSize;
-            advance_clock(track, hint, duration);
+            advance_clock(track, hint);
         }
     }
     return 1;
-}
-
-// Reads for which nobody wants times.
-int read_part(iso_track* track, int sample, unsigned int from, unsigned char* to, unsigned int count) {
-    return qlip::read_sample_at(track, sample, from, to, count, nullptr, nullptr);
 }
 
 // One packet under construction.
 class PacketBuilder {
   public:
     PacketBuilder(iso_track* track, qlip::ArmedHint* own, unsigned char* out)
-        : track_(track), hint_(track->hint), own_(own), out_(out), offset_(hint_->sample_offset) {}
+        : track_(track),
+          hint_(track->hint),
+          own_(own),
+          out_(out),
+          offset_(hint_->sample_offset),
+          hint_size_(qlip::size_of_sample(track, hint_->sample)) {}
 
     // The packet's length, or a result below 0.
     int build() {
@@ -118,10 +143,14 @@ class PacketBuilder {
     }
 
   private:
+    [[gnu::always_inline]] int read_own(unsigned char* to, unsigned int count) {
+        return qlip::read_slice(track_, hint_->sample, hint_size_, offset_, to, count);
+    }
+
     // The next bytes of the hint sample. 0, ISOFF_END when they are not all there, or ISOFF_NOT_YET.
     template <size_t N>
     int read_hint(std::array<unsigned char, N>& bytes) {
-        const int got = read_part(track_, hint_->sample, offset_, bytes.data(), N);
+        const int got = read_own(bytes.data(), N);
         if (got == ISOFF_NOT_YET) return got;
         if (got != static_cast<int>(N)) return ISOFF_END;
         offset_ += N;
@@ -145,7 +174,7 @@ class PacketBuilder {
 
     int pass_extra_information() {
         std::array<unsigned char, 4> size{};
-        const int got = read_part(track_, hint_->sample, offset_, size.data(), size.size());
+        const int got = read_own(size.data(), size.size());
         if (got == ISOFF_NOT_YET) return got;
         offset_ += qlip::load_be32(size.data());
         return 0;
@@ -185,9 +214,12 @@ class PacketBuilder {
         if (!has_room(count)) return ISOFF_END;
         source_ = from_self ? track_ : hint_->media_track;
         source_offset_ = qlip::load_be32(constructor + 8);
-        qlip::CursorMemory* places = moves_cursor(sample, count) ? places_of(from_self) : nullptr;
+        if (!qlip::is_readable(source_) || !qlip::has_sample(source_, sample)) return ISOFF_END;
+        const unsigned int size = qlip::size_of_sample(source_, sample);
+        const bool moves_cursor = count > 0 && source_offset_ < size;
+        qlip::CursorMemory* places = own_ && moves_cursor ? places_of(from_self) : nullptr;
         if (places) places->prepare(source_, sample);
-        const int got = read_part(source_, sample, source_offset_, out_ + length_, count);
+        const int got = qlip::read_slice(source_, sample, size, source_offset_, out_ + length_, count);
         if (places) places->remember(source_);
         if (got == ISOFF_NOT_YET) return got;
         if (got != static_cast<int>(count)) return ISOFF_END;
@@ -195,14 +227,7 @@ class PacketBuilder {
         return 0;
     }
 
-    // True if reading from this sample gets as far as setting the source's cursor.
-    bool moves_cursor(int sample, unsigned int count) const {
-        return count > 0 && source_->chunk_count > 0 && sample >= 0 && sample < source_->sample_count &&
-               source_offset_ < qlip::size_of_sample(source_, sample);
-    }
-
     qlip::CursorMemory* places_of(bool hint_track) const {
-        if (!own_) return nullptr;
         return hint_track ? &own_->hint_places : &own_->media_places;
     }
 
@@ -229,6 +254,7 @@ class PacketBuilder {
     qlip::ArmedHint* own_;
     unsigned char* out_;
     unsigned int offset_;
+    unsigned int hint_size_;
     int length_ = 0;
     iso_track* source_ = nullptr;
     unsigned int source_offset_ = 0;
@@ -239,12 +265,12 @@ class PacketBuilder {
 }  // namespace
 
 iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
-    iso_track* track = qlip::choose_hint_track(media, max_packet);
+    iso_track* track = choose_hint_track(media, max_packet);
     if (!track) return nullptr;
     if (!track->hint) give_record(track, isoFFmalloc(track->file, sizeof(qlip::ArmedHint)));
     hint_state* hint = track->hint;
     if (!hint) return nullptr;
-    qlip::set_media(track, media);
+    set_media(track, media);
     hint->packets_left = hint->sample_offset = hint->ssrc = 0;
     hint->sample = 0;
     hint->rtp_time = 0.0;
@@ -252,13 +278,14 @@ iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
     return track;
 }
 
-bool qlip::arm_for_search(iso_track* hint) {
-    give_record(hint, systemmalloc(hint->file, sizeof(ArmedHint)));
-    return hint->hint != nullptr;
-}
-
 iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
-    return qlip::find_hint_track(media, max_packet);
+    iso_track* track = choose_hint_track(media, max_packet);
+    if (!track) return nullptr;
+    if (!track->hint) give_record(track, systemmalloc(track->file, sizeof(qlip::ArmedHint)));
+    if (!track->hint) return nullptr;
+    set_media(track, media);
+    qlip::find_again(track);
+    return track;
 }
 
 int isoFFrtpPacket(iso_track* track, void* buf) {
@@ -266,8 +293,12 @@ int isoFFrtpPacket(iso_track* track, void* buf) {
     hint_state* hint = track->hint;
     qlip::ArmedHint* own = qlip::armed_hint(track);
     resynchronise(track, hint, own);
-    const int opened = open_sample(track, hint);
-    if (opened != 1) return opened;
+    if (hint->packets_left == 0) {
+        const int opened = open_sample(track, hint);
+        if (opened != 1) return opened;
+    } else if (!stands_on_sample(track)) {
+        return ISOFF_END;
+    }
     if (own) own->packet_open = true;
     const int result = PacketBuilder(track, own, static_cast<unsigned char*>(buf)).build();
     if (result >= 0) {

@@ -18,12 +18,6 @@ void rewind(iso_track* track) {
     if (track->chunk_count > 0) track->file_pos = track->chunks[0].start;
 }
 
-void step(iso_track* track) {
-    qlip::advance_position(track, qlip::size_of_sample(track, track->sample));
-    qlip::advance_times(track);
-    ++track->sample;
-}
-
 int64_t steps_left_in_row(const int (*rows)[2], int count, int index, int run) {
     return index < count ? int64_t{rows[index][0]} - run : INT32_MAX;
 }
@@ -60,7 +54,7 @@ void set_sample_pos(iso_track* track, int n) {
     while (track->sample < n) {
         const int more = n - track->sample - 1;
         if (more > 0 && track->sample_size != 0) step_uniform(track, uniform_steps(track, more));
-        step(track);
+        qlip::step(track);
     }
 }
 
@@ -78,7 +72,12 @@ int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) 
 
 int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,
                 double* cto) {
-    return qlip::read_sample_at(track, sample, static_cast<unsigned int>(offset), buf, len, time, cto);
+    if (!qlip::is_readable(track) || !qlip::has_sample(track, sample)) return ISOFF_END;
+    const auto from = static_cast<unsigned int>(offset);
+    const unsigned int size = qlip::size_of_sample(track, sample);
+    const int got = qlip::read_slice(track, sample, size, from, static_cast<unsigned char*>(buf), len);
+    if (len != 0 && from < size && got != ISOFF_NOT_YET) qlip::produce_times(track, time, cto);
+    return got;
 }
 
 int isoFFsetPosition(iso_track* track, int sample) {

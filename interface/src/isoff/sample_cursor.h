@@ -39,4 +39,21 @@ inline bool advance_position(iso_track* track, unsigned int bytes) {
     return true;
 }
 
+inline void step(iso_track* track) {
+    advance_position(track, size_of_sample(track, track->sample));
+    advance_times(track);
+    ++track->sample;
+}
+
+// set_sample_pos, where the next sample is the likely one.
+inline void move_to_sample(iso_track* track, int n) {
+    if (track->sample == n) [[likely]]
+        return;
+    if (track->sample + 1 == n) {
+        step(track);
+    } else {
+        set_sample_pos(track, n);
+    }
+}
+
 }  // namespace qlip

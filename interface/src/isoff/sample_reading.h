@@ -52,16 +52,14 @@ inline int read_next_sample(iso_track* track, void* buffer, int size, double* ti
     return static_cast<int>(got);
 }
 
-// isoFFreadAt.
-inline int read_sample_at(iso_track* track, int sample, unsigned int from, void* buffer, unsigned int count,
-                          double* time, double* cto) {
-    if (!is_readable(track) || !has_sample(track, sample)) return ISOFF_END;
-    const unsigned int size = size_of_sample(track, sample);
+// isoFFreadAt without the times, for a sample that is_readable() and has_sample() know, and its size. Inlined
+// wherever it stands: hint playback calls it several times a packet.
+[[gnu::always_inline]] inline int read_slice(iso_track* track, int sample, unsigned int size,
+                                             unsigned int from, unsigned char* to, unsigned int count) {
     if (count == 0 || from >= size) return 0;
-    if (track->sample != sample) set_sample_pos(track, sample);
+    move_to_sample(track, sample);
     count = std::min(count, size - from);
     const iso_file* file = track->file;
-    auto* to = static_cast<unsigned char*>(buffer);
     if (file->indexed_read) {
         unsigned int got = 0;
         if (io_read_at(file->io, to, track->file_pos + from, count, &got) != 0) return ISOFF_NOT_YET;
@@ -70,7 +68,6 @@ inline int read_sample_at(iso_track* track, int sample, unsigned int from, void*
         io_seek(file->io, track->file_pos + from);
         io_read(file->io, to, &count);
     }
-    produce_times(track, time, cto);
     return static_cast<int>(count);
 }
 

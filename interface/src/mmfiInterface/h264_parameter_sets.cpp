@@ -1,6 +1,7 @@
 #include "interface/src/mmfiInterface/h264_parameter_sets.h"
 
 #include <cstdint>
+#include <cstring>
 
 #include "common/byte_order.h"
 
@@ -46,6 +47,16 @@ bool opens_idr_picture(const unsigned char* payload, int bytes) {
     return bytes > 1 && (payload[1] & kTypeMask) == kIdrSlice && (payload[1] & kFuStart) != 0;
 }
 
+// Moves the packet in hand up, behind the sets that go in front of it.
+bool put_parameter_sets_ahead(VideoCall& call, int bytes) {
+    mm_Interface& session = call.session;
+    const auto size = static_cast<size_t>(bytes);
+    std::memcpy(session.sample_buffer, packet_in_hand(session), size);
+    if (!put_parameter_sets(call)) return false;
+    std::memcpy(packet_in_hand(session), session.sample_buffer, size);
+    return true;
+}
+
 }  // namespace
 
 bool open_with_parameter_sets(VideoCall& call) {
@@ -54,14 +65,16 @@ bool open_with_parameter_sets(VideoCall& call) {
 
 // The slices of one IDR frame get one set of parameters: `dsi_sent` lasts until the marker.
 int precede_idr_packet(VideoCall& call, int bytes) {
-    unsigned char* packet = call.session.sample_buffer;
+    mm_Interface& session = call.session;
+    const unsigned char* packet = packet_in_hand(session);
     const unsigned int sequence = load_be16(packet + 2);
+    const bool last = (packet[1] & 0x80) != 0;
     if (opens_idr_picture(packet + kRtpHeaderBytes, bytes - kRtpHeaderBytes) &&
-        sequence >= kLowestIdrSequence && call.session.dsi_sent == 0) {
-        if (!put_parameter_sets(call)) return -1;
-        store_be16(packet + 2, static_cast<uint16_t>(sequence + set_count(call.session.track)));
+        sequence >= kLowestIdrSequence && session.dsi_sent == 0) {
+        if (!put_parameter_sets_ahead(call, bytes)) return -1;
+        store_be16(packet_in_hand(session) + 2, static_cast<uint16_t>(sequence + set_count(session.track)));
     }
-    if ((packet[1] & 0x80) != 0) call.session.dsi_sent = 0;
+    if (last) session.dsi_sent = 0;
     return bytes;
 }
 

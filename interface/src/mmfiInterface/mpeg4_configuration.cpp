@@ -1,71 +1,16 @@
 #include "interface/src/mmfiInterface/mpeg4_configuration.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "common/log.h"
+#include "interface/src/mmfiInterface/mpeg4_start_code.h"
 
 namespace {
 
 constexpr const char* kPath = qlip::kSessionPath;
-constexpr unsigned char kSequenceCode = 0xB0;  // visual_object_sequence_start_code
-constexpr unsigned char kVopCode = 0xB6;       // vop_start_code
-constexpr int kCodeBytes = 4;
-constexpr int kIntraBelow = 64;  // vop_coding_type, the two bits behind the code, is 0 for an intra VOP
 constexpr int kUnsearchedTail =
     4;  // a packet's last bytes, beside those that the search itself leaves out: kept
-
-bool code_at(const unsigned char* data, unsigned char code) {
-    return data[0] == 0 && data[1] == 0 && data[2] == 1 && data[3] == code && data[4] < kIntraBelow;
-}
-
-constexpr int kBlock = 16;
-constexpr int kStride = 4 * kBlock;
-
-// All ones at each of 16 positions at which two zero bytes stand; reads 17 bytes.
-__m128i zero_pairs(const unsigned char* data) {
-    const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data));
-    const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + 1));
-    return _mm_cmpeq_epi8(_mm_or_si128(here, next), _mm_setzero_si128());
-}
-
-// The same as one bit each.
-unsigned int zero_pair_bits(const unsigned char* data) {
-    return static_cast<unsigned int>(_mm_movemask_epi8(zero_pairs(data)));
-}
-
-bool stride_has_zero_pair(const unsigned char* data) {
-    const __m128i low = _mm_or_si128(zero_pairs(data), zero_pairs(data + kBlock));
-    const __m128i high = _mm_or_si128(zero_pairs(data + 2 * kBlock), zero_pairs(data + 3 * kBlock));
-    return _mm_movemask_epi8(_mm_or_si128(low, high)) != 0;
-}
-
-int find_in_block(const unsigned char* data, unsigned char code) {
-    for (unsigned int pairs = zero_pair_bits(data); pairs != 0; pairs &= pairs - 1) {
-        const int candidate = __builtin_ctz(pairs);
-        if (code_at(data + candidate, code)) return candidate;
-    }
-    return -1;
-}
-
-int find_code(const unsigned char* data, int length, unsigned char code) {
-    const int end = length > kCodeBytes ? length - kCodeBytes : 0;
-    int at = 0;
-    while (end - at >= kBlock) {
-        while (end - at >= kStride && !stride_has_zero_pair(data + at))
-            at += kStride;
-        if (end - at < kBlock) break;
-        const int found = find_in_block(data + at, code);
-        if (found >= 0) return at + found;
-        at += kBlock;
-    }
-    for (; at < end; ++at) {
-        if (code_at(data + at, code)) return at;
-    }
-    return -1;
-}
 
 // The stream's own configuration, from its start code up to the VOP.
 void replace_configuration(iso_track* track, const unsigned char* from, int bytes) {
@@ -74,14 +19,6 @@ void replace_configuration(iso_track* track, const unsigned char* from, int byte
 }
 
 }  // namespace
-
-int CheckForIFrame(unsigned char* data, int length) {
-    return find_code(data, length, kVopCode) >= 0 ? 1 : 0;
-}
-
-int FindStartCode(unsigned char* data, int length, char code) {
-    return find_code(data, length, static_cast<unsigned char>(code));
-}
 
 void printInfo(unsigned char* data, int length) {
     constexpr int kPerLine = 10;
@@ -109,9 +46,8 @@ bool reserve_configuration(iso_track* track) {
 int configure_sample(mm_Interface& session, int bytes) {
     unsigned char* sample = session.sample_buffer;
     iso_track* track = session.track;
-    const int vop = find_code(sample, bytes, kVopCode);
+    const auto [sequence, vop] = find_start_codes(sample, bytes);
     if (vop < 0) return bytes;
-    const int sequence = find_code(sample, bytes, kSequenceCode);
     if (sequence >= 0 && vop > sequence) {
         replace_configuration(track, sample + sequence, vop - sequence);
         return bytes;
@@ -125,21 +61,18 @@ int configure_sample(mm_Interface& session, int bytes) {
 
 namespace {
 
-// Puts the track's configuration in front of the VOP. `carry_buffer` is the scratch, from its start, even
-// while it holds packets of this frame: kept, it counts on an intra VOP standing in the first packet of its
-// frame.
+// Puts the track's configuration in front of the VOP. Finished records of this frame are overwritten with the
+// beginning of the packet: kept, it counts on an intra VOP standing in the first packet of its frame.
 int insert_configuration(mm_Interface& session, int bytes, int vop) {
     const iso_track* track = session.track;
     if (track->dsi_size > MMFI_BUFFER_SIZE - bytes) return -1;
-    unsigned char* packet = session.sample_buffer;
-    unsigned char* scratch = session.carry_buffer;
+    unsigned char* packet = packet_in_hand(session);
     const auto added = static_cast<size_t>(std::max(track->dsi_size, 0));
     const auto head = size_t{kRtpHeaderBytes} + static_cast<size_t>(vop);
     const auto total = static_cast<size_t>(bytes);
-    std::memcpy(scratch, packet, head);
-    std::memcpy(scratch + head, track->dsi, added);
-    std::memcpy(scratch + head + added, packet + head, total - head);
-    std::memcpy(packet, scratch, total + added);
+    std::memmove(packet + head + added, packet + head, total - head);
+    std::memcpy(packet + head, track->dsi, added);
+    std::memcpy(session.carry_buffer, packet, std::min<size_t>(total + added, session.carry_size));
     return static_cast<int>(total + added);
 }
 
@@ -149,10 +82,9 @@ int insert_configuration(mm_Interface& session, int bytes, int vop) {
 // configuration in the packet replaces the track's, if the header record could hold it.
 int configure_packet(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
-    unsigned char* payload = session.sample_buffer + kRtpHeaderBytes;
+    const unsigned char* payload = packet_in_hand(session) + kRtpHeaderBytes;
     const int searched = bytes - kRtpHeaderBytes - kUnsearchedTail;
-    const int sequence = find_code(payload, searched, kSequenceCode);
-    const int vop = find_code(payload, searched, kVopCode);
+    const auto [sequence, vop] = find_start_codes(payload, searched);
     if (vop < 0) return bytes;
     if (sequence < 0) return insert_configuration(session, bytes, vop);
     if (vop > sequence && vop - sequence <= WLD_CONFIG_CAPACITY) {

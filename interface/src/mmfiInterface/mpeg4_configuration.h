@@ -4,14 +4,6 @@
 
 #include "interface/src/mmfiInterface/video_reader.h"
 
-// 1 if `data` holds the start code of an intra VOP, else 0.
-int CheckForIFrame(unsigned char* data, int length);
-
-// Position of the first start code with this code byte, or -1. The byte behind the code must be below 64,
-// whatever the code: kept, for a VOP it is what tells intra frames from the others, and a configuration with
-// a profile of 64 or more counts as none.
-int FindStartCode(unsigned char* data, int length, char code);
-
 // Logs the data at the debug level, ten bytes a line. Reads up to the end of the last line of ten.
 void printInfo(unsigned char* data, int length);
 

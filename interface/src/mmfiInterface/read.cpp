@@ -10,9 +10,14 @@ constexpr const char* kPath = qlip::kSessionPath;
 
 using Reader = decltype(&mmfi_Read_AMRNB);
 
+int refuse(mm_Interface*, unsigned char*, unsigned int*, bool) {
+    return QLIP_FAILURE;
+}
+
 // By codec.
 constexpr auto kReaders = [] {
     std::array<Reader, ISO_CODEC_SAWB + 1> readers{};
+    readers.fill(refuse);
     readers[ISO_CODEC_SAMR] = mmfi_Read_AMRNB;
     readers[ISO_CODEC_SAWB] = mmfi_Read_AMRWB;
     readers[ISO_CODEC_MP4V] = mmfi_Read_MPEG4;
@@ -27,8 +32,7 @@ int mmfi_Read(mm_Interface* session, unsigned char* buffer, unsigned int* size, 
     if (session == nullptr) throw SimpleException(kPath, __LINE__, "ReadChunk(): NULL pointer error.");
     session->status = QLIP_SUCCESS;
     const auto codec = static_cast<unsigned int>(session->track->codec);
-    if (codec >= kReaders.size() || kReaders[codec] == nullptr) return QLIP_FAILURE;
-    return kReaders[codec](session, buffer, size, indexed);
+    return codec < kReaders.size() ? kReaders[codec](session, buffer, size, indexed) : QLIP_FAILURE;
 }
 
 int mmfi_seek(iso_track* track, unsigned int offset) {

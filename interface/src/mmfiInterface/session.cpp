@@ -98,6 +98,14 @@ iso_track* choose_track(mm_Interface* session) {
     return chosen;
 }
 
+// A hint track that names no packet size cannot be replayed. The choice holds for the file, so that the
+// readers need not look for the track again.
+iso_track* arm_hint_track(iso_track* media) {
+    isoFFrtpHinter(media, kLargestHintPacket);
+    iso_track* hint = isoFFfindHintTrack(media, kLargestHintPacket);
+    return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
+}
+
 void open_track(mm_Interface* session, const char* mode) {
     mmfiParseModeInfo(session, mode);
     if (session->read_mode != 1) {
@@ -109,8 +117,8 @@ void open_track(mm_Interface* session, const char* mode) {
         session->status = QLIP_NO_MEMORY;
         throw SimpleException(kPath, __LINE__, "%s", qlip_StatusString(QLIP_NO_MEMORY));
     }
-    isoFFrtpHinter(track, kLargestHintPacket);
     session->track = track;
+    session->hint = arm_hint_track(track);
 }
 
 void reset(mm_Interface* session) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "qlip/isoff.h"
+#include "qlip/native_stream.h"
 #include "qlip/qlip.h"
 #include "qlip/wld_native.h"
 
@@ -28,10 +29,11 @@ struct mm_Interface {
     int read_calls;  // counted only
     // Two buffers in one run of memory: a full audio sample starts at the second byte of the first buffer,
     // behind its CMR byte, and ends on the first byte of the second.
-    unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample or RTP packet in hand
-    unsigned char
-        carry_buffer[MMFI_BUFFER_SIZE];  // audio: frames still to be delivered; video: packet records
-    unsigned short pending_size;         // audio: bytes of the next payload chunk
+    unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
+    // Audio: frames still to be delivered. Video: packet records, and behind them the RTP packet that becomes
+    // the next one where it stands; hence the room, of which nothing is touched that no packet reaches.
+    unsigned char carry_buffer[MMFI_BUFFER_SIZE + sizeof(wld_packet_record) + ISOFF_PACKET_CAPACITY];
+    unsigned short pending_size;  // audio: bytes of the next payload chunk
     unsigned short carry_size;
     unsigned char frame_record[12];  // the last video frame record
     const char* media_name;
@@ -41,6 +43,7 @@ struct mm_Interface {
     unsigned char dsi_sent;  // H.264: the parameter sets stand in front of the frame in hand
     unsigned int track_id;
     iso_track* track;  // the chosen media track, never its hint track
+    iso_track* hint;   // armed; null where the readers cut the samples themselves
     // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
     // those delivered before still standing ahead of them. 0: they stand at the start.
     unsigned short carry_run;

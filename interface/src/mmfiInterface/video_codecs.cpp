@@ -67,13 +67,13 @@ constexpr qlip::VideoCodec kH264 = {
 }  // namespace
 
 int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
-    return qlip::read_video(kH263, *session, buffer, size, indexed);
+    return qlip::read_video(*session, buffer, size, indexed, kH263);
 }
 
 int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
-    return qlip::read_video(kMpeg4, *session, buffer, size, indexed);
+    return qlip::read_video(*session, buffer, size, indexed, kMpeg4);
 }
 
 int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
-    return qlip::read_video(kH264, *session, buffer, size, indexed);
+    return qlip::read_video(*session, buffer, size, indexed, kH264);
 }

@@ -9,7 +9,7 @@
 #include "interface/src/isoff/armed_hint.h"
 #include "interface/src/isoff/sample_reading.h"
 #include "interface/src/mmfiInterface/progress.h"
-#include "qlip/pkq_native.h"
+#include "stream/wld_header.h"
 
 namespace qlip {
 
@@ -18,13 +18,6 @@ namespace {
 enum Stage : int { kFileHeader, kHeaderAndFrame, kFrameBody, kFrameRecord };
 
 constexpr int kPacketSize = 1400;
-constexpr int kRecordBytes = sizeof(wld_packet_record);
-
-// A hint track that names no packet size cannot be replayed.
-iso_track* usable_hint_track(iso_track* media) {
-    iso_track* hint = find_hint_track(media, kPacketSize);
-    return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
-}
 
 iso_track* delivered_track(const VideoCall& call) {
     return call.hint != nullptr ? call.hint : call.session.track;
@@ -143,15 +136,13 @@ int end_without_frame(VideoCall& call, bool first, int result) {
     return result == ISOFF_NOT_YET ? QLIP_FAILURE : ending.failed;
 }
 
-// Turns the RTP packet in hand into a packet record behind those of this frame. False when there is no room.
+// Makes the packet in hand the next of the packet records. False when there is no room.
 [[nodiscard]] bool append_packet(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
     const int payload = bytes - kRtpHeaderBytes;
     if (payload < 0 || payload > MMFI_BUFFER_SIZE - kRecordBytes - session.carry_size) return false;
-    unsigned char* record = session.carry_buffer + session.carry_size;
-    rtp2pkq(session.sample_buffer, bytes, call.codec.payload_type, 0);
-    wld_put_header_pkq2wld(session.sample_buffer, record, call.codec.payload_type);
-    std::memcpy(record + kRecordBytes, session.sample_buffer + kRtpHeaderBytes, static_cast<size_t>(payload));
+    put_record_of_rtp(session.carry_buffer + session.carry_size, packet_in_hand(session),
+                      static_cast<unsigned int>(payload), call.codec.payload_type);
     session.carry_size = static_cast<unsigned short>(session.carry_size + kRecordBytes + payload);
     ++call.packets;
     return true;
@@ -165,15 +156,16 @@ bool has_marker(const unsigned char* rtp) {
 int deliver_hinted_frame(VideoCall& call, bool first) {
     mm_Interface& session = call.session;
     const VideoCodec& codec = call.codec;
+    find_again(call.hint);
     session.carry_size = 0;
     bool header_due = first && codec.header_awaits_packet;
     if (first && codec.before_first_packet != nullptr && !codec.before_first_packet(call)) return fail(call);
     for (;;) {
-        int bytes = isoFFrtpPacket(call.hint, session.sample_buffer);
+        int bytes = isoFFrtpPacket(call.hint, packet_in_hand(session));
         if (bytes < 1) return end_without_frame(call, first, bytes);
         if (header_due) append_codec_records(call);
         header_due = false;
-        const bool complete = has_marker(session.sample_buffer);
+        const bool complete = has_marker(packet_in_hand(session));
         if (codec.before_conversion != nullptr) bytes = codec.before_conversion(call, bytes);
         if (!append_packet(call, bytes)) return fail(call);
         if (complete) break;
@@ -182,25 +174,36 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
     return report_hint_progress(call);
 }
 
-int deliver_frame(VideoCall& call, bool first) {
+void open_stream(VideoCall& call) {
+    append_opening_records(call);
+    if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
+    if (call.hint != nullptr) return;
+    wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
+                    call.session.track, 0);
+    if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
+}
+
+// A failure leaves the stage at the body, unless it says otherwise.
+int deliver_frame(VideoCall& call) {
+    const bool first = call.session.stage == kHeaderAndFrame;
+    call.session.stage = kFrameBody;
+    if (first) open_stream(call);
     return call.hint != nullptr ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
 }
 
-int deliver_header_and_frame(VideoCall& call) {
-    call.session.stage = kFrameBody;
-    append_opening_records(call);
-    if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
-    if (call.hint == nullptr) {
-        wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
-                        call.session.track, 0);
-        if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
+// Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.
+[[gnu::noinline]] int deliver_records(mm_Interface& session, unsigned char* buffer, unsigned int* size,
+                                      const VideoCodec& codec) {
+    VideoCall call{codec, session, buffer, size, session.hint};
+    switch (session.stage) {
+        case kFileHeader:
+            return deliver_file_header(call);
+        case kHeaderAndFrame:
+        case kFrameRecord:
+            return deliver_frame(call);
+        default:
+            return QLIP_SUCCESS;
     }
-    return deliver_frame(call, true);
-}
-
-int deliver_frame_record(VideoCall& call) {
-    call.session.stage = kFrameBody;
-    return deliver_frame(call, false);
 }
 
 // As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
@@ -217,22 +220,11 @@ int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
 
 }  // namespace
 
-int read_video(const VideoCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
-               bool indexed) {
+int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
+               const VideoCodec& codec) {
     begin_read(session, indexed);
-    iso_track* hint = usable_hint_track(session.track);
     if (session.stage == kFrameBody) return deliver_frame_body(session, buffer);
-    VideoCall call{codec, session, buffer, size, hint};
-    switch (session.stage) {
-        case kFileHeader:
-            return deliver_file_header(call);
-        case kHeaderAndFrame:
-            return deliver_header_and_frame(call);
-        case kFrameRecord:
-            return deliver_frame_record(call);
-        default:
-            return QLIP_SUCCESS;
-    }
+    return deliver_records(session, buffer, size, codec);
 }
 
 }  // namespace qlip

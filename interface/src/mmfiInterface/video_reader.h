@@ -41,17 +41,24 @@ struct VideoCodec {
     bool keeps_failure;            // a failure is left in the session's `status` too
     FirstFrameEnding first_frame;  // `waits_for_nobody` holds without hints as well
 
-    // Hooks, null for none; the last two return the bytes that the sample or packet now has, or -1 when it no
-    // longer fits.
+    // Hooks, null for none; the last two return the bytes that the sample or packet_in_hand now has, or -1
+    // when it no longer fits.
     bool (*before_first_packet)(VideoCall& call);
     int (*before_cutting)(mm_Interface& session, int bytes);
     int (*before_conversion)(VideoCall& call, int bytes);
 };
 
-int read_video(const VideoCodec& codec, mm_Interface& session, unsigned char* buffer, unsigned int* size,
-               bool indexed);
+int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
+               const VideoCodec& codec);
 
 // Bytes of an RTP header without extensions (RFC 3550 5.1).
 inline constexpr int kRtpHeaderBytes = 12;
+inline constexpr int kRecordBytes = sizeof(wld_packet_record);
+
+// Hint playback: the RTP packet behind the records that are finished, with its payload where that of its
+// record will be.
+inline unsigned char* packet_in_hand(mm_Interface& session) {
+    return session.carry_buffer + session.carry_size + (kRecordBytes - kRtpHeaderBytes);
+}
 
 }  // namespace qlip
