@@ -28,6 +28,26 @@ TEST(IsoffWriteTest, AZeroDeltaRepeatsTheLastOne) {
     EXPECT_EQ(track->stts_count, 1);
 }
 
+// Two frames of 13 bytes, then one that differs in size, duration and offset. A frame costs its bytes and 4,
+// the first one 8 for its rows, a size of its own 4, a change of duration or offset 8; the end of the
+// constant size 4 for each sample, which in direct mode are those ahead of it and else count it as well.
+TEST(IsoffWriteTest, EveryFrameIsAccountedFor) {
+    constexpr unsigned int kFrames = (13 + 4 + 8) + (13 + 4) + (6 + 4 + 4 + 8 + 8);
+    for (const bool direct : {false, true}) {
+        WriterFixture movie;
+        if (direct) movie.direct(1);
+        iso_track* track = movie.add_amr();
+        for (const int delta : {160, 160, 320})
+            movie.write(track, delta == 320 ? 6 : 13, 'x', delta, delta == 320 ? 5 : 0);
+        EXPECT_EQ(track->estimated_bytes, direct ? 17U + 17 + 10 : kFrames + 3 * 4);
+        EXPECT_EQ(track->written_cost, direct ? kFrames + 2 * 4 : 0);
+        EXPECT_EQ(movie.file->header_bytes, 194U + 325 + track->written_cost);
+        EXPECT_EQ(track->stts_count + track->ctts_count, 4);
+        EXPECT_EQ(track->buffer_size_db, 13U);
+        EXPECT_EQ(track->total_bytes, 32U);
+    }
+}
+
 TEST(IsoffWriteTest, AFullFileAndADurationLimitCloseTheTrack) {
     for (const int refusal : {ISO_WRITE_FILE_FULL, ISO_WRITE_TOO_LONG}) {
         WriterFixture movie;
@@ -74,6 +94,37 @@ TEST(IsoffWriteTest, AFrameDroppedForRoomInDirectModeIsAcceptedAndClosesTheTrack
     EXPECT_EQ(movie.write(track, 13, 'y'), 13);
     EXPECT_EQ(movie.write(track, 13, 'z'), -8);
     EXPECT_EQ(read_back(movie.close(), 1), std::vector<Bytes>{Bytes(13, 'x')});
+}
+
+// In one round, the audio stops at 0.6 s, short of 1 s, and takes the video along.
+struct UnevenTracks {
+    UnevenTracks() {
+        iso_track* audio = movie.add_amr();
+        iso_track* video = movie.add_h263(4);
+        for (const char fill : {'a', 'b'})
+            movie.write(audio, 100, static_cast<unsigned char>(fill), 4800);
+        for (const char fill : {'1', '2', '3', '4', '5', '6'})
+            movie.write(video, 100, static_cast<unsigned char>(fill));
+    }
+    WriterFixture movie;
+};
+
+TEST(FileLimitTest, ARoundEndsForAllTracksWhereOneStops) {
+    UnevenTracks tracks;
+    const Bytes& out = tracks.movie.close();
+    std::string order;
+    for (size_t at = out.size() - 800; at < out.size(); at += 100)
+        order += static_cast<char>(out[at]);
+    EXPECT_EQ(order, "a12b3456");
+}
+
+// Room for four frames: 965 bytes of header, 112 for each track's first frame and 104 for the next ones.
+TEST(FileLimitTest, FramesAreKeptInTheOrderOfTheFile) {
+    UnevenTracks tracks;
+    tracks.movie.file->max_file_size = 965 + 2 * 112 + 104 + 100 + 24;
+    const Bytes& out = tracks.movie.close();
+    EXPECT_EQ(read_back(out, 1).size(), 2U);
+    EXPECT_EQ(read_back(out, 2).size(), 2U);
 }
 
 TEST(FileLimitTest, SyncSamplesAndGroupsAreCutWithTheSamples) {
