@@ -13,6 +13,7 @@ TEST(IsoffWriteTest, TestsComeInTheirOrder) {
     EXPECT_EQ(isoFFwrite(nullptr, frame, 13, 160, 0), -1);
     track->flags |= ISO_TRACK_CLOSED;
     EXPECT_EQ(isoFFwrite(track, frame, -1, 160, 0), -1);
+    EXPECT_EQ(isoFFwrite(track, nullptr, 13, 160, 0), -1);
     EXPECT_EQ(isoFFwrite(track, frame, 13, 160, 0), -8);
     movie.file->status_flags |= ISO_STATUS_WRITE_FAILED;
     EXPECT_EQ(isoFFwrite(track, frame, 13, 160, 0), -5);
