@@ -3,6 +3,7 @@
 
 #include "qlip/vorn3gp.h"
 #include "tests/c3gpinterface/reader_support.h"
+#include "tests/support/little_endian.h"
 
 namespace qlip_test {
 namespace {
@@ -85,13 +86,11 @@ TEST(Properties, FrameRateIsTruncatedAnd0WithoutDuration) {
     MoviePlan plan = video_plan(44);
     plan.tracks[kHint].stts = {{43, 6000}, {1, 12000}};
     Bytes header = whole_stream(build_movie(plan), "rv");
-    EXPECT_EQ(word_at(header, 48), 14U << 16);
-    EXPECT_EQ(word_at(header, 20), 44U);
-    EXPECT_EQ(word_at(header, 76), 3000U);
+    EXPECT_EQ(slice(header, 20, 4), words({44}));
+    EXPECT_EQ(slice(header, 48, 4), words({14 << 16}));
+    EXPECT_EQ(slice(header, 76, 4), words({3000}));
     plan.tracks[kHint].stts = {{44, 0}};  // no duration, no rates
-    header = whole_stream(build_movie(plan), "rv");
-    EXPECT_EQ(word_at(header, 48), 0U);
-    EXPECT_EQ(word_at(header, 52), 0U);
+    EXPECT_EQ(slice(whole_stream(build_movie(plan), "rv"), 48, 8), Bytes(8));
 }
 
 TEST(Properties, Mpeg4CarriesItsConfigurationAndTheSampleEntrysSize) {
@@ -99,11 +98,7 @@ TEST(Properties, Mpeg4CarriesItsConfigurationAndTheSampleEntrysSize) {
     const Bytes configuration = hex("000001b0 08 0102030405");
     plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 352, 288, esds(configuration));
     const Bytes header = whole_stream(build_movie(plan), "rv");
-    EXPECT_EQ(word_at(header, 56), 352U);  // the sample entry's size, not the track header's
-    EXPECT_EQ(word_at(header, 60), 288U);
-    EXPECT_EQ(word_at(header, 68), 8U);
-    EXPECT_EQ(Bytes(header.begin() + 72, header.begin() + 82), configuration);
-    EXPECT_EQ(word_at(header, 68 + 354) & 0xFFFF, 10U);
+    EXPECT_EQ(slice(header, 56, 26), join({words({352, 288, 356, 8}), configuration}));
 }
 
 struct Probe : C3gpInterface {

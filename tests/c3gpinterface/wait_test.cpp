@@ -6,7 +6,6 @@
 
 #include "tests/c3gpinterface/reader_support.h"
 #include "tests/session/allocation_count.h"
-#include "tests/support/little_endian.h"
 
 namespace qlip_test {
 namespace {
@@ -75,18 +74,14 @@ INSTANTIATE_TEST_SUITE_P(Table, Faults,
                                          FaultCase{"advance_read_wait", true, Slot::AdvanceRead, 5, 16}),
                          [](const auto& test) { return test.param.name; });
 
-// Whether `total` is `whole` with one piece put in or one frame left out, at a frame's edge.
-bool differs_by_one_piece(const Bytes& whole, const Bytes& total) {
-    size_t edge = kVideoHeaderBytes;
-    for (const Bytes& frame : frames_of(whole)) {
-        const size_t in_whole = edge + (total.size() < whole.size() ? frame.size() : 0);
-        const size_t behind = whole.size() - in_whole;
-        if (total.size() >= edge + behind && slice(total, 0, edge) == slice(whole, 0, edge) &&
-            slice(total, total.size() - behind, behind) == slice(whole, in_whole, behind))
-            return true;
-        edge += frame.size();
-    }
-    return false;
+// How many of the frames are not there in their order.
+size_t missing(const Bytes& total, const std::vector<Bytes>& frames) {
+    auto from = total.begin();
+    return static_cast<size_t>(std::count_if(frames.begin(), frames.end(), [&](const Bytes& frame) {
+        const auto at = std::search(from, total.end(), frame.begin(), frame.end());
+        if (at != total.end()) from = at + static_cast<long>(frame.size());
+        return at == total.end();
+    }));
 }
 
 // Each call of the host fails in turn. Requests end with the frames, so that nothing copied is lost: a hint
@@ -96,7 +91,7 @@ bool differs_by_one_piece(const Bytes& whole, const Bytes& total) {
 TEST_P(Faults, AtEveryCallCostAtMostTheFrameInWork) {
     const auto& [name, indexed, slot, status, expected] = GetParam();
     const Bytes file = build_movie(video_plan(3));
-    const Bytes whole = whole_stream(file, "rv");
+    const auto frames = frames_of(whole_stream(file, "rv"));
     bool reached = true;
     for (unsigned long call = 1; reached; ++call) {
         for (const unsigned int times : {1U, 3U}) {
@@ -112,7 +107,7 @@ TEST_P(Faults, AtEveryCallCostAtMostTheFrameInWork) {
                 if (failures == times) open.host->fault = std::nullopt;
             }
             EXPECT_EQ(total.status, 1U);
-            EXPECT_TRUE(times > 1 || differs_by_one_piece(whole, total.bytes)) << name << " call " << call;
+            EXPECT_LE(missing(total.bytes, frames), expected == 17 ? 1U : 0U) << name << " call " << call;
             reached = failures > 0 || open.host->calls >= call;
         }
     }

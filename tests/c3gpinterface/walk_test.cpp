@@ -138,8 +138,14 @@ TEST(Walk, WhatIsLeftOfALastFrameThatWasDroppedComesAfterTheEnd) {
     EXPECT_EQ(read_chunk(*open.reader, 1000), (Delivery{1, {}}));
 }
 
-TEST(Walk, EmptyHintSampleEndsEveryCallWithAStatus) {
+// A hint sample without bytes is refused. A media sample without bytes counts as not there: its frame is
+// gone, and nothing waits.
+TEST(Walk, EmptyHintSampleEndsEveryCallWithAStatusAndEmptyMediaSampleCostsItsFrame) {
     MoviePlan plan = video_plan(3);
+    const auto whole = frames_of(whole_stream(build_movie(plan), "rv"));
+    plan.tracks[kMedia].samples[1].clear();
+    EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "rv", true)),
+              (std::vector<Bytes>{whole[0], whole[2]}));
     plan.tracks[kHint].samples[1].clear();
     for (const bool indexed : {false, true}) {
         OpenReader open(build_movie(plan), "rv");
@@ -148,15 +154,6 @@ TEST(Walk, EmptyHintSampleEndsEveryCallWithAStatus) {
             EXPECT_EQ(read_chunk(*open.reader, 100, indexed), (Delivery{4, {}}));
         EXPECT_EQ(read_chunk(*open.reader, 0, indexed), (Delivery{0, {}}));
     }
-}
-
-// A media sample without bytes counts as not there: the frame is gone, and nothing waits.
-TEST(Walk, EmptyMediaSampleCostsItsFrame) {
-    MoviePlan plan = video_plan(3);
-    const auto whole = frames_of(whole_stream(build_movie(plan), "rv"));
-    plan.tracks[kMedia].samples[1].clear();
-    EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "rv", true)),
-              (std::vector<Bytes>{whole[0], whole[2]}));
 }
 
 struct Probe : C3gpInterface {
