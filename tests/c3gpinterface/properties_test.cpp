@@ -30,37 +30,33 @@ struct DelayCase {
     unsigned int video_nts, audio_nts;
 };
 
-class StartDelays : public testing::TestWithParam<DelayCase> {};
-
 // The video clock is 90000, the audio clock that of the video track's media (1000 here), the movie's always
 // 1000.
-INSTANTIATE_TEST_SUITE_P(
-    Table, StartDelays,
-    testing::Values(
-        DelayCase{"none", {}, {}, 0, 0, 0}, DelayCase{"no_empty_edit", edts({{500, 0}}), {}, 0, 0, 0},
-        DelayCase{"video_alone", edts({{500, kNone}, {9, kNone}}), {}, 0, 45000, 0},
-        DelayCase{"first_empty_edit_of_several", edts({{1, 0}, {200, kNone}, {9, kNone}}), {}, 0, 18000, 0},
-        DelayCase{"audio_is_only_looked_for", edts({{500, kNone}}), edts({{7, 0}}), 0, 45000 - 500, 0},
-        DelayCase{"audio_without_list", edts({{500, kNone}}), container("edts", {}), 4, 45000, 0},
-        DelayCase{"audio_list_and_none_of_the_video", {}, edts({{500, kNone}}), 0, 0, 0}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_P(StartDelays, AreReadFromTheVideoTrackAndSharedOut) {
-    MoviePlan plan = video_plan(2);
-    plan.moov_first = true;
-    plan.tracks[kMedia].extra_trak = GetParam().video_edts;
-    if (!GetParam().audio_edts.empty()) {  // a track of which only the edit box matters
-        plan.tracks.push_back(audio_plan(1).tracks[kMedia]);
-        plan.tracks.back().id = 8;
-        plan.tracks.back().extra_trak = GetParam().audio_edts;
+TEST(Properties, StartDelaysAreReadFromTheVideoTrackAndSharedOut) {
+    for (const auto& [name, video_edts, audio_edts, status, video_nts, audio_nts] :
+         {DelayCase{"none", {}, {}, 0, 0, 0},
+          {"no_empty_edit", edts({{500, 0}}), {}, 0, 0, 0},
+          {"video_alone", edts({{500, kNone}, {9, kNone}}), {}, 0, 45000, 0},
+          {"first_empty_edit_of_several", edts({{1, 0}, {200, kNone}, {9, kNone}}), {}, 0, 18000, 0},
+          {"audio_is_only_looked_for", edts({{500, kNone}}), edts({{7, 0}}), 0, 45000 - 500, 0},
+          {"audio_without_list", edts({{500, kNone}}), container("edts", {}), 4, 45000, 0},
+          {"audio_list_and_none_of_the_video", {}, edts({{500, kNone}}), 0, 0, 0}}) {
+        SCOPED_TRACE(name);
+        MoviePlan plan = video_plan(2);
+        plan.moov_first = true;
+        plan.tracks[kMedia].extra_trak = video_edts;
+        if (!audio_edts.empty()) {  // a track of which only the edit box matters
+            plan.tracks.push_back(audio_plan(1).tracks[kMedia]);
+            plan.tracks.back().id = 8;
+            plan.tracks.back().extra_trak = audio_edts;
+        }
+        OpenReader open(build_movie(plan), "rv", status);
+        // The track is complete also where the status says otherwise.
+        const Delivery all = read_all(*open.reader, 1000, false);
+        EXPECT_EQ(all.status, 1U);
+        EXPECT_EQ(frames_of(all.bytes).size(), 2U);
+        EXPECT_EQ(slice(all.bytes, 24, 8), words({video_nts, audio_nts}));
     }
-    OpenReader open(build_movie(plan), "rv", GetParam().status);
-    // The track is complete also where the status says otherwise.
-    const Delivery all = read_all(*open.reader, 1000, false);
-    EXPECT_EQ(all.status, 1U);
-    EXPECT_EQ(frames_of(all.bytes).size(), 2U);
-    EXPECT_EQ(word_at(all.bytes, 24), GetParam().video_nts);
-    EXPECT_EQ(word_at(all.bytes, 28), GetParam().audio_nts);
 }
 
 TEST(Properties, AmrModesOfOneBitNameTheBitRateAndAnyOtherCountsAsTheHighest) {

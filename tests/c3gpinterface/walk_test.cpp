@@ -111,19 +111,6 @@ TEST(Walk, ConstructorThatReachesBeyondItsSampleTakesWhatTheBufferHolds) {
     EXPECT_EQ(slice(frames[1], 40, 44), join({Bytes(42, 2), Bytes(2, 1)}));
 }
 
-TEST(Walk, BadConstructorCostsAnAudioFrameThatConstructorsBytes) {
-    for (const unsigned int number : {0U, 4U, 0xFFFFFFFFU, 2U}) {  // sample 2 has 13 bytes, not 14
-        MoviePlan plan = audio_plan(3);
-        const auto whole = frames_of(whole_stream(build_movie(plan), "ra"));
-        const Bytes bad = hint_sample_data(14, number, 0);
-        plan.tracks[kHint].samples[1] = hint_sample(
-            {{.sequence = 9, .constructors = {hint_immediate({0xF0}), bad, hint_immediate({0x3C})}}});
-        const Bytes rest = join({words({26, 10, 160, 160, 9, 0}), hex("F03C")});
-        EXPECT_EQ(frames_of(whole_stream(build_movie(plan), "ra", true)),
-                  (std::vector<Bytes>{whole[0], rest, whole[2]}));
-    }
-}
-
 // The bytes built before the fault stay in the buffer, and a call after the end delivers them.
 TEST(Walk, WhatIsLeftOfALastFrameThatWasDroppedComesAfterTheEnd) {
     MoviePlan plan = video_plan(2);

@@ -44,51 +44,44 @@ struct Producers {
     PropFileVideoH263 video{&reader};
 };
 
-class TruncatedHintSample : public ::testing::TestWithParam<Damage> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Cuts, TruncatedHintSample,
-    ::testing::Values(Damage{"empty", {}}, Damage{"three_bytes_of_header", Bytes(3)},
-                      Damage{"packets_missing", hex("FFFF0000")},
-                      Damage{"packet_header_cut", join({hex("00010000"), Bytes(11)})},
-                      Damage{"extra_length_cut", join({hex("00010000"), packet_header(0, 4), Bytes(3)})},
-                      Damage{"extra_length_below_its_own_word", extra(3)},
-                      Damage{"extra_length_one_beyond", extra(13)},
-                      Damage{"extra_length_huge", extra(0xFFFFFFFF)},
-                      Damage{"constructors_missing", one_packet(0xFFFF, {})},
-                      Damage{"constructor_cut", one_packet(1, Bytes(15))},
-                      Damage{"unknown_kinds_run_out", one_packet(17, Bytes(16, 0xEE))},
-                      Damage{"second_packet_missing", join({hex("00020000"), packet_header(1), Bytes(16)})}),
-    [](const auto& row) { return row.param.name; });
-
-TEST_P(TruncatedHintSample, EndsAudioAndVideoFramesWithBadContent) {
+TEST(TruncatedHintSample, EndsAudioAndVideoFramesWithBadContent) {
     Producers to;
-    EXPECT_EQ(to.reader.build(to.audio, GetParam().hint), kBadContent);
-    EXPECT_EQ(to.reader.build(to.video, GetParam().hint), kBadContent);
+    for (const auto& [name, hint] :
+         {Damage{"empty", {}},
+          {"three_bytes_of_header", Bytes(3)},
+          {"packets_missing", hex("FFFF0000")},
+          {"packet_header_cut", join({hex("00010000"), Bytes(11)})},
+          {"extra_length_cut", join({hex("00010000"), packet_header(0, 4), Bytes(3)})},
+          {"extra_length_below_its_own_word", extra(3)},
+          {"extra_length_one_beyond", extra(13)},
+          {"extra_length_huge", extra(0xFFFFFFFF)},
+          {"constructors_missing", one_packet(0xFFFF, {})},
+          {"constructor_cut", one_packet(1, Bytes(15))},
+          {"unknown_kinds_run_out", one_packet(17, Bytes(16, 0xEE))},
+          {"second_packet_missing", join({hex("00020000"), packet_header(1), Bytes(16)})}}) {
+        EXPECT_EQ(to.reader.build(to.audio, hint), kBadContent) << name;
+        EXPECT_EQ(to.reader.build(to.video, hint), kBadContent) << name;
+    }
     EXPECT_EQ(to.reader.build(to.video, extra(12)), std::nullopt) << "ends with its extra information";
 }
 
 // Constructors whose bytes do not exist. Each stands between two good ones.
-class BadConstructor : public ::testing::TestWithParam<Damage> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, BadConstructor,
-    ::testing::Values(Damage{"sample_number_zero", hint_sample_data(1, 0, 0)},
-                      Damage{"sample_number_above_the_count", hint_sample_data(1, 3, 0)},
-                      Damage{"one_byte_beyond_the_buffer", hint_sample_data(3, 2, 2)},
-                      Damage{"offset_beyond_the_buffer", hint_sample_data(0, 2, 5)},
-                      Damage{"offset_and_length_wrap", hint_sample_data(2, 2, 0xFFFFFFFF)},
-                      Damage{"immediate_beyond_the_hint_sample", ByteWriter().u8(1).u8(31).zeros(14)}),
-    [](const auto& row) { return row.param.name; });
-
-TEST_P(BadConstructor, CostsAudioItsBytesAndVideoTheFrame) {
+TEST(BadConstructor, CostsAudioItsBytesAndVideoTheFrame) {
     Producers to;
     to.reader.show_media(hex("01020304"), 2, 2);
     const Bytes good = hint_immediate(hex("F0147F"));
-    const Bytes hint = one_packet(3, join({good, GetParam().hint, good}));
-    EXPECT_EQ(to.reader.build(to.audio, hint), std::nullopt);
-    EXPECT_EQ(waiting(to.audio), join({words({30, 10, 0, 0, 0, 0}), hex("F0147F F0147F")}));
-    EXPECT_EQ(to.reader.build(to.video, hint), kBadContent);
+    for (const auto& [name, bad] :
+         {Damage{"sample_number_zero", hint_sample_data(1, 0, 0)},
+          {"sample_number_above_the_count", hint_sample_data(1, 3, 0)},
+          {"one_byte_beyond_the_buffer", hint_sample_data(3, 2, 2)},
+          {"offset_beyond_the_buffer", hint_sample_data(0, 2, 5)},
+          {"offset_and_length_wrap", hint_sample_data(2, 2, 0xFFFFFFFF)},
+          {"immediate_beyond_the_hint_sample", ByteWriter().u8(1).u8(31).zeros(14)}}) {
+        const Bytes hint = one_packet(3, join({good, bad, good}));
+        EXPECT_EQ(to.reader.build(to.audio, hint), std::nullopt) << name;
+        EXPECT_EQ(waiting(to.audio), join({words({30, 10, 0, 0, 0, 0}), hex("F0147F F0147F")})) << name;
+        EXPECT_EQ(to.reader.build(to.video, hint), kBadContent) << name;
+    }
 }
 
 TEST(FrameBuffer, TakesAnAudioFrameThatFillsItAndDropsTheConstructorBeyond) {
