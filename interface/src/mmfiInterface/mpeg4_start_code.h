@@ -1,0 +1,24 @@
+// The search for MPEG-4 visual start codes (ISO/IEC 14496-2 6.2.1): 00 00 01 and a code byte.
+//
+// The byte behind the code must be below 64, whatever the code: kept, for a VOP it is what tells intra frames
+// from the others, and a configuration with a profile of 64 or more counts as none.
+#pragma once
+
+// 1 if `data` holds the start code of an intra VOP, else 0.
+int CheckForIFrame(unsigned char* data, int length);
+
+// Position of the first start code with this code byte, or -1.
+int FindStartCode(unsigned char* data, int length, char code);
+
+namespace qlip {
+
+// Where the first start codes of each kind stand, or -1.
+struct StartCodes {
+    int sequence = -1;  // visual_object_sequence_start_code
+    int vop = -1;       // vop_start_code of an intra VOP
+};
+
+// Both in one pass.
+StartCodes find_start_codes(const unsigned char* data, int length);
+
+}  // namespace qlip
