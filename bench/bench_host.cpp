@@ -79,22 +79,4 @@ BenchHost::BenchHost(const Bytes& bytes) : data(bytes.data()), size(static_cast<
                tell, is_eof,     index_read, advance_read, convert_status};
 }
 
-void BenchHost::play(const Call& call, unsigned char* buffer) {
-    unsigned int count = call.count;
-    switch (call.kind) {
-        case Kind::Seek:
-            record_.Seek(this, call.offset);
-            break;
-        case Kind::Read:
-            record_.SeekNRead(this, buffer, &count, 0xFFFFFFFF);
-            break;
-        case Kind::IndexRead:
-            record_.IndexRead(this, buffer, call.offset, call.count, &count);
-            break;
-        case Kind::Advance:
-            record_.AdvanceRead(this, call.offset);
-            break;
-    }
-}
-
 }  // namespace qlip_bench

@@ -7,8 +7,6 @@ namespace {
 using qlip_test::ByteWriter;
 using qlip_test::TrackPlan;
 
-constexpr size_t kPicture = 1000;
-
 Bytes amr_sample(size_t frames) {
     Bytes out;
     for (size_t i = 0; i < frames; ++i) {
@@ -65,12 +63,12 @@ std::vector<TrackPlan> hinted(const TrackPlan& media, unsigned int payload_type,
     return {media, hints_for(media, payload_type, beginning, skip)};
 }
 
-TrackPlan h263(size_t samples) {
-    return video("s263", qlip_test::d263(), picture({0, 0, 0x80, 0x02, 0x08}, kPicture), samples);
+TrackPlan h263(size_t samples, size_t size) {
+    return video("s263", qlip_test::d263(), picture({0, 0, 0x80, 0x02, 0x08}, size), samples);
 }
 
-TrackPlan h264(size_t samples) {
-    const Bytes nal = picture(ByteWriter().u32(kPicture - 4).u8(0x41), kPicture);
+TrackPlan h264(size_t samples, size_t size) {
+    const Bytes nal = picture(ByteWriter().u32(static_cast<unsigned int>(size) - 4).u8(0x41), size);
     return video("avc1", qlip_test::avcC(4, {{0x67, 0x42, 0, 13}}, {{0x68, 0xCE}}), nal, samples);
 }
 
@@ -83,23 +81,23 @@ TrackPlan amr(size_t samples, size_t frames) {
     return track;
 }
 
-std::vector<TrackPlan> tracks_of(Content content, size_t samples) {
+std::vector<TrackPlan> tracks_of(Content content, size_t samples, size_t size) {
     switch (content) {
         case Content::AmrOneFrame:
             return {amr(samples, 1)};
         case Content::AmrTenFrames:
             return {amr(samples, 10)};
         case Content::H263:
-            return {h263(samples)};
+            return {h263(samples, size)};
         case Content::Mpeg4:
-            return {video("mp4v", qlip_test::esds({0, 0, 1, 0xB0, 8}),
-                          picture({0, 0, 1, 0xB6, 0x50}, kPicture), samples)};
+            return {video("mp4v", qlip_test::esds({0, 0, 1, 0xB0, 8}), picture({0, 0, 1, 0xB6, 0x50}, size),
+                          samples)};
         case Content::H264:
-            return {h264(samples)};
+            return {h264(samples, size)};
         case Content::H263Hinted:
-            return hinted(h263(samples), 96, {0x04, 0x00}, 2);
+            return hinted(h263(samples, size), 96, {0x04, 0x00}, 2);
         case Content::H264Hinted:
-            return hinted(h264(samples), 97, {0x04, 0x00}, 2);
+            return hinted(h264(samples, size), 97, {0x04, 0x00}, 2);
         case Content::AmrHinted:
             return hinted(amr(samples, 1), 98, {0xF0}, 0);
     }
@@ -119,8 +117,8 @@ bool is_audio(Content content) {
            content == Content::AmrHinted;
 }
 
-Bytes make_movie(Content content, size_t samples) {
-    return qlip_test::build_movie({.tracks = tracks_of(content, samples), .moov_first = true});
+Bytes make_movie(Content content, size_t samples, size_t picture) {
+    return qlip_test::build_movie({.tracks = tracks_of(content, samples, picture), .moov_first = true});
 }
 
 }  // namespace qlip_bench
