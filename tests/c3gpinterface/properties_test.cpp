@@ -89,6 +89,16 @@ TEST(Properties, FrameRateIsTruncatedAnd0WithoutDuration) {
     EXPECT_EQ(slice(whole_stream(build_movie(plan), "rv"), 48, 8), Bytes(8));
 }
 
+TEST(Properties, FirstHintSampleWithoutAPacketSaysNothingOfPayloadType34) {
+    MoviePlan plan = video_plan(2);
+    for (const Bytes& first : {hint_sample({}), Bytes(15, 34)}) {
+        plan.tracks[kHint].samples[0] = first;
+        const Bytes stream = whole_stream(build_movie(plan), "rv");
+        EXPECT_EQ(slice(stream, 40, 6), hex("733236332B00"));
+        EXPECT_EQ(slice(frames_of(stream).back(), 40, 42), Bytes(42, 2));
+    }
+}
+
 TEST(Properties, Mpeg4CarriesItsConfigurationAndTheSampleEntrysSize) {
     MoviePlan plan = video_plan(1);
     const Bytes configuration = hex("000001b0 08 0102030405");

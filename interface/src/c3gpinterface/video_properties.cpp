@@ -18,6 +18,19 @@ constexpr unsigned int kPayloadTypeH263 = 34;  // RFC 3551 6: the payload format
 constexpr unsigned int kH263DefaultProfile = 0;
 constexpr unsigned int kH263DefaultLevel = 10;
 
+// Of the first packet; 0 when the hint sample ends before that does.
+unsigned int payload_type(const unsigned char* cursor, const unsigned char* end) {
+    const auto bytes = static_cast<size_t>(end - cursor);
+    if (bytes < qlip::kSampleHeaderBytes ||
+        !qlip::packet_header_fits(cursor + qlip::kSampleHeaderBytes, bytes - qlip::kSampleHeaderBytes))
+        return 0;
+    _TAG_RTPsample3gp sample;
+    _TAG_RTPpacket3gp packet;
+    PropFile::GetRTPsample3gp(&sample, &cursor);
+    PropFile::GetRTPpacket3gp(&packet, &cursor);
+    return packet.RTPheader & kPayloadTypeMask;
+}
+
 }  // namespace
 
 void C3gpInterface::ParseVideoBoxes() {
@@ -80,21 +93,11 @@ Vorn3gp::Box* C3gpInterface::FindVideoEntry() {
     return nullptr;
 }
 
-// One sample entry type serves two payload formats; the first packet of the hint track tells which.
+// One sample entry type serves two payload formats; the first packet of the hint track tells which. A first
+// hint sample that holds no packet names no payload type.
 unsigned int C3gpInterface::PeekH263Track() {
     GetCurrentHintSample();
-    const unsigned char* cursor = HintSample();
-    const auto bytes = static_cast<size_t>(HintSampleEnd() - cursor);
-    if (bytes < qlip::kSampleHeaderBytes ||
-        !qlip::packet_header_fits(cursor + qlip::kSampleHeaderBytes, bytes - qlip::kSampleHeaderBytes)) {
-        m_uStatus = QLIP_CORRUPT_FILE;
-        throw SimpleException(kReaderPath, __LINE__, "First hint sample is too short for a packet");
-    }
-    _TAG_RTPsample3gp sample;
-    _TAG_RTPpacket3gp packet;
-    PropFile::GetRTPsample3gp(&sample, &cursor);
-    PropFile::GetRTPpacket3gp(&packet, &cursor);
-    if ((packet.RTPheader & kPayloadTypeMask) == kPayloadTypeH263) {
+    if (payload_type(HintSample(), HintSampleEnd()) == kPayloadTypeH263) {
         QLIP_LOG_DEBUG(kReaderPath, "H263 Video codec found");
         return qlip::kCodecH263;
     }
