@@ -60,11 +60,6 @@ constexpr size_t kLongestFrame = 61;
 // A longer run of carried frames moves down frame by frame, which bounds what move_run has to do at once.
 constexpr int kLongestRun = MMFI_BUFFER_SIZE / 2;
 
-// The two working buffers as the one run of memory that they are. A sample is read behind the CMR byte.
-unsigned char* working_memory(mm_Interface& session) {
-    return reinterpret_cast<unsigned char*>(&session) + offsetof(mm_Interface, sample_buffer);
-}
-
 // Speech frames in the track: its samples, or what their durations come to.
 int frame_count(const AudioCodec& codec, iso_track* track) {
     int samples = 0;
@@ -131,7 +126,7 @@ size_t frame_bytes_of(const AudioCodec& codec, unsigned char toc) {
 // Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
 int take_carry(mm_Interface& session) {
     const int carried = session.carry_size;
-    std::memmove(working_memory(session) + kCmrBytes, session.carry_buffer,
+    std::memmove(qlip::working_memory(session) + kCmrBytes, session.carry_buffer,
                  std::min(carried, MMFI_BUFFER_SIZE));
     return carried;
 }
@@ -153,7 +148,7 @@ void move_run(const AudioCodec& codec, mm_Interface& session) {
 void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_bytes, int rest) {
     if (codec.lenient && rest < session.carry_run) move_run(codec, session);
     if (rest > 0) {
-        std::memmove(session.carry_buffer, working_memory(session) + kCmrBytes + frame_bytes,
+        std::memmove(session.carry_buffer, qlip::working_memory(session) + kCmrBytes + frame_bytes,
                      std::min(rest, MMFI_BUFFER_SIZE));
         session.carry_run = rest <= kLongestRun ? static_cast<unsigned short>(rest) : 0;
     }
@@ -227,8 +222,8 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     session.stage = kFramePayload;
     if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
     iso_track* track = session.track;
-    const int bytes = qlip::read_next_sample(track, working_memory(session) + kCmrBytes, MMFI_BUFFER_SIZE,
-                                             nullptr, nullptr);
+    const int bytes = qlip::read_next_sample(track, qlip::working_memory(session) + kCmrBytes,
+                                             MMFI_BUFFER_SIZE, nullptr, nullptr);
     if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
     if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
     if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;

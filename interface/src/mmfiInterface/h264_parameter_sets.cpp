@@ -31,7 +31,7 @@ bool put_parameter_sets(VideoCall& call) {
     mm_Interface& session = call.session;
     if (!sets_fit(session)) return false;
     int length = 0;
-    isoFFgetAvccDsi(call.hint, session.track, WLD_TYPE_H264, session.carry_buffer + session.carry_size,
+    isoFFgetAvccDsi(call.hint, session.track, WLD_TYPE_H264, packet_records(session) + session.carry_size,
                     &length);
     if (length > 0) session.carry_size = static_cast<unsigned short>(session.carry_size + length);
     call.packets += set_count(session.track);
@@ -47,13 +47,15 @@ bool opens_idr_picture(const unsigned char* payload, int bytes) {
     return bytes > 1 && (payload[1] & kTypeMask) == kIdrSlice && (payload[1] & kFuStart) != 0;
 }
 
-// Moves the packet in hand up, behind the sets that go in front of it.
+// Moves the packet in hand up, behind the sets that go in front of it. It stands aside at the end of the
+// working memory, which the sets do not reach.
 bool put_parameter_sets_ahead(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
     const auto size = static_cast<size_t>(bytes);
-    std::memcpy(session.sample_buffer, packet_in_hand(session), size);
+    unsigned char* aside = working_memory(session) + kWorkingBytes - size;
+    std::memmove(aside, packet_in_hand(session), size);
     if (!put_parameter_sets(call)) return false;
-    std::memcpy(packet_in_hand(session), session.sample_buffer, size);
+    std::memmove(packet_in_hand(session), aside, size);
     return true;
 }
 

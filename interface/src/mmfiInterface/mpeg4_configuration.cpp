@@ -72,7 +72,7 @@ int insert_configuration(mm_Interface& session, int bytes, int vop) {
     const auto total = static_cast<size_t>(bytes);
     std::memmove(packet + head + added, packet + head, total - head);
     std::memcpy(packet + head, track->dsi, added);
-    std::memcpy(session.carry_buffer, packet, std::min<size_t>(total + added, session.carry_size));
+    std::memcpy(packet_records(session), packet, std::min<size_t>(total + added, session.carry_size));
     return static_cast<int>(total + added);
 }
 

@@ -27,12 +27,12 @@ struct mm_Interface {
     int ready_word;
     int stage;       // of the reader, 0 after open
     int read_calls;  // counted only
-    // Two buffers in one run of memory: a full audio sample starts at the second byte of the first buffer,
-    // behind its CMR byte, and ends on the first byte of the second.
+    // One run of memory, see working_memory: a full audio sample starts at the second byte of the first
+    // buffer, behind its CMR byte, and ends on the first byte of the second.
     unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
-    // Audio: frames still to be delivered. Video: packet records, and behind them the RTP packet that becomes
-    // the next one where it stands; hence the room, of which nothing is touched that no packet reaches.
-    unsigned char carry_buffer[MMFI_BUFFER_SIZE + sizeof(wld_packet_record) + ISOFF_PACKET_CAPACITY];
+    unsigned char
+        carry_buffer[MMFI_BUFFER_SIZE];  // audio: frames still to be delivered; video: packet records
+    unsigned char working_tail[sizeof(wld_packet_record)];
     unsigned short pending_size;  // audio: bytes of the next payload chunk
     unsigned short carry_size;
     unsigned char frame_record[12];  // the last video frame record
@@ -51,6 +51,8 @@ struct mm_Interface {
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==
               offsetof(mm_Interface, sample_buffer) + MMFI_BUFFER_SIZE);
+static_assert(offsetof(mm_Interface, working_tail) ==
+              offsetof(mm_Interface, carry_buffer) + MMFI_BUFFER_SIZE);
 
 // Parses the mode, chooses the track of `session->file` and arms its hint track. Returns a status.
 int mmfi_Open(mm_Interface* session, const char* mode);
@@ -80,6 +82,13 @@ namespace qlip {
 
 // The source path that the session's messages carry.
 inline constexpr const char* kSessionPath = "interface/src/mmfiInterface";
+
+inline constexpr int kWorkingBytes = 2 * MMFI_BUFFER_SIZE + int{sizeof(wld_packet_record)};
+
+// The working buffers as the one run of kWorkingBytes that they are.
+inline unsigned char* working_memory(mm_Interface& session) {
+    return reinterpret_cast<unsigned char*>(&session) + offsetof(mm_Interface, sample_buffer);
+}
 
 // The opening of every reader call.
 inline void begin_read(mm_Interface& session, bool indexed) {

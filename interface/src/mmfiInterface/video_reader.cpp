@@ -141,7 +141,7 @@ int end_without_frame(VideoCall& call, bool first, int result) {
     mm_Interface& session = call.session;
     const int payload = bytes - kRtpHeaderBytes;
     if (payload < 0 || payload > MMFI_BUFFER_SIZE - kRecordBytes - session.carry_size) return false;
-    put_record_of_rtp(session.carry_buffer + session.carry_size, packet_in_hand(session),
+    put_record_of_rtp(packet_records(session) + session.carry_size, packet_in_hand(session),
                       static_cast<unsigned int>(payload), call.codec.payload_type);
     session.carry_size = static_cast<unsigned short>(session.carry_size + kRecordBytes + payload);
     ++call.packets;
@@ -213,7 +213,7 @@ int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
     std::memcpy(buffer, &kPrefix, sizeof kPrefix);
     unsigned char* body = buffer + sizeof kPrefix;
     const unsigned int held = std::min<unsigned int>(session.carry_size, MMFI_BUFFER_SIZE);
-    std::memcpy(body, session.carry_buffer, held);
+    std::memcpy(body, packet_records(session), held);
     if (held < session.carry_size) std::memset(body + held, 0, session.carry_size - held);
     return QLIP_SUCCESS;
 }

@@ -55,10 +55,16 @@ int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size,
 inline constexpr int kRtpHeaderBytes = 12;
 inline constexpr int kRecordBytes = sizeof(wld_packet_record);
 
-// Hint playback: the RTP packet behind the records that are finished, with its payload where that of its
-// record will be.
-inline unsigned char* packet_in_hand(mm_Interface& session) {
-    return session.carry_buffer + session.carry_size + (kRecordBytes - kRtpHeaderBytes);
+// The packet records of the frame in hand. Hint playback has all of the working memory for them and the RTP
+// packet behind them, which becomes the next record where it stands.
+inline unsigned char* packet_records(mm_Interface& session) {
+    return session.hint != nullptr ? working_memory(session) : session.carry_buffer;
 }
+
+// That packet. Its payload stands where that of the record will, and there is room for any packet.
+inline unsigned char* packet_in_hand(mm_Interface& session) {
+    return working_memory(session) + session.carry_size + (kRecordBytes - kRtpHeaderBytes);
+}
+static_assert(MMFI_BUFFER_SIZE + kRecordBytes - kRtpHeaderBytes + ISOFF_PACKET_CAPACITY <= kWorkingBytes);
 
 }  // namespace qlip
