@@ -42,29 +42,31 @@ struct ModeCase {
     const char* shows;  // start of the stream, or the error line
 };
 
-class Modes : public Open, public testing::WithParamInterface<ModeCase> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, Modes,
-    testing::Values(ModeCase{"rv", 0, "VIDEO"}, ModeCase{"VR", 0, "VIDEO"}, ModeCase{"avr", 0, "VIDEO"},
-                    ModeCase{"var", 0, "AUDIO"}, ModeCase{"rraaR", 0, "AUDIO"},
-                    ModeCase{"ra v", 7, "Invalid/unsupported mode switch [ ] specified"},
-                    ModeCase{"rW", 7, "Invalid/unsupported mode switch [w] specified"},
-                    ModeCase{"", 7, "Mode not specified"}, ModeCase{"r", 7, "Mode not specified"},
-                    ModeCase{"A", 7, "Direction not specified"}, ModeCase{nullptr, 7, "Mode not specified"}));
-
-TEST_P(Modes, ChooseTheTrackOrAreRefusedAndMayBeTriedAgain) {
-    MemoryHost host(sample(kAv));
-    C3gpInterface reader;
-    ASSERT_EQ(reader.Open(host.record(), GetParam().mode), GetParam().status);
-    if (GetParam().status == 0) {
-        EXPECT_EQ(read_chunk(reader, 5).bytes, Bytes(GetParam().shows, GetParam().shows + 5));
-        EXPECT_EQ(host.position, 0U);
-        return;
+TEST_F(Open, ChoosesTheTrackByModeOrRefusesItAndMayBeTriedAgain) {
+    for (const auto& [mode, status, shows] : {ModeCase{"rv", 0, "VIDEO"},
+                                              {"VR", 0, "VIDEO"},
+                                              {"avr", 0, "VIDEO"},
+                                              {"var", 0, "AUDIO"},
+                                              {"rraaR", 0, "AUDIO"},
+                                              {"ra v", 7, "Invalid/unsupported mode switch [ ] specified"},
+                                              {"rW", 7, "Invalid/unsupported mode switch [w] specified"},
+                                              {"", 7, "Mode not specified"},
+                                              {"r", 7, "Mode not specified"},
+                                              {"A", 7, "Direction not specified"},
+                                              {nullptr, 7, "Mode not specified"}}) {
+        MemoryHost host(sample(kAv));
+        C3gpInterface reader;
+        syslog_lines().clear();
+        ASSERT_EQ(reader.Open(host.record(), mode), status);
+        if (status == 0) {
+            EXPECT_EQ(read_chunk(reader, 5).bytes, Bytes(shows, shows + 5));
+            EXPECT_EQ(host.position, 0U);
+            continue;
+        }
+        EXPECT_TRUE(host.log.empty());
+        EXPECT_TRUE(logged("ERR: ", shows));
+        EXPECT_EQ(reader.Open(host.record(), "ra"), 0U);
     }
-    EXPECT_TRUE(host.log.empty());
-    EXPECT_TRUE(logged("ERR: ", GetParam().shows));
-    EXPECT_EQ(reader.Open(host.record(), "ra"), 0U);
 }
 
 struct Refusal {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 
 #include "common/byte_order.h"
 
@@ -66,7 +65,7 @@ Delivery& Delivery::operator+=(const Delivery& next) {
 Delivery read_all(C3gpInterface& reader, unsigned int size, bool indexed) {
     Delivery all;
     do {
-        all += read_chunk(reader, std::min(size, 1U << 20), indexed);
+        all += read_chunk(reader, size, indexed);
     } while (all.status == 0);
     return all;
 }
@@ -91,7 +90,7 @@ Landing seek(C3gpInterface& reader, unsigned int time, unsigned int flags) {
 
 Bytes whole_stream(const Bytes& file, const char* mode, bool indexed) {
     OpenReader open(file, mode);
-    return read_all(*open.reader, kWholeStream, indexed).bytes;
+    return read_all(*open.reader, 1U << 20, indexed).bytes;
 }
 
 std::vector<Bytes> frames_of(const Bytes& stream) {
@@ -126,15 +125,10 @@ void set_u32(Bytes& file, size_t offset, unsigned int value) {
     qlip::store_be32(file.data() + offset, value);
 }
 
-unsigned int get_u32(const Bytes& file, size_t offset) {
-    return qlip::load_be32(file.data() + offset);
-}
-
 std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n) {
     const size_t stco = find_box(file, "stco", n);
-    std::vector<unsigned int> out(get_u32(file, stco + 8));
-    for (size_t i = 0; i < out.size(); ++i)
-        out[i] = get_u32(file, stco + 12 + 4 * i);
+    std::vector<unsigned int> out(qlip::load_be32(file.data() + stco + 8));
+    qlip::load_be32_run(out.data(), file.data() + stco + 12, out.size());
     return out;
 }
 

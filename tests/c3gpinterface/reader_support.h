@@ -15,7 +15,6 @@ namespace qlip_test {
 
 constexpr unsigned int kVideoHeaderBytes = 92;
 constexpr unsigned int kAudioHeaderBytes = 68;
-constexpr unsigned int kWholeStream = 0x7FFFFFFF;
 
 // H.263 of `frames` media samples, ten a second, and a hint track with one packet for each. Media sample n
 // (from 1) is 40 + n bytes of value n; sequence numbers count from 1.
@@ -46,7 +45,7 @@ struct Delivery {
     Delivery& operator+=(const Delivery& next);  // its bytes behind, its status in place
 };
 
-// One ReadChunk of `size` bytes.
+// One ReadChunk of `size` bytes, at most 1 MiB.
 Delivery read_chunk(C3gpInterface& reader, unsigned int size, bool indexed = false);
 
 // Everything up to the end, in requests of `size` bytes; the status is that of the last call.
@@ -76,7 +75,6 @@ unsigned int word_at(const Bytes& bytes, size_t offset);
 // Words of a table box: its n-th in the file (from 0), behind version, flags.
 size_t find_box(const Bytes& file, const std::string& type, unsigned int n = 0);  // offset of the type word
 void set_u32(Bytes& file, size_t offset, unsigned int value);
-unsigned int get_u32(const Bytes& file, size_t offset);
 std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n);
 
 // Offsets of the reads whose size is that given, and of the calls of one slot.
