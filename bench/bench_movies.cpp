@@ -63,6 +63,18 @@ std::vector<TrackPlan> hinted(const TrackPlan& media, unsigned int payload_type,
     return {media, hints_for(media, payload_type, beginning, skip)};
 }
 
+// Gives every tenth packet a second constructor, which goes back 500 samples.
+std::vector<TrackPlan> citing_back(std::vector<TrackPlan> tracks) {
+    std::vector<Bytes>& hints = tracks[1].samples;
+    for (size_t i = 0; i < hints.size(); i += 10) {
+        hints[i][15] = 3;  // constructors
+        const auto cited = static_cast<unsigned int>(i < 500 ? 1 : i - 499);
+        const Bytes back = qlip_test::hint_sample_data(2, cited, 0);
+        hints[i].insert(hints[i].end() - 16, back.begin(), back.end());
+    }
+    return tracks;
+}
+
 TrackPlan h263(size_t samples, size_t size) {
     return video("s263", qlip_test::d263(), picture({0, 0, 0x80, 0x02, 0x08}, size), samples);
 }
@@ -98,6 +110,8 @@ std::vector<TrackPlan> tracks_of(Content content, size_t samples, size_t size) {
             return hinted(h263(samples, size), 96, {0x04, 0x00}, 2);
         case Content::H264Hinted:
             return hinted(h264(samples, size), 97, {0x04, 0x00}, 2);
+        case Content::H263HintedBack:
+            return citing_back(hinted(h263(samples, size), 96, {0x04, 0x00}, 2));
         case Content::AmrHinted:
             return hinted(amr(samples, 1), 98, {0xF0}, 0);
     }
@@ -107,8 +121,8 @@ std::vector<TrackPlan> tracks_of(Content content, size_t samples, size_t size) {
 }  // namespace
 
 const char* name_of(Content content) {
-    constexpr const char* kNames[] = {"amr_1_frame", "amr_10_frames", "h263",        "mpeg4",
-                                      "h264",        "h263_hinted",   "h264_hinted", "amr_hinted"};
+    constexpr const char* kNames[] = {"amr_1_frame", "amr_10_frames", "h263",       "mpeg4",           "h264",
+                                      "h263_hinted", "h264_hinted",   "amr_hinted", "h263_hinted_back"};
     return kNames[static_cast<int>(content)];
 }
 

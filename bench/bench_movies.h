@@ -7,12 +7,22 @@ namespace qlip_bench {
 
 using qlip_test::Bytes;
 
-enum class Content { AmrOneFrame, AmrTenFrames, H263, Mpeg4, H264, H263Hinted, H264Hinted, AmrHinted };
+enum class Content {
+    AmrOneFrame,
+    AmrTenFrames,
+    H263,
+    Mpeg4,
+    H264,
+    H263Hinted,
+    H264Hinted,
+    AmrHinted,
+    H263HintedBack,  // every tenth packet cites a sample long before its own too
+};
 
 // Those that the C interface streams at their own cost.
-inline constexpr Content kStreamed[] = {Content::AmrOneFrame, Content::AmrTenFrames, Content::H263,
-                                        Content::Mpeg4,       Content::H264,         Content::H263Hinted,
-                                        Content::H264Hinted};
+inline constexpr Content kStreamed[] = {Content::AmrOneFrame, Content::AmrTenFrames,  Content::H263,
+                                        Content::Mpeg4,       Content::H264,          Content::H263Hinted,
+                                        Content::H264Hinted,  Content::H263HintedBack};
 
 const char* name_of(Content content);
 bool is_audio(Content content);

@@ -35,7 +35,8 @@ unsigned int record_chunk(Session& session, std::vector<unsigned char>& chunk,
 }
 
 bool searches(Content content) {
-    return content == Content::H263 || content == Content::Mpeg4 || content == Content::H263Hinted;
+    return content == Content::H263 || content == Content::Mpeg4 || content == Content::H263Hinted ||
+           content == Content::H263HintedBack;
 }
 
 // Keeps the compiler from leaving out what nobody reads.
