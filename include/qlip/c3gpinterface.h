@@ -303,7 +303,7 @@ class QLIP_API C3gpInterface {
     QLIP_LOCAL PropFile* Producer() const;
     QLIP_LOCAL unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
     QLIP_LOCAL void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);
-    void RequireOffset(unsigned int uOffset, const char* pszTrack);
+    QLIP_LOCAL void RequireOffset(unsigned int uOffset, const char* pszTrack);
     QLIP_LOCAL unsigned int CurrentMs();
     [[noreturn]] QLIP_LOCAL void FailWithTimestamp();
     QLIP_LOCAL unsigned int FindSyncSample(unsigned int uSample, unsigned int uFlags) const;
