@@ -301,6 +301,10 @@ class H263(Case):
                 self.assertEqual(stream.header[40:48].rstrip(b"\0").decode(), name)
                 packets = [packet.payload for frame in stream.frames for packet in frame]
                 self.assertGreater(len(packets), len(stored) // 500)
+                listed = qlip_json("fragments", path, "--rfc", form, "--max-payload", "500", "--json")
+                self.assertEqual([(packet["bytes"], packet["begins"]) for picture in listed["pictures"]
+                                  for packet in picture],
+                                 [(len(payload), payload[:8].hex(" ")) for payload in packets])
                 if form == "2429":
                     self.assertEqual(join_h263(packets), stored)
                 if form == "2190":

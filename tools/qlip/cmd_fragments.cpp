@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "fragment_source.h"
+#include "json_text.h"
 #include "output.h"
 #include "rtp_sender.h"
 #include "stream_reader.h"
@@ -34,22 +35,49 @@ struct Options {
     std::string form;
     std::string out;
     int max_payload = 1400;
+    bool json = false;
     SendOptions send;
 };
 
-void list_packets(ChunkSource& source) {
+// The payload header and the first bytes behind it.
+std::string beginning(const Packet& packet) {
+    return hex_text(packet.payload.first(std::min<size_t>(packet.payload.size(), 8)), " ");
+}
+
+nlohmann::ordered_json json_of(const Frame& frame) {
+    auto packets = nlohmann::ordered_json::array();
+    for (const Packet& packet : frame.packets) {
+        packets.push_back({{"bytes", packet.payload.size()},
+                           {"sequence", packet.sequence()},
+                           {"timestamp", packet.record.timestamp},
+                           {"marker", packet.marker()},
+                           {"begins", beginning(packet)}});
+    }
+    return packets;
+}
+
+void show(Output& out, uint64_t picture, const Frame& frame) {
+    out.print("picture {}: {} packets\n", picture, frame.packets.size());
+    for (const Packet& packet : frame.packets) {
+        out.print("  {:>5} bytes  number {:>5}  timestamp {:>10}{}  {}\n", packet.payload.size(),
+                  packet.sequence(), packet.record.timestamp, packet.marker() ? "  marker" : "        ",
+                  beginning(packet));
+    }
+}
+
+void list_packets(ChunkSource& source, bool json) {
     StreamReader reader(source);
     Output out;
     Frame frame = {};
+    if (json) out.write(std::string_view{"{\"pictures\":["});
     for (uint64_t picture = 0; reader.next(frame); ++picture) {
-        out.print("picture {}: {} packets\n", picture, frame.packets.size());
-        for (const Packet& packet : frame.packets) {
-            const auto head = packet.payload.first(std::min<size_t>(packet.payload.size(), 8));
-            out.print("  {:>5} bytes  number {:>5}  timestamp {:>10}{}  {}\n", packet.payload.size(),
-                      packet.sequence(), packet.record.timestamp, packet.marker() ? "  marker" : "        ",
-                      hex_text(head, " "));
+        if (json) {
+            out.print("{}\n{}", picture == 0 ? "" : ",", json_text(json_of(frame)));
+        } else {
+            show(out, picture, frame);
         }
     }
+    if (json) out.write(std::string_view{"]}\n"});
     out.flush();
 }
 
@@ -76,7 +104,7 @@ void run(const Options& options, bool sends) {
     FragmentSource source(load_h263(options.file), forms.at(options.form), options.max_payload);
     if (sends) return send_packets(source, options);
     if (!options.out.empty()) return write_stream(source, options);
-    list_packets(source);
+    list_packets(source, options.json);
 }
 
 }  // namespace
@@ -99,9 +127,10 @@ void add_fragments(CLI::App& app) {
         command
             ->add_option("-o,--output", options->out, "Write them as a native stream; - is standard output")
             ->type_name("OUT");
+    auto* json = command->add_flag("--json", options->json, "The list as one JSON document")->excludes(out);
     options->send.add_to(*command);
     for (const char* sending : {"--to", "--sdp", "--pcap"})
-        command->get_option(sending)->excludes(out);
+        command->get_option(sending)->excludes(out)->excludes(json);
     command->callback([options, command] {
         run(*options, command->count("--to") + command->count("--sdp") + command->count("--pcap") > 0);
     });
