@@ -1,7 +1,5 @@
 #include "qlip/wld_native.h"
 
-#include <cstdio>
-
 #include "qlip/isoff.h"
 #include "stream/audio_packets.h"
 #include "stream/rfc2190_fragments.h"
@@ -49,15 +47,6 @@ int choose_packetiser(wld_native* native, int packet_size, const iso_track* trac
 }
 
 }  // namespace
-
-void qlip::print_cut(size_t old_length, const piece& cut) {
-    const auto before = static_cast<int>(old_length);
-    const auto after = static_cast<int>(cut.size);
-    std::fprintf(stderr, "Fragmenting payload: old_len=%d new_len=%d", before, after);
-    if (cut.place == cut_place::start_code) std::fprintf(stderr, ", at start code\n");
-    if (cut.place == cut_place::arbitrary) std::fprintf(stderr, ", at arbitrary position\n");
-    if (cut.place == cut_place::macroblock) std::fprintf(stderr, ", at MB boundary, ebit=%d\n", cut.ebit);
-}
 
 int wld_native_init(wld_native* native, int payload_type, int packet_size, int rfc_mode, iso_track* track,
                     int flags) {
