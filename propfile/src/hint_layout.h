@@ -8,7 +8,8 @@ namespace qlip {
 
 inline constexpr size_t kSampleHeaderBytes = 4;
 inline constexpr size_t kPacketHeaderBytes = 12;
-inline constexpr size_t kBehindKind = 15;  // bytes of a constructor behind its kind
+inline constexpr size_t kRtpHeaderOffset = 4;  // in a packet header
+inline constexpr size_t kBehindKind = 15;      // bytes of a constructor behind its kind
 
 inline constexpr unsigned int kExtraInformationFlag = 4;  // of RTPflags
 

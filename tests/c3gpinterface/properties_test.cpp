@@ -97,6 +97,9 @@ TEST(Properties, FirstHintSampleWithoutAPacketSaysNothingOfPayloadType34) {
         EXPECT_EQ(slice(stream, 40, 6), hex("733236332B00"));
         EXPECT_EQ(slice(frames_of(stream).back(), 40, 42), Bytes(42, 2));
     }
+    // Its type is known, although the extra information that it announces is not there.
+    plan.tracks[kHint].samples[0] = hex("00010000 00000000 00220000 00040000 FFFFFFFF");
+    EXPECT_EQ(slice(whole_stream(build_movie(plan), "rv"), 40, 6), hex("733236330000"));
 }
 
 TEST(Properties, Mpeg4CarriesItsConfigurationAndTheSampleEntrysSize) {

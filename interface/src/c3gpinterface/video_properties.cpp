@@ -2,6 +2,7 @@
 // frame count and size are the media track's.
 #include <numeric>
 
+#include "common/byte_order.h"
 #include "common/to_integer.h"
 #include "interface/src/c3gpinterface/support.h"
 #include "propfile/src/hint_walk.h"
@@ -18,15 +19,15 @@ constexpr unsigned int kPayloadTypeH263 = 34;  // RFC 3551 6: the payload format
 constexpr unsigned int kH263DefaultProfile = 0;
 constexpr unsigned int kH263DefaultLevel = 10;
 
-// Of the first packet; 0 when the hint sample ends before that does.
+// Of the first packet; 0 when the hint sample ends before its header does. Extra information that reaches
+// further than the hint sample does not hide the type.
 unsigned int payload_type(const unsigned char* cursor, const unsigned char* end) {
-    const auto bytes = static_cast<size_t>(end - cursor);
-    if (bytes < qlip::kSampleHeaderBytes ||
-        !qlip::packet_header_fits(cursor + qlip::kSampleHeaderBytes, bytes - qlip::kSampleHeaderBytes))
-        return 0;
+    if (static_cast<size_t>(end - cursor) < qlip::kSampleHeaderBytes + qlip::kPacketHeaderBytes) return 0;
     _TAG_RTPsample3gp sample;
-    _TAG_RTPpacket3gp packet;
     PropFile::GetRTPsample3gp(&sample, &cursor);
+    if (!qlip::packet_header_fits(cursor, static_cast<size_t>(end - cursor)))
+        return qlip::load_be16(cursor + qlip::kRtpHeaderOffset) & kPayloadTypeMask;
+    _TAG_RTPpacket3gp packet;
     PropFile::GetRTPpacket3gp(&packet, &cursor);
     return packet.RTPheader & kPayloadTypeMask;
 }
