@@ -80,9 +80,10 @@ void check_samples(iso_track* track, const std::vector<Bytes>& frames) {
     }
 }
 
-// The one sample that the tables of an empty track name was not written.
+// An empty track's row of zeros is no sample, and ends what the engine reads: only tracks in front of it are
+// there.
 bool is_empty(const iso_track* track) {
-    return track->total_bytes == 0;
+    return track->stts_count == 1 && track->stts[0][0] == 0;
 }
 
 void check_with_engine(qlip_test::MemoryHost& host, const std::vector<std::vector<Bytes>>& frames) {

@@ -97,20 +97,12 @@ TEST(Hostile, PayloadsLongerThanTheFileTakeNoMemory) {
     }
 }
 
-// A header that is not there reads as zeros, which ends the walk well: what was read is completed.
 TEST(Hostile, AMoovLongerThanTheFileIsReadAsFarAsItGoes) {
-    Bytes movie = moov_file({trak({}), stbl_trak({table("stts", 1, {6, 1}), table("stsz", 5, {6}),
-                                                  table("stsc", 1, {1, 3, 1}), table("stco", 2, {40, 80})})});
-    for (const char* type : {"moov", "trak", "mdia", "minf", "stbl"}) {
-        const auto at = std::find_end(movie.begin(), movie.end(), type, type + 4) - movie.begin() - 4;
-        qlip::store_be32(&movie[at], qlip::load_be32(&movie[at]) + 300);
-    }
+    Bytes movie = moov_file({trak({}), trak({})});
+    qlip::store_be32(&movie[find_box(movie, "moov")], 0x7FFFFFFF);
     OpenedFile f(movie);
-    ASSERT_NE(f.track(2), nullptr);
-    EXPECT_EQ(f.track(2)->file_pos, 40U);
-    EXPECT_EQ(f.track(2)->chunks[1].end, 95U);
-    EXPECT_EQ(f.file->depth, 1) << "as at any end of the stream";
-    EXPECT_EQ(f.output, "read_buf, EOF 0 left, 4 requested\nread_buf, EOF 0 left, 4 requested\n");
+    EXPECT_NE(f.track(2), nullptr);
+    EXPECT_EQ(f.output, "read_buf, EOF 0 left, 4 requested\n");
 }
 
 TEST(Hostile, ALargeMediaBoxAheadOfMoovIsKeptOnlyWhenItIsThere) {

@@ -28,14 +28,17 @@ struct BoxHeader {
     char type[5] = {};
 };
 
-// False at the end of the stream, which the code tells: a failed size alone does not end a walk. At the end
-// of the buffer a header reads as zeros, which is a box that ends its walk.
+// False at the end of the input. On the stream a failed size alone does not end a walk: the code behind it
+// decides.
 bool read_box_header(iso_file* file, BoxHeader* header) {
-    header->size = getint32(file);
     if (file->in_buffer) {
+        const int left = file->buffer_left;
+        header->size = getint32(file);
+        if (left < 4) return false;
         read_buf(file, header->type, 4);
-        return true;
+        return left >= kHeaderSize;
     }
+    header->size = getint32(file);
     unsigned int count = 4;
     const auto status = qliputil_seeknread(file->io, reinterpret_cast<unsigned char*>(header->type), &count);
     return status == 0 && count == 4;
@@ -73,7 +76,7 @@ class Walk {
         while (limit_ >= 1) {
             BoxHeader header;
             const unsigned char* start = file_->in_buffer ? file_->buffer_next : nullptr;
-            // The depth stays as it is here; kept.
+            // The depth stays as it is here; kept, positions behind an empty moov depend on it.
             if (!read_box_header(file_, &header)) return to_end_ ? 0 : -1;
             const int result = take(header, start);
             if (result != 0) {

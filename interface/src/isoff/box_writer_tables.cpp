@@ -1,7 +1,6 @@
 // The tables whose size follows from counts alone do not run their rows in the counting pass. The storing
 // pass compares what it wrote with that size, reports a difference, and keeps what it wrote. An empty track's
-// tables hold one row, which the size rule counts: that of a sample of no bytes and no time, so that readers
-// find the tables in agreement.
+// tables hold one row of zeros, which the size rule counts.
 
 #include "common/diagnostics.h"
 #include "interface/src/isoff/box_writer.h"
@@ -24,12 +23,13 @@ void store_row_count(int pass, unsigned char* box, unsigned int rows) {
 
 using FrameField = unsigned int iso_data::*;
 
-// Rows of (frames, value) by runs of an equal value. Returns their number.
+// Rows of (frames, value) by runs of an equal value. Returns their number; an empty list gives one row of
+// zeros.
 unsigned int put_runs(PutBox& box, const iso_data* frame, FrameField field) {
     unsigned int rows = 0;
     do {
         const unsigned int value = frame ? frame->*field : 0;
-        unsigned int run = frame ? 0 : 1;
+        unsigned int run = 0;
         while (frame && frame->*field == value) {
             ++run;
             frame = frame->next;
