@@ -68,9 +68,18 @@ bool put_nal(record_sink& sink, wld_native& native, bytes nal, bool last) {
     return put_h264_record(sink, native, {}, nal);
 }
 
-// Sets are stored behind two bytes of length, with two zero bytes ahead where the stream's lengths have four.
-unsigned int stored_prefix_size(const wld_native& native) {
-    return native.nal_length_size == 4 ? 4 : 2;
+bool is_run_of_sets(bytes stored, unsigned int prefix_size) {
+    while (!stored.empty()) {
+        if (!qlip::next_nal(stored, prefix_size)) return false;
+    }
+    return true;
+}
+
+// The width of the lengths in front of stored sets: that of the stream's. But an avcC box has two bytes for
+// them, and so they are stored where the stream's have one or three.
+unsigned int stored_prefix_size(const wld_native& native, bytes stored) {
+    const unsigned int size = native.nal_length_size;
+    return (size == 1 || size == 3) && is_run_of_sets(stored, 2) ? 2 : size;
 }
 
 // The state for sets that go in front of the hint track's next packet. Once playback runs, the last packet
@@ -93,8 +102,9 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
 // They are not charged to the output (kept); false when one passes the room all the same.
 bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = kUnlimited) {
     const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
+    const unsigned int prefix_size = stored_prefix_size(native, stored);
     for (bytes left = stored; !left.empty() && limit > 0; --limit) {
-        const auto set = qlip::next_nal(left, stored_prefix_size(native));
+        const auto set = qlip::next_nal(left, prefix_size);
         if (!set) break;
         const auto size = static_cast<ptrdiff_t>(qlip::wld_family::kHeaderSize + set->size());
         if (!put_h264_record(sink, native, {}, *set, {size, size})) return false;

@@ -39,7 +39,8 @@ Bytes fu(unsigned char indicator, unsigned char header, const Bytes& unit, size_
 }
 
 struct H264 {
-    explicit H264(int prefix_size = 4) : sets(sample_of({kSps, kPps}, prefix_size == 4 ? 4 : 2)) {
+    explicit H264(int prefix_size = 4) : H264(prefix_size, prefix_size) {}
+    H264(int prefix_size, int stored_size) : sets(sample_of({kSps, kPps}, stored_size)) {
         native = native_for(ISO_CODEC_AVC1);
         native.nal_length_size = static_cast<unsigned int>(prefix_size);
         native.dsi = sets.data();
@@ -93,13 +94,17 @@ class PrefixSizes : public testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(H264Packets, PrefixSizes, testing::Values(1, 2, 3, 4));
 
 TEST_P(PrefixSizes, ParameterSetsPrecedeAnIdrFrameOnce) {
-    H264 h264(GetParam());
-    const Bytes idr = nal(0x65, 30);
-    EXPECT_EQ(h264.packetise(sample_of({idr, idr}, GetParam())).bytes, records({{kType, false, 0, 0, kSps},
-                                                                                {kType, false, 1, 0, kPps},
-                                                                                {kType, false, 2, 0, idr},
-                                                                                {kType, true, 3, 0, idr}}));
-    EXPECT_EQ(h264.native.packet_count, 4u);
+    // An avcC box has two bytes of length for its sets, and is stored so where the stream has one or three.
+    for (const int stored_size : {GetParam(), GetParam() == 4 ? 4 : 2}) {
+        H264 h264(GetParam(), stored_size);
+        const Bytes idr = nal(0x65, 30);
+        EXPECT_EQ(h264.packetise(sample_of({idr, idr}, GetParam())).bytes,
+                  records({{kType, false, 0, 0, kSps},
+                           {kType, false, 1, 0, kPps},
+                           {kType, false, 2, 0, idr},
+                           {kType, true, 3, 0, idr}}));
+        EXPECT_EQ(h264.native.packet_count, 4u);
+    }
 }
 
 TEST_P(PrefixSizes, AFrameThatBringsASetAndAFrameWithoutIdrGetNone) {
