@@ -1,6 +1,7 @@
 #include "interface/src/mmfiInterface/video_reader.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include "common/byte_order.h"
@@ -64,14 +65,22 @@ void append_codec_records(VideoCall& call) {
     append(call, file_info);
 }
 
+// Word by word: a record put together on the stack would be loaded before its words are stored.
+void store_frame_record(unsigned char* to, const wld_frame_record& record) {
+    store_le32(to + offsetof(wld_frame_record, frame_size), record.frame_size);
+    store_le32(to + offsetof(wld_frame_record, packet_count), record.packet_count);
+    store_le32(to + offsetof(wld_frame_record, frame_pad), record.frame_pad);
+}
+
 // The packets of a frame are complete: its record goes out and is kept for calls that find no data.
 void put_frame_record(VideoCall& call, unsigned int packets) {
     const unsigned int filled = call.session.carry_size + static_cast<unsigned int>(sizeof(wld_frame_record) +
                                                                                     sizeof(wld_frame_prefix));
     const unsigned int pad = GetPadding(filled);
     const wld_frame_record record = {filled + pad, packets, pad};
-    append(call, record);
-    std::memcpy(call.session.frame_record, &record, sizeof record);
+    store_frame_record(call.buffer + call.written, record);
+    store_frame_record(call.session.frame_record, record);
+    call.written += sizeof record;
 }
 
 // The record of the frame before stands in; the next call starts this frame anew.
