@@ -3,6 +3,7 @@
 
 #include "qlip/vorn3gp.h"
 #include "tests/support/box_builder.h"
+#include "tests/support/failures.h"
 #include "tests/support/memory_host.h"
 
 namespace qlip_test {
@@ -25,17 +26,6 @@ inline Bytes dumped(const Vorn3gp::Box& box) {
     BoxStream out;
     box.Dump(out.stream);
     return out.host.bytes;
-}
-
-// What an action failed with; empty when it did not.
-template <class Action>
-std::string message_of(Action action) {
-    try {
-        action();
-    } catch (const SimpleException& failure) {
-        return failure.m_message;
-    }
-    return {};
 }
 
 }  // namespace qlip_test

@@ -38,7 +38,8 @@ TEST(ReadingOff, TakesExactlyWhatIsThere) {
     auto params = amr_params();
     ASSERT_TRUE(producer.Open(&params));
     producer.OffsetBytes(60);
-    EXPECT_EQ(refusal([&] { producer.OffsetBytes(9); }), "Invalid offset - 9 bytes requested, 8 available");
+    EXPECT_EQ(message_of([&] { producer.OffsetBytes(9); }),
+              "Invalid offset - 9 bytes requested, 8 available");
     EXPECT_EQ(producer.ByteCount(), 8U);
     EXPECT_EQ(producer.GetBuffer(nullptr), producer.m_pBuffer + 60);
     producer.OffsetBytes(8);

@@ -119,7 +119,7 @@ TEST(FrameBuffer, DropsAVideoFrameThatDoesNotFit) {
 template <class Producer>
 std::string open_refused(unsigned int frame_bytes, const Bytes& config = {}) {
     auto params = video_params(frame_bytes, config);
-    return refusal([&] { Producer(nullptr).Open(&params); });
+    return message_of([&] { Producer(nullptr).Open(&params); });
 }
 
 TEST(FrameBuffer, MustHoldTheStreamHeaderAndTheRecordTheConfiguration) {
@@ -137,9 +137,9 @@ TEST(FrameBuffer, WithoutMemoryNothingOpensAndNothingIsBuilt) {
     Producers to;
     to.video_parameters = video_params(5000);
     no_memory = true;
-    EXPECT_EQ(refusal([&] { to.audio.Open(&to.audio_parameters); }),
+    EXPECT_EQ(message_of([&] { to.audio.Open(&to.audio_parameters); }),
               "Unable to allocate 1568 bytes for Audio frame");
-    EXPECT_EQ(refusal([&] { to.video.Open(&to.video_parameters); }),
+    EXPECT_EQ(message_of([&] { to.video.Open(&to.video_parameters); }),
               "Unable to allocate 5000 bytes for Video frame");
     no_memory = false;
     const Bytes hint = one_packet(1, hint_immediate({1}));

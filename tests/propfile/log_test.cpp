@@ -169,12 +169,13 @@ TEST_F(ProducerLog, PassesExceptionsOnAsItsOwnKind) {
     const SimpleException own("here", 1, "own");
     const std::runtime_error foreign("foreign");
     level(4);
-    EXPECT_EQ(refusal([&] { thrown<PropFileAudio>(own, amr_params()); }), "own");
+    EXPECT_EQ(message_of([&] { thrown<PropFileAudio>(own, amr_params()); }), "own");
     EXPECT_EQ(text(), "DBG: here(1): own\n");
-    EXPECT_EQ(refusal([&] { thrown<PropFileVideoH263>(own, video_params()); }), "own");
+    EXPECT_EQ(message_of([&] { thrown<PropFileVideoH263>(own, video_params()); }), "own");
     EXPECT_EQ(text(), "DBG: here(1): own\n");
-    EXPECT_EQ(refusal([&] { thrown<PropFileAudio>(foreign, amr_params()); }), "Unhandled exception caught");
-    EXPECT_EQ(refusal([&] { thrown<PropFileVideoH263>(foreign, video_params()); }),
+    EXPECT_EQ(message_of([&] { thrown<PropFileAudio>(foreign, amr_params()); }),
+              "Unhandled exception caught");
+    EXPECT_EQ(message_of([&] { thrown<PropFileVideoH263>(foreign, video_params()); }),
               "Unhandled exception caught");
 }
 

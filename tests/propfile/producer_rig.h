@@ -3,8 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include "qlip/SimpleException.h"
 #include "tests/propfile/reader_stub.h"
+#include "tests/support/failures.h"
 #include "tests/support/little_endian.h"
 #include "tests/support/movie_builder.h"
 
@@ -43,18 +43,6 @@ inline _TAG_VIDEO_OPEN_PARAMS video_params(unsigned int frame_bytes = 2000, cons
             .uH263Profile = 3,
             .uH263Level = 20,
             .uMaxFrameBytes = frame_bytes};
-}
-
-// The message of the SimpleException that `call` throws; fails the test when it throws none.
-template <class Call>
-std::string refusal(Call call) {
-    try {
-        call();
-    } catch (const SimpleException& failure) {
-        return failure.m_message;
-    }
-    ADD_FAILURE() << "nothing was thrown";
-    return {};
 }
 
 }  // namespace qlip_test

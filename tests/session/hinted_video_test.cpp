@@ -128,6 +128,21 @@ TEST_P(HintedVideo, ABadPacketIsStatus2) {
     EXPECT_EQ(player->handle->status, 0);
 }
 
+// Indexed hint reads go by what was asked for; positioned ones by what came.
+TEST_P(HintedVideo, WhatAShortReadLeavesOutOfAPacketIsZeroAtFirst) {
+    const Bytes media = run(40);
+    open({h263({media}), hint_track({whole(1, true, 1, media)})});
+    chunk();
+    host->most_per_read = 16;
+    if (!GetParam()) {
+        EXPECT_EQ(player->read_raw(), 2);
+        return;
+    }
+    EXPECT_EQ(slice(chunk(), 68, 12), words({80, 1, 0}));
+    const Bytes payload = join({slice(media, 0, 16), Bytes(24, 0)});
+    EXPECT_EQ(chunk(), frame_body({packet_record(34, true, 1, 0, payload)}));
+}
+
 TEST_P(HintedVideo, Mpeg4ConfigurationGoesInFrontOfTheVop) {
     const Bytes first = join({Bytes{9, 9}, kIntra, run(20)});
     const Bytes own = join({Bytes{0, 0, 1, 0xB0, 8, 1, 1, 1}, kIntra, run(20)});

@@ -2,8 +2,8 @@
 
 #include <emmintrin.h>
 
-#include <algorithm>
 #include <bit>
+#include <cstdint>
 
 #include "stream/zero_pair.h"
 
