@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "common/byte_order.h"
+#include "packets/h264_packets.h"
 #include "qlip/amr_isoff.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
 #include "qlip/pkq_native.h"
 #include "qlip/wld_native.h"
-#include "stream/h264_packets.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "qlip/SimpleException.h"
 #include "qlip/native_stream.h"
-#include "tests/propfile/reader_stub.h"
+#include "tests/second_reader/producers/reader_stub.h"
 
 namespace {
 

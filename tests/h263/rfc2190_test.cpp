@@ -2,7 +2,7 @@
 #include <string>
 
 #include "tests/h263/picture_walk.h"
-#include "tests/stream/packets.h"
+#include "tests/packets/packets.h"
 
 namespace qlip_test {
 namespace {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "interface/src/mmfiInterface/session.h"
+#include "session/session.h"
 #include "tests/session/player.h"
 #include "tests/support/little_endian.h"
 #include "tests/support/movie_builder.h"

@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "qlip/SimpleException.h"
-#include "tests/session/allocation_count.h"
 #include "tests/session/player.h"
 #include "tests/session/sample_cases.h"
+#include "tests/support/allocation_count.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/samples.h"
 

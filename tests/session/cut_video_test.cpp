@@ -1,5 +1,5 @@
 // Video without hint tracks: the library cuts the samples. Packets are worked out by hand.
-#include "interface/src/mmfiInterface/session.h"
+#include "session/session.h"
 #include "tests/session/video_fixture.h"
 
 using namespace qlip_test;

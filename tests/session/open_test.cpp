@@ -1,8 +1,8 @@
 // The mode string, the choice of the track, and what is logged when there is none.
 #include <gtest/gtest.h>
 
-#include "interface/src/mmfiInterface/session.h"
 #include "qlip/SimpleException.h"
+#include "session/session.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/syslog_capture.h"
 

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "interface/src/mmfiInterface/session.h"
+#include "session/session.h"
 #include "tests/session/player.h"
 #include "tests/session/sample_cases.h"
 #include "tests/support/samples.h"

@@ -5,9 +5,9 @@
 #include <iterator>
 #include <random>
 
-#include "interface/src/mmfiInterface/mpeg4_configuration.h"
-#include "interface/src/mmfiInterface/mpeg4_start_code.h"
 #include "qlip/SimpleException.h"
+#include "session/mpeg4_configuration.h"
+#include "session/mpeg4_start_code.h"
 #include "tests/support/memory_host.h"
 #include "tests/support/syslog_capture.h"
 

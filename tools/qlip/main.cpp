@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <exception>
 
-#include "commands.h"
-#include "output.h"
-#include "tool_error.h"
+#include "commands/commands.h"
+#include "host/output.h"
+#include "host/tool_error.h"
 
 using namespace qlip_tool;
 

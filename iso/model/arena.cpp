@@ -1,0 +1,105 @@
+#include "iso/model/arena.h"
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "qlip/SimpleException.h"
+
+namespace {
+
+constexpr int kChunkSize = 2048000;
+constexpr int kLinkSize = sizeof(arena_chunk);
+static_assert(kLinkSize == 8);
+
+// The next multiple of 8 strictly above `size`.
+int64_t rounded(int size) {
+    return (int64_t{size} / 8 + 1) * 8;
+}
+
+bool needs_own_chunk(int64_t block) {
+    return block > kChunkSize - kLinkSize;
+}
+
+bool link_chunk(iso_file* file, void* memory, int size) {
+    if (!memory) return false;
+    auto* chunk = static_cast<arena_chunk*>(memory);
+    chunk->next = nullptr;
+    if (file->arena_tail) {
+        file->arena_tail->next = chunk;
+    } else {
+        file->arena_head = chunk;
+    }
+    file->arena_tail = chunk;
+    ++file->arena_chunks;
+    file->arena_left = size - kLinkSize;
+    file->arena_next = static_cast<unsigned char*>(memory) + kLinkSize;
+    return true;
+}
+
+// A chunk that is clear already: for fresh memory the system does that at no cost.
+bool add_clear_chunk(iso_file* file, int size) {
+    ++malloccount;
+    return link_chunk(file, std::calloc(1, static_cast<size_t>(size)), size);
+}
+
+enum class Content { Any, Zero };
+
+void* cut_block(iso_file* file, int size, Content content) {
+    if (!file || size < 0) return nullptr;
+    const int64_t block = rounded(size);
+    bool clear = content == Content::Any;
+    if (file->arena_left < block) {
+        const bool own = needs_own_chunk(block);
+        const int64_t chunk = own ? block + kLinkSize : kChunkSize;
+        if (chunk > INT_MAX) return nullptr;
+        const bool calloced = own && content == Content::Zero;
+        const bool added = calloced ? add_clear_chunk(file, static_cast<int>(chunk))
+                                    : getChunk(file, static_cast<int>(chunk)) == 1;
+        if (!added) return nullptr;
+        clear = clear || calloced;
+    }
+    unsigned char* taken = file->arena_next;
+    file->arena_next += block;
+    file->arena_left -= static_cast<int>(block);
+    ++malloccount;
+    if (!clear) std::memset(taken, 0, static_cast<size_t>(block));
+    return taken;
+}
+
+}  // namespace
+
+void* systemmalloc(iso_file* /*file*/, int size) {
+    ++malloccount;
+    return size < 0 ? nullptr : std::malloc(static_cast<size_t>(size));
+}
+
+void systemfree(void* block) {
+    std::free(block);
+    ++freecount;
+}
+
+int getChunk(iso_file* file, int size) {
+    return size >= kLinkSize && link_chunk(file, systemmalloc(file, size), size);
+}
+
+void safefree(char* head) {
+    for (auto* chunk = reinterpret_cast<arena_chunk*>(head); chunk;) {
+        arena_chunk* next = chunk->next;
+        systemfree(chunk);
+        chunk = next;
+    }
+}
+
+void* isoFFmalloc(iso_file* file, int size) {
+    return cut_block(file, size, Content::Zero);
+}
+
+void* qlip::arena_take(iso_file* file, int size) {
+    return cut_block(file, size, Content::Any);
+}
+
+void isoFFfree(void* /*block*/) {
+    ++freecount;
+}

@@ -1,0 +1,152 @@
+// Records from their making to their release. What opening reads and closing writes is the business of the
+// rooms below.
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+
+#include "iso/model/arena.h"
+#include "iso/model/model.h"
+#include "iso/read/walk.h"
+#include "iso/write/unity_matrix.h"
+#include "iso/write/write_file.h"
+#include "qlip/isoff.h"
+
+namespace {
+
+// One day short of the distance between 1904 and 1970; kept, written files carry it.
+constexpr long long kEpochOffset = 2082758400;
+constexpr unsigned int kTrackHeaderBytes = 325;  // what a track adds to the header of a written file
+
+void start_file(iso_file* file, bool writing) {
+    file->magic = kIsoFileMagic;
+    file->od_id = 1;
+    file->od_profile = file->scene_profile = file->visual_profile = 255;
+    file->graphics_profile = file->audio_profile = 255;
+    file->next_track_id = 1;
+    file->timescale = 600;
+    file->direct_index = 1;
+    file->minor_version = 0xFFFFFFFF;
+    if (!writing) return;
+    file->writing = 1;
+    file->header_bytes = 194;
+    file->max_file_size = 0x7fffffff;
+    file->max_duration = 7158278.0;
+    file->interleave_period = 1.0;
+    file->creation_time = file->modification_time =
+        static_cast<unsigned int>(std::time(nullptr) + kEpochOffset);
+}
+
+bool set_written_brands(iso_file* file) {
+    constexpr char kCompatible[] = "3gp5 3gp4";
+    std::memcpy(file->major_brand, "3gp6", 5);
+    file->minor_version = 256;
+    file->compatible_brands = static_cast<char*>(isoFFmalloc(file, sizeof kCompatible));
+    if (!file->compatible_brands) return false;
+    std::memcpy(file->compatible_brands, kCompatible, sizeof kCompatible);
+    return true;
+}
+
+void release(iso_file* file) {
+    safefree(reinterpret_cast<char*>(file->arena_head));
+    systemfree(file);
+}
+
+iso_file* fail(int* err, int code) {
+    if (err) *err = code;
+    return nullptr;
+}
+
+void append(iso_file* file, iso_track* track) {
+    // A parse adds behind the track it filled last, so that many tracks cost no walk each.
+    iso_track* last = file->current_track ? file->current_track : file->tracks;
+    if (!last) {
+        file->tracks = track;
+        return;
+    }
+    while (last->next)
+        last = last->next;
+    last->next = track;
+}
+
+void start_writing(iso_file* file, iso_track* track) {
+    track->track_id = file->next_track_id++;
+    track->creation_time = file->creation_time;
+    track->modification_time = file->modification_time;
+    std::copy(std::begin(unity_matrix), std::end(unity_matrix), std::begin(track->matrix));
+    file->header_bytes += kTrackHeaderBytes;
+    track->duration_limit = 0xFFFFFFFF;
+}
+
+template <typename Node>
+void count_list(Node* node) {
+    for (; node; node = node->next)
+        isoFFfree(node);
+}
+
+// Arena blocks stay where they are; this keeps malloccount and freecount in step.
+void count_blocks_of(iso_track* track) {
+    count_list(track->data_head);
+    count_list(track->pending_head);
+    for (void* block :
+         {static_cast<void*>(track->edits), static_cast<void*>(track->chunks),
+          static_cast<void*>(track->sample_sizes), static_cast<void*>(track->stsc),
+          static_cast<void*>(track->stts), static_cast<void*>(track->ctts), static_cast<void*>(track->hint),
+          static_cast<void*>(track->dsi), static_cast<void*>(track->sps), static_cast<void*>(track->pps),
+          static_cast<void*>(track->parameter_sets), static_cast<void*>(track->sync_samples)})
+        qlip::count_free(block);
+    count_list(track->sync_list);
+    count_list(track->sgpd);
+    count_list(track->sbgp);
+    for (void* block : {static_cast<void*>(track->scheme_url), static_cast<void*>(track->schi),
+                        static_cast<void*>(track->sdp), static_cast<void*>(track->xml),
+                        static_cast<void*>(track->tsel_attributes), static_cast<void*>(track->location)})
+        qlip::count_free(block);
+    isoFFfree(track);
+}
+
+}  // namespace
+
+iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err) {
+    const char direction = mode ? mode[0] : '\0';
+    if (direction != 'r' && direction != 'w') return fail(err, -1);
+    auto* file = static_cast<iso_file*>(systemmalloc(nullptr, sizeof(iso_file)));
+    if (!file) return fail(err, -2);
+    *file = iso_file{};
+    file->io = io;
+    start_file(file, direction == 'w');
+    if (file->writing && !set_written_brands(file)) {
+        release(file);
+        return fail(err, -2);
+    }
+    // The result is of no interest: a file that was read in part is used as far as it goes.
+    read_header(file);
+    return file;
+}
+
+iso_track* isoFFtrack(iso_file* file) {
+    if (!file) return nullptr;
+    auto* track = qlip::arena_new<iso_track>(file);
+    if (!track) return nullptr;
+    track->file = file;
+    track->magic = kIsoTrackMagic;
+    track->flags = ISO_TRACK_PREPEND_DSI;
+    append(file, track);
+    if (file->writing) start_writing(file, track);
+    return track;
+}
+
+int isoFFclose(iso_file* file) {
+    if (!file) return -1;
+    if (file->writing) write_file(file);
+    if (file->aux_stream) std::fclose(file->aux_stream);
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        count_blocks_of(track);
+        if (track->spill_file) std::fclose(track->spill_file);
+    }
+    qlip::count_free(file->compatible_brands);
+    qlip::count_free(file->sdp);
+    safefree(reinterpret_cast<char*>(file->arena_head));
+    systemfree(file);
+    return 0;
+}

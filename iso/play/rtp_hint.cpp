@@ -1,0 +1,310 @@
+// Playback of RTP hint tracks (ISO/IEC 14496-12 9.1): each hint sample tells how to rebuild packets from the
+// samples of a media track.
+//
+// A packet is built on local state that is stored when the packet is whole, so that after "not yet" the same
+// packet is built from its start again.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "common/byte_order.h"
+#include "common/log.h"
+#include "common/to_integer.h"
+#include "iso/model/arena.h"
+#include "iso/play/armed_hint.h"
+#include "iso/play/sample_reading.h"
+
+namespace {
+
+constexpr const char* kPath = "interface/src/isoff";
+
+constexpr unsigned int kSampleHeadSize = 4;
+constexpr unsigned int kEntrySize = 12;
+constexpr unsigned int kConstructorSize = 16;
+constexpr int kRtpHeaderSize = 12;
+constexpr unsigned char kRtpVersion2 = 0x80;
+constexpr unsigned char kExtraInformation = 0x04;
+constexpr unsigned char kPayloadTypeMask = 127;
+constexpr unsigned char kSelfReference = 255;
+constexpr unsigned int kImmediateRoom = kConstructorSize - 2;
+constexpr double kClockLimit = 4294967295.5;
+constexpr double kClockWrap = 4294967295.0;  // not 2^32; kept
+constexpr int kMostEmptySamples =
+    1 << 20;  // in one call; a track of nothing else would keep it busy for ever
+
+enum ConstructorKind : unsigned char { kImmediate = 1, kSampleData = 2, kSampleDescription = 3 };
+
+void give_record(iso_track* hint, void* memory) {
+    if (!memory) return;
+    hint->hint = new (memory) qlip::ArmedHint{};
+    hint->flags |= qlip::kArmedHintRecord;
+}
+
+bool is_hint_track_of(const iso_track* track, const iso_track* media, int max_packet) {
+    return (track->codec == ISO_CODEC_RTP || track->codec == ISO_CODEC_SRTP) &&
+           track->hint_ref_track == media->track_id && int64_t{track->max_packet_size} <= max_packet;
+}
+
+iso_track* choose_hint_track(const iso_track* media, int max_packet) {
+    if (!media || !media->file) return nullptr;
+    iso_track* best = nullptr;
+    for (iso_track* track = media->file->tracks; track; track = track->next) {
+        if (!is_hint_track_of(track, media, max_packet)) continue;
+        if (!best || track->max_packet_size > best->max_packet_size) best = track;
+    }
+    return best;
+}
+
+void set_media(iso_track* hint, iso_track* media) {
+    qlip::ArmedHint* own = qlip::armed_hint(hint);
+    if (own && own->media_track != media) own->media_places = {};
+    hint->hint->media_track = media;
+}
+
+// Follows a cursor that was set by isoFFsetPosition since the last packet.
+void resynchronise(iso_track* track, hint_state* hint, qlip::ArmedHint* own) {
+    if (hint->sample == track->sample || hint->sample >= track->sample_count) return;
+    hint->sample = track->sample;
+    hint->packets_left = hint->sample_offset = 0;
+    if (own) own->packet_open = false;
+}
+
+void next_sample(iso_track* track, hint_state* hint) {
+    hint->sample_offset = 0;
+    ++hint->sample;
+    if (qlip::has_sample(track, hint->sample)) qlip::move_to_sample(track, hint->sample);
+}
+
+void advance_clock(const iso_track* track, hint_state* hint) {
+    const double duration = qlip::time_at(track, track->stts, track->stts_count, track->stts_index);
+    hint->timestamp = qlip::to_u32(0.5 + hint->rtp_time) + track->tsro;
+    hint->rtp_time += duration * static_cast<int>(track->tims);
+    if (hint->rtp_time > kClockLimit) hint->rtp_time -= kClockWrap;
+}
+
+bool stands_on_sample(const iso_track* track) {
+    return qlip::is_readable(track) && qlip::has_sample(track, track->hint->sample);
+}
+
+// Opens hint samples until one has packets. 1, or the result to return: 0, ISOFF_END, ISOFF_NOT_YET.
+int open_sample(iso_track* track, hint_state* hint) {
+    for (int empty = 0; hint->packets_left == 0; ++empty) {
+        if (hint->sample >= track->sample_count) {
+            QLIP_LOG_DEBUG(kPath, "isoFFrtpPacket() EOF:  hint->sample=%04d > tp->sample_count=%04d",
+                           hint->sample, track->sample_count);
+            return 0;
+        }
+        if (empty == kMostEmptySamples || !stands_on_sample(track)) return ISOFF_END;
+        std::array<unsigned char, kSampleHeadSize> head{};
+        const int got = qlip::read_slice(track, hint->sample, qlip::size_of_sample(track, hint->sample),
+                                         hint->sample_offset, head.data(), head.size());
+        if (got == ISOFF_NOT_YET) return got;
+        if (got != kSampleHeadSize) return ISOFF_END;
+        hint->packets_left = qlip::load_be16(head.data());
+        if (hint->packets_left == 0) {
+            next_sample(track, hint);
+        } else {
+            hint->sample_offset += kSampleHeadSize;
+            advance_clock(track, hint);
+        }
+    }
+    return 1;
+}
+
+// One packet under construction.
+class PacketBuilder {
+  public:
+    PacketBuilder(iso_track* track, qlip::ArmedHint* own, unsigned char* out)
+        : track_(track),
+          hint_(track->hint),
+          own_(own),
+          out_(out),
+          offset_(hint_->sample_offset),
+          hint_size_(qlip::size_of_sample(track, hint_->sample)) {}
+
+    // The packet's length, or a result below 0.
+    int build() {
+        std::array<unsigned char, kEntrySize> entry{};
+        int result = read_hint(entry);
+        if (result < 0) return result;
+        write_header(entry.data());
+        if (entry[9] & kExtraInformation) {
+            result = pass_extra_information();
+            if (result < 0) return result;
+        }
+        for (int left = qlip::load_be16(&entry[10]); left > 0; --left) {
+            result = construct();
+            if (result < 0) return result;
+        }
+        finish();
+        return length_;
+    }
+
+  private:
+    [[gnu::always_inline]] int read_own(unsigned char* to, unsigned int count) {
+        return qlip::read_slice(track_, hint_->sample, hint_size_, offset_, to, count);
+    }
+
+    // The next bytes of the hint sample. 0, ISOFF_END when they are not all there, or ISOFF_NOT_YET.
+    template <size_t N>
+    int read_hint(std::array<unsigned char, N>& bytes) {
+        const int got = read_own(bytes.data(), N);
+        if (got == ISOFF_NOT_YET) return got;
+        if (got != static_cast<int>(N)) return ISOFF_END;
+        offset_ += N;
+        return 0;
+    }
+
+    void write_header(const unsigned char* entry) {
+        const unsigned int seed = qlip::load_be16(entry + 6);
+        restarts_numbering_ = track_->seq_state == 1;
+        // Behind injected packets the numbering goes on where those ended.
+        snro_ = restarts_numbering_ ? track_->snro - seed : track_->snro;
+        sequence_ = (snro_ + seed) & 0xFFFF;
+        payload_type_ = entry[5] & kPayloadTypeMask;
+        out_[0] = entry[4] | kRtpVersion2;
+        out_[1] = entry[5];
+        qlip::store_be16(out_ + 2, static_cast<uint16_t>(sequence_));
+        qlip::store_be32(out_ + 4, hint_->timestamp);
+        qlip::store_be32(out_ + 8, hint_->ssrc);
+        length_ = kRtpHeaderSize;
+    }
+
+    int pass_extra_information() {
+        std::array<unsigned char, 4> size{};
+        const int got = read_own(size.data(), size.size());
+        if (got == ISOFF_NOT_YET) return got;
+        offset_ += qlip::load_be32(size.data());
+        return 0;
+    }
+
+    int construct() {
+        std::array<unsigned char, kConstructorSize> constructor{};
+        const int result = read_hint(constructor);
+        if (result < 0) return result;
+        switch (constructor[0]) {
+            case kImmediate:
+                return append_immediate(constructor.data());
+            case kSampleData:
+            case kSampleDescription:
+                return append_sample(constructor.data());
+            default:
+                return 0;
+        }
+    }
+
+    bool has_room(unsigned int count) const {
+        return count <= static_cast<unsigned int>(ISOFF_PACKET_CAPACITY - length_);
+    }
+
+    int append_immediate(const unsigned char* constructor) {
+        const unsigned int count = constructor[1];
+        if (count > kImmediateRoom || !has_room(count)) return ISOFF_END;
+        std::memcpy(out_ + length_, constructor + 2, count);
+        length_ += static_cast<int>(count);
+        return 0;
+    }
+
+    int append_sample(const unsigned char* constructor) {
+        const bool from_self = constructor[1] == kSelfReference;
+        const unsigned int count = qlip::load_be16(constructor + 2);
+        const auto sample = static_cast<int>(qlip::load_be32(constructor + 4) - 1);
+        if (!has_room(count)) return ISOFF_END;
+        source_ = from_self ? track_ : hint_->media_track;
+        source_offset_ = qlip::load_be32(constructor + 8);
+        if (!qlip::is_readable(source_) || !qlip::has_sample(source_, sample)) return ISOFF_END;
+        const unsigned int size = qlip::size_of_sample(source_, sample);
+        const bool moves_cursor = count > 0 && source_offset_ < size;
+        qlip::CursorMemory* places = own_ && moves_cursor ? places_of(from_self) : nullptr;
+        if (places) places->prepare(source_, sample);
+        const int got = qlip::read_slice(source_, sample, size, source_offset_, out_ + length_, count);
+        if (places) places->remember(source_);
+        if (got == ISOFF_NOT_YET) return got;
+        if (got != static_cast<int>(count)) return ISOFF_END;
+        length_ += got;
+        return 0;
+    }
+
+    qlip::CursorMemory* places_of(bool hint_track) const {
+        return hint_track ? &own_->hint_places : &own_->media_places;
+    }
+
+    // The lowest position that the next packet can need, compared as signed.
+    int read_floor() const {
+        const auto hint_floor = static_cast<int>(track_->file_pos + offset_);
+        if (!source_) return hint_floor;
+        return std::min(static_cast<int>(source_->file_pos + source_offset_), hint_floor);
+    }
+
+    void finish() {
+        if (restarts_numbering_) track_->seq_state = 2;
+        track_->snro = snro_;
+        track_->last_seq = sequence_;
+        track_->last_timestamp = hint_->timestamp;
+        track_->payload_type = payload_type_;
+        track_->read_floor = read_floor();
+        hint_->sample_offset = offset_;
+        if (--hint_->packets_left == 0) next_sample(track_, hint_);
+    }
+
+    iso_track* track_;
+    hint_state* hint_;
+    qlip::ArmedHint* own_;
+    unsigned char* out_;
+    unsigned int offset_;
+    unsigned int hint_size_;
+    int length_ = 0;
+    iso_track* source_ = nullptr;
+    unsigned int source_offset_ = 0;
+    bool restarts_numbering_ = false;
+    unsigned int snro_ = 0, sequence_ = 0, payload_type_ = 0;
+};
+
+}  // namespace
+
+iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
+    iso_track* track = choose_hint_track(media, max_packet);
+    if (!track) return nullptr;
+    if (!track->hint) give_record(track, isoFFmalloc(track->file, sizeof(qlip::ArmedHint)));
+    hint_state* hint = track->hint;
+    if (!hint) return nullptr;
+    set_media(track, media);
+    hint->packets_left = hint->sample_offset = hint->ssrc = 0;
+    hint->sample = 0;
+    hint->rtp_time = 0.0;
+    if (auto* own = qlip::armed_hint(track)) own->packet_open = false;
+    return track;
+}
+
+iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
+    iso_track* track = choose_hint_track(media, max_packet);
+    if (!track) return nullptr;
+    if (!track->hint) give_record(track, systemmalloc(track->file, sizeof(qlip::ArmedHint)));
+    if (!track->hint) return nullptr;
+    set_media(track, media);
+    qlip::find_again(track);
+    return track;
+}
+
+int isoFFrtpPacket(iso_track* track, void* buf) {
+    if (!track || !track->hint || !track->hint->media_track) return ISOFF_END;
+    hint_state* hint = track->hint;
+    qlip::ArmedHint* own = qlip::armed_hint(track);
+    resynchronise(track, hint, own);
+    if (hint->packets_left == 0) {
+        const int opened = open_sample(track, hint);
+        if (opened != 1) return opened;
+    } else if (!stands_on_sample(track)) {
+        return ISOFF_END;
+    }
+    if (own) own->packet_open = true;
+    const int result = PacketBuilder(track, own, static_cast<unsigned char*>(buf)).build();
+    if (result >= 0) {
+        if (own) own->packet_open = false;
+    } else if (track->sample != hint->sample) {
+        isoFFsetPosition(track, hint->sample);  // a constructor may have read from another hint sample
+    }
+    return result;
+}

@@ -1,0 +1,74 @@
+// Reading samples at a track's cursor and by number. The session's readers do so for every chunk, hence
+// inline: for callers that want no times nothing of them is left.
+#pragma once
+
+#include <algorithm>
+
+#include "host/host_calls.h"
+#include "iso/play/sample_cursor.h"
+
+namespace qlip {
+
+// The value of a time table at the cursor, in seconds; nothing lies behind its last row.
+inline double time_at(const iso_track* track, const int (*rows)[2], int count, int index) {
+    if (index >= count || track->timescale == 0) return 0.0;
+    return rows[index][1] / static_cast<double>(track->timescale);
+}
+
+inline void produce_times(const iso_track* track, double* time, double* cto) {
+    if (time) *time = time_at(track, track->stts, track->stts_count, track->stts_index);
+    if (cto) *cto = time_at(track, track->ctts, track->ctts_count, track->ctts_index);
+}
+
+inline bool has_sample(const iso_track* track, int sample) {
+    return sample >= 0 && sample < track->sample_count;
+}
+
+// A track without chunks has its samples nowhere.
+inline bool is_readable(const iso_track* track) {
+    return track && track->file && track->chunk_count > 0;
+}
+
+// The next sample's bytes. False when the host does not have them now.
+inline bool fetch(const iso_track* track, unsigned char* buffer, unsigned int size, unsigned int* got) {
+    const iso_file* file = track->file;
+    if (file->indexed_read) return io_read_at(file->io, buffer, track->file_pos, size, got) == 0;
+    *got = size;
+    return io_seek(file->io, track->file_pos) == 0 && io_read(file->io, buffer, got) == 0;
+}
+
+// isoFFread.
+inline int read_next_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
+    if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
+    const unsigned int wanted = size_of_sample(track, track->sample);
+    if (wanted > static_cast<unsigned int>(size)) return ISOFF_END;
+    unsigned int got = 0;
+    if (!fetch(track, static_cast<unsigned char*>(buffer), wanted, &got)) return ISOFF_NOT_YET;
+    ++track->sample;
+    // By what was delivered: after a short read the cursor no longer stands on a sample's start; kept.
+    if (advance_position(track, got) && track->pending_head) track->pending_head = track->pending_head->next;
+    produce_times(track, time, cto);
+    advance_times(track);
+    return static_cast<int>(got);
+}
+
+// isoFFreadAt without the times, for a sample that is_readable() and has_sample() know, and its size. Inlined
+// wherever it stands: hint playback calls it several times a packet.
+[[gnu::always_inline]] inline int read_slice(iso_track* track, int sample, unsigned int size,
+                                             unsigned int from, unsigned char* to, unsigned int count) {
+    if (count == 0 || from >= size) return 0;
+    move_to_sample(track, sample);
+    count = std::min(count, size - from);
+    const iso_file* file = track->file;
+    if (file->indexed_read) {
+        unsigned int got = 0;
+        if (io_read_at(file->io, to, track->file_pos + from, count, &got) != 0) return ISOFF_NOT_YET;
+    } else {
+        // Neither status counts here, only the length; kept, so positioned reading never says "not yet".
+        io_seek(file->io, track->file_pos + from);
+        io_read(file->io, to, &count);
+    }
+    return static_cast<int>(count);
+}
+
+}  // namespace qlip

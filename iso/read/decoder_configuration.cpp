@@ -1,0 +1,196 @@
+// Sample entries and the configuration boxes inside them (ISO/IEC 14496-12 8.5.2, 14496-15 5.2.4, 3GPP TS
+// 26.244 6). Any configuration box may follow any entry.
+#include <cstring>
+
+#include "common/byte_order.h"
+#include "iso/model/arena.h"
+#include "iso/read/box_handlers.h"
+#include "iso/read/box_tables.h"
+#include "iso/read/payload.h"
+#include "iso/read/sample_entry.h"
+#include "iso/read/stream_input.h"
+
+namespace {
+
+constexpr int kAudioEntrySize = 28;
+constexpr int kVideoEntrySize = 78;
+
+int read_video_entry(iso_file* file, int size, iso_codec codec) {
+    if (!file->current_track) return -1;
+    const int rest = P_video_info(file, size);
+    file->current_track->codec = codec;
+    return qlip::parse_entry_children(file, dec_spec_box, rest);
+}
+
+// Channels, sample size and rate of these say nothing that the codec does not.
+int read_audio_entry(iso_file* file, int size, iso_codec codec) {
+    if (!file->current_track) return -1;
+    skip(file, kAudioEntrySize);
+    file->current_track->codec = codec;
+    return qlip::parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
+}
+
+void keep_if_set(unsigned int* field, int value) {
+    if (value != 0) *field = static_cast<unsigned int>(value);
+}
+
+// The parameter sets of an avcC payload, copied with a length prefix as wide as that of the stream's NAL
+// units.
+class ParameterSets {
+  public:
+    ParameterSets(iso_file* file, const unsigned char* avcc, int size, bool wide_prefix)
+        : file_(file), avcc_(avcc), size_(size), padding_(wide_prefix ? 2 : 0) {}
+
+    // Copies `count` sets. False when a length points outside the box, or without memory.
+    bool copy(int count, unsigned char** sets, unsigned int* bytes) {
+        *bytes = 0;
+        if (count < 1) return true;
+        const int room = count * 2 + (size_ > at_ ? size_ - at_ : 0);
+        *sets = static_cast<unsigned char*>(isoFFmalloc(file_, room));
+        if (!*sets) return false;
+        for (int i = 0; i < count; ++i) {
+            if (!copy_one(*sets, bytes)) return false;
+        }
+        return true;
+    }
+
+    // The byte at the cursor; 0 behind the end, so that a box cut short has no further sets.
+    int next_byte() { return at_ < size_ ? avcc_[at_++] : 0; }
+
+  private:
+    bool copy_one(unsigned char* sets, unsigned int* bytes) {
+        if (size_ - at_ < 2) return false;
+        const int length = qlip::load_be16(avcc_ + at_) + 2;
+        if (length > size_ - at_) return false;
+        *bytes += padding_;  // zero already
+        std::memcpy(sets + *bytes, avcc_ + at_, static_cast<size_t>(length));
+        *bytes += static_cast<unsigned int>(length);
+        at_ += length;
+        return true;
+    }
+
+    iso_file* file_;
+    const unsigned char* avcc_;
+    int size_;
+    unsigned int padding_;
+    int at_ = 6;
+};
+
+bool join_parameter_sets(iso_file* file, iso_track* track, unsigned int sps, unsigned int pps) {
+    track->parameter_sets_size = sps + pps;
+    track->parameter_sets = static_cast<unsigned char*>(isoFFmalloc(file, static_cast<int>(sps + pps)));
+    if (!track->parameter_sets) return false;
+    if (sps > 0) std::memcpy(track->parameter_sets, track->sps, sps);
+    if (pps > 0) std::memcpy(track->parameter_sets + sps, track->pps, pps);
+    return true;
+}
+
+}  // namespace
+
+int P_video_info(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    skip(file, 24);
+    const int width = getint16(file);
+    const int height = getint16(file);
+    const auto h_resolution = static_cast<unsigned int>(getint32(file));
+    const auto v_resolution = static_cast<unsigned int>(getint32(file));
+    skip(file, 42);  // reserved, frame count, compressor name, depth, pre-defined
+    if (track) {
+        keep_if_set(&track->width, width);
+        keep_if_set(&track->height, height);
+        track->h_resolution = h_resolution;
+        track->v_resolution = v_resolution;
+    }
+    return size - kVideoEntrySize;
+}
+
+int P_mp4v(iso_file* file, int size) {
+    return read_video_entry(file, size, ISO_CODEC_MP4V);
+}
+
+int P_s263(iso_file* file, int size) {
+    return read_video_entry(file, size, ISO_CODEC_S263);
+}
+
+int P_avc1(iso_file* file, int size) {
+    return read_video_entry(file, size, ISO_CODEC_AVC1);
+}
+
+int P_mp4a(iso_file* file, int size) {
+    if (file->current_track) file->current_track->flags &= ~ISO_TRACK_PREPEND_DSI;
+    return read_audio_entry(file, size, ISO_CODEC_MP4A);
+}
+
+int P_samr(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    skip(file, 16);
+    track->channel_count = static_cast<unsigned int>(getint16(file));
+    track->sample_bits = static_cast<unsigned int>(getint16(file));
+    skip(file, 8);
+    track->codec = ISO_CODEC_SAMR;
+    return qlip::parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
+}
+
+int P_sawb(iso_file* file, int size) {
+    return read_audio_entry(file, size, ISO_CODEC_SAWB);
+}
+
+int P_sawp(iso_file* file, int size) {
+    return read_audio_entry(file, size, ISO_CODEC_SAWP);
+}
+
+int P_damr(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    getID(file, track->vendor);
+    track->decoder_version = static_cast<unsigned char>(getbyte(file));
+    track->mode_set = static_cast<unsigned short>(getint16(file));
+    track->mode_change_period = static_cast<unsigned char>(getbyte(file));
+    track->frames_per_sample = static_cast<unsigned char>(getbyte(file));
+    skip(file, size - 9);
+    return 0;
+}
+
+int P_dawp(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    getID(file, track->vendor);
+    track->decoder_version = static_cast<unsigned char>(getbyte(file));
+    skip(file, size - 5);
+    return 0;
+}
+
+int P_d263(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    getID(file, track->vendor);
+    track->decoder_version = static_cast<unsigned char>(getbyte(file));
+    track->level = static_cast<unsigned char>(getbyte(file));
+    track->profile = static_cast<unsigned char>(getbyte(file));
+    skip(file, size - 7);
+    return 0;
+}
+
+int P_avcC(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    auto* avcc =
+        static_cast<unsigned char*>(qlip::claim(file, size, 8));  // the head is there, zero, in any case
+    if (!avcc) return -1;
+    getbytes(file, avcc, size);
+    track->dsi = avcc;
+    track->dsi_size = size;
+    track->profile = avcc[1];
+    track->profile_compat = avcc[2];
+    track->level = avcc[3];
+    track->nal_length_size = (avcc[4] & 3U) + 1;
+    track->sps_count = avcc[5] & 31;
+    ParameterSets sets(file, avcc, size, track->nal_length_size == 4);
+    unsigned int sps_bytes = 0;
+    unsigned int pps_bytes = 0;
+    if (!sets.copy(track->sps_count, &track->sps, &sps_bytes)) return -1;
+    track->pps_count = sets.next_byte() & 31;
+    if (!sets.copy(track->pps_count, &track->pps, &pps_bytes)) return -1;
+    return join_parameter_sets(file, track, sps_bytes, pps_bytes) ? 0 : -1;
+}

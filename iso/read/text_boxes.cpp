@@ -1,0 +1,63 @@
+// Texts and bodies that are kept as they stand in the file.
+#include <cstring>
+
+#include "common/diagnostics.h"
+#include "iso/read/box_handlers.h"
+#include "iso/read/payload.h"
+#include "iso/read/stream_input.h"
+
+namespace {
+
+constexpr const char* kExtraSdp = "extra sdp\n";
+
+// Stores the next `size` bytes, terminated, in *text, which must be unset.
+int keep_sdp(iso_file* file, char** text, int size) {
+    if (*text) {
+        myfprintf(stderr, kExtraSdp);
+        return -1;
+    }
+    *text = reinterpret_cast<char*>(qlip::read_block(file, size));
+    return *text ? 0 : -1;
+}
+
+}  // namespace
+
+int P_xml(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track) return -1;
+    skip(file, 4);  // version, flags
+    unsigned char* xml = qlip::read_block(file, size - 4);
+    if (!xml) return -1;
+    track->xml = xml;
+    track->xml_size = size - 4;
+    return 0;
+}
+
+int P_tsel(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (!track || track->tsel_attributes) {
+        myfprintf(stderr, "extra/misplaced tsel\n");
+        return -1;
+    }
+    skip(file, 4);  // version, flags
+    track->tsel_group = static_cast<unsigned int>(getint32(file));
+    track->tsel_attributes = reinterpret_cast<char*>(qlip::read_block(file, size - 8));
+    return track->tsel_attributes ? 0 : -1;
+}
+
+// A text that belongs to no track is passed over.
+int P_sdp(iso_file* file, int size) {
+    iso_track* track = file->current_track;
+    if (track) return keep_sdp(file, &track->sdp, size);
+    skip(file, size);
+    return 0;
+}
+
+int P_hnti_rtp(iso_file* file, int size) {
+    char format[5] = {};
+    getID(file, format);
+    size -= 4;
+    if (std::strcmp(format, "sdp ") == 0) return keep_sdp(file, &file->sdp, size);
+    skip(file, size);
+    return 0;
+}

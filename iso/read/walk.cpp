@@ -1,0 +1,139 @@
+#include "iso/read/walk.h"
+
+#include <climits>
+#include <cstring>
+
+#include "host/host_calls.h"
+#include "iso/read/box_tables.h"
+#include "iso/read/stream_input.h"
+
+namespace {
+
+constexpr int kHeaderSize = 8;
+constexpr int kStopWithSuccess = 1;
+// Boxes at the top level before the media data; a file of empty boxes would keep the parser busy for ever.
+constexpr int kMostTopLevelBoxes = 65536;
+
+int wrapping_sub(int a, int b) {
+    return static_cast<int>(static_cast<unsigned int>(a) - static_cast<unsigned int>(b));
+}
+
+struct BoxHeader {
+    int size = 0;  // as stored
+    char type[5] = {};
+};
+
+// False at the end of the input. On the stream a failed size alone does not end a walk: the code behind it
+// decides.
+bool read_box_header(iso_file* file, BoxHeader* header) {
+    if (file->in_buffer) {
+        const int left = file->buffer_left;
+        header->size = getint32(file);
+        if (left < 4) return false;
+        read_buf(file, header->type, 4);
+        return left >= kHeaderSize;
+    }
+    header->size = getint32(file);
+    unsigned int count = 4;
+    const auto status = qliputil_seeknread(file->io, reinterpret_cast<unsigned char*>(header->type), &count);
+    return status == 0 && count == 4;
+}
+
+const isobox* find_row(const isobox* table, const char* type) {
+    while (table->name && std::strcmp(table->name, type) != 0)
+        ++table;
+    return table;
+}
+
+// Hands the payload to its row, or passes over it.
+int handle_box(iso_file* file, const isobox* table, const BoxHeader& header, int payload) {
+    const isobox* row = find_row(table, header.type);
+    if (row->handler) {
+        const int result = row->handler(file, payload);
+        if (result != 0) return result;
+    } else if (payload != 0) {
+        skip(file, payload);
+    }
+    if (row->name && std::strcmp(row->name, "moov") == 0) file->in_buffer = 0;
+    return 0;
+}
+
+// One walk over the children of a container.
+class Walk {
+  public:
+    Walk(iso_file* file, const isobox* table, int size)
+        : file_(file), table_(table), limit_(size), to_end_(size == 0 && !stays_empty(table)) {
+        if (to_end_) limit_ = INT_MAX;
+    }
+
+    int run() {
+        ++file_->depth;
+        while (limit_ >= 1) {
+            BoxHeader header;
+            const unsigned char* start = file_->in_buffer ? file_->buffer_next : nullptr;
+            // The depth stays as it is here; kept, positions behind an empty moov depend on it.
+            if (!read_box_header(file_, &header)) return to_end_ ? 0 : -1;
+            const int result = take(header, start);
+            if (result != 0) {
+                --file_->depth;
+                return result == kStopWithSuccess ? 0 : result;
+            }
+        }
+        --file_->depth;
+        return 0;
+    }
+
+  private:
+    // An empty udta is left at once. Any other empty container takes in the boxes behind it; kept.
+    static bool stays_empty(const isobox* table) {
+        return table->name && std::strcmp(table->name, "hnti") == 0;
+    }
+
+    int take(const BoxHeader& header, const unsigned char* start) {
+        const int payload = account(header.size);
+        if (file_->depth == 1) file_->position += kHeaderSize;
+        const int result = handle_box(file_, table_, header, payload);
+        if (result != 0) return result;
+        if (file_->depth == 1) file_->position += static_cast<unsigned int>(payload);
+        return goes_forward(header, start) ? 0 : -1;
+    }
+
+    // Takes a box off the limit. Returns the payload size; a box size of 0 ends the walk behind its header.
+    int account(int box_size) {
+        if (box_size == 0) {
+            limit_ = 0;
+            return 0;
+        }
+        limit_ = wrapping_sub(limit_, box_size);
+        return wrapping_sub(box_size, kHeaderSize);
+    }
+
+    // A box that leads back to its own start, or before it, would be walked for ever.
+    bool goes_forward(const BoxHeader& header, const unsigned char* start) {
+        if (limit_ < 1) return true;
+        if (file_->in_buffer) return !start || file_->buffer_next > start;
+        return header.size > 0 && ++boxes_ < kMostTopLevelBoxes;
+    }
+
+    iso_file* file_;
+    const isobox* table_;
+    int limit_;
+    bool to_end_;
+    int boxes_ = 0;
+};
+
+}  // namespace
+
+int parse(iso_file* file, isobox* table, int size) {
+    return Walk(file, table, size).run();
+}
+
+int read_header(iso_file* file) {
+    if (parse(file, file_box, 0) == -1) return -1;
+    if (file->mdat_image) {
+        file->read_fn = mread;
+        file->seek_fn = mseek;
+        file->stream = file;
+    }
+    return 0;
+}

@@ -1,0 +1,292 @@
+#include "iso/write/direct_writing.h"
+
+#include <cstdint>
+
+#include "iso/write/box_writer.h"
+#include "iso/write/frame_accounting.h"
+#include "iso/write/put_sequence.h"
+#include "iso/write/writer_output.h"
+
+namespace {
+
+bool is_closed(const iso_track* track) {
+    return track->flags & ISO_TRACK_CLOSED;
+}
+
+iso_track* track_numbered(iso_file* file, unsigned int number) {
+    iso_track* track = file->tracks;
+    while (track && track->track_id != number)
+        track = track->next;
+    return track;
+}
+
+// ftyp and the head of the media box, whose size is filled in at close.
+int start_output(iso_file* file) {
+    const int ftyp_size = w_ftyp(0, file, nullptr);
+    const int size = ftyp_size + 8;
+    auto* head = static_cast<unsigned char*>(isoFFmalloc(file, size));
+    if (!head) return ISO_WRITE_NO_MEMORY;
+    w_ftyp(1, file, head);
+    qlip::PutSequence(1, head + ftyp_size).u32(0).id(const_cast<char*>("mdat"));
+    const bool written = file->stream && qlip::put_out(file, head, size);
+    isoFFfree(head);
+    if (!written) {
+        qlip::set_failed(file);
+        return ISO_WRITE_FAILED;
+    }
+    file->mdat_start = static_cast<unsigned int>(ftyp_size);
+    file->position = static_cast<unsigned int>(size);
+    return 0;
+}
+
+int choose_first_track(iso_file* file) {
+    iso_track* first = track_numbered(file, file->direct_index);
+    const int result = first && file->position == 0 ? start_output(file) : 0;
+    if (result == 0) file->direct_track = first;
+    return result;
+}
+
+void let_go_of_data(iso_data* frame, const void* caller_buffer) {
+    if (frame->data && frame->data != caller_buffer) isoFFfree(frame->data);
+    frame->data = nullptr;
+}
+
+unsigned int written_size_table_cost(const iso_track* track, const iso_data* frame) {
+    return qlip::size_table_cost(track, frame, track->written_samples);
+}
+
+bool has_room(const iso_track* track, const iso_data* frame) {
+    const unsigned int estimate = track->file->header_bytes + written_size_table_cost(track, frame);
+    return qlip::fits(track->file, estimate, frame->size) &&
+           uint64_t{track->written_duration} + frame->delta <= track->duration_limit;
+}
+
+void account_for(iso_track* track, iso_data* frame) {
+    iso_file* file = track->file;
+    unsigned int cost = written_size_table_cost(track, frame);
+    qlip::leave_constant_size(track, frame);
+    const auto size = static_cast<unsigned int>(frame->size);
+    frame->offset = file->position;
+    file->position += size;
+    track->pending_bytes -= size;
+    ++track->written_samples;
+    track->written_duration += frame->delta;
+    cost += static_cast<unsigned int>(per_frame_cost(track, frame));
+    file->header_bytes += cost;
+    track->written_cost += cost;
+    track->total_bytes += size;
+    track->pending = frame->next;
+}
+
+// The current track's next step in dwr_flush.
+enum class Step { Write, Stop, NextTrack };
+
+// A track that has no more frames leaves its turn to the others. Sets *time to where the track's clock stands
+// behind its frame.
+Step next_step(iso_track* track, double* time) {
+    const iso_file* file = track->file;
+    const bool takes_turns = file->direct_tracks > 1;
+    if (!track->pending) {
+        if (!is_closed(track) || !takes_turns) return Step::Stop;
+        track->track_time = file->interleave_period;
+        return Step::NextTrack;
+    }
+    *time = track->track_time + qlip::media_seconds(track, track->pending->delta);
+    const bool slice_full = takes_turns && track->track_time != 0 && *time >= file->interleave_period;
+    return slice_full ? Step::NextTrack : Step::Write;
+}
+
+// Writes the current track's frame, or closes the track when there is no room for it.
+int write_pending(iso_track* track, double time, const void* caller_buffer) {
+    iso_file* file = track->file;
+    iso_data* frame = track->pending;
+    if (!has_room(track, frame)) {
+        qlip::cut_frames_at(track, frame, caller_buffer);
+        track->flags |= ISO_TRACK_CLOSED;
+        return 0;
+    }
+    if (!qlip::put_out(file, frame->data, frame->size)) return ISO_WRITE_FAILED;
+    let_go_of_data(frame, caller_buffer);
+    track->track_time = time;
+    account_for(track, frame);
+    return 0;
+}
+
+// Leaves out frames whose track never had a turn, which it has only among the first `direct_tracks` ones.
+void take_what_was_written(iso_file* file) {
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        if (track->pending) qlip::cut_frames_at(track, track->pending, nullptr);
+        track->sample_count = static_cast<int>(track->written_samples);
+        track->duration = track->written_duration;
+    }
+}
+
+// After a failed write: the header has to fit into what the output took.
+bool shrink_to_the_output(iso_file* file) {
+    FILE* out = qlip::output(file);
+    clearerr(out);
+    for (const iso_track* track = file->tracks; track; track = track->next) {
+        file->header_bytes -= track->written_cost;
+    }
+    file->header_bytes += 8;
+    if (!qlip::move_to(file, 0, SEEK_END)) return false;
+    const long taken = ftell(out);
+    if (taken < 0) return false;
+    file->max_file_size = static_cast<unsigned int>(taken);
+    file->position = file->mdat_start + 8;
+    dwr_resize(file);
+    return qlip::move_to(file, static_cast<long>(file->position), SEEK_SET);
+}
+
+// False when the header did not reach the output.
+bool write_movie_box(iso_file* file) {
+    const int counted = w_header(0, file, nullptr, 0);
+    int size = 0;
+    unsigned char* header = qlip::make_header(file, counted, 0, &size);
+    if (!header) return false;
+    FILE* out = qlip::output(file);
+    const auto wanted = static_cast<size_t>(size);
+    const bool written = fwrite(header, 1, wanted, out) == wanted && fflush(out) == 0;
+    isoFFfree(header);
+    return written;
+}
+
+// Covers what an earlier, longer write left behind moov.
+void put_free_box(iso_file* file) {
+    unsigned char box[8];
+    qlip::PutSequence(1, box).u32(0).id(const_cast<char*>("free"));
+    qlip::put_out(file, box, sizeof box);
+}
+
+void patch_media_size(iso_file* file) {
+    unsigned char size[4];
+    put32(1, size, file->position - file->mdat_start);
+    if (!qlip::move_to(file, static_cast<long>(file->mdat_start), SEEK_SET)) return;
+    qlip::put_out(file, size, sizeof size);
+    if (fflush(qlip::output(file)) != 0) qlip::set_failed(file);
+}
+
+void close_all_tracks(iso_file* file) {
+    for (iso_track* track = file->tracks; track; track = track->next)
+        track->flags |= ISO_TRACK_CLOSED;
+    if (!qlip::failed(file)) dwr_flush(file, nullptr);
+    if (fflush(qlip::output(file)) != 0) qlip::set_failed(file);
+}
+
+}  // namespace
+
+int dwr_flush(iso_file* file, void* caller_buffer) {
+    if (!file->direct_track) {
+        const int result = choose_first_track(file);
+        if (result < 0) return result;
+    }
+    while (iso_track* track = file->direct_track) {
+        double time = 0;
+        const Step step = next_step(track, &time);
+        if (step == Step::Stop) return 0;
+        if (step == Step::NextTrack) {
+            const iso_track* next = dwr_next_track(file);
+            if (!next || !next->pending) return 0;
+            continue;
+        }
+        const int result = write_pending(track, time, caller_buffer);
+        if (result < 0) return result;
+    }
+    return 0;
+}
+
+iso_track* dwr_next_track(iso_file* file) {
+    if (!file->direct_track || !file->tracks) return nullptr;
+    for (int i = 0; i < file->direct_tracks; ++i) {
+        ++file->direct_index;
+        file->direct_track = file->direct_track->next;
+        if (!file->direct_track || static_cast<int64_t>(file->direct_index) > file->direct_tracks) {
+            file->direct_index = 1;
+            file->direct_track = file->tracks;
+        }
+        iso_track* track = file->direct_track;
+        if (track->pending || !is_closed(track)) {
+            track->track_time = 0;
+            return track;
+        }
+    }
+    return nullptr;
+}
+
+int dwr_resize(iso_file* file) {
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        qlip::clear_counts(track);
+        track->data_cursor = track->data_head;
+    }
+    for (bool live = true, full = false; live && !full;) {
+        live = false;
+        for (iso_track* track = file->tracks; track && !full; track = track->next) {
+            const int result = dwr_count_track_data(track);
+            live = live || result == 1;
+            full = result < 0;
+        }
+    }
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        if (track->data_cursor) qlip::cut_frames_at(track, track->data_cursor, nullptr);
+    }
+    return 0;
+}
+
+int dwr_count_track_data(iso_track* track) {
+    iso_file* file = track->file;
+    iso_data* frame = track->data_cursor;
+    if (!frame) return 0;
+    do {
+        if (frame == track->pending) return 0;  // never reached the output
+        const unsigned int extra =
+            qlip::size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
+        if (!qlip::fits(file, file->header_bytes + extra, frame->size)) return -1;
+        qlip::leave_constant_size(track, frame);
+        ++track->sample_count;
+        track->duration += frame->delta;
+        track->total_bytes += static_cast<unsigned int>(frame->size);
+        file->header_bytes += extra + static_cast<unsigned int>(per_frame_cost(track, frame));
+        file->position = frame->offset + static_cast<unsigned int>(frame->size);
+        frame = track->data_cursor = frame->next;
+    } while (frame && frame->offset == file->position);
+    return 1;
+}
+
+namespace qlip {
+
+void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer) {
+    iso_data* last = nullptr;
+    for (iso_data* kept = track->data_head; kept != frame; kept = kept->next)
+        last = kept;
+    for (iso_data* dropped = frame; dropped; dropped = dropped->next) {
+        if (dropped->data) track->pending_bytes -= static_cast<unsigned int>(dropped->size);
+        if (dropped == track->pending) track->pending = nullptr;
+        let_go_of_data(dropped, caller_buffer);
+    }
+    cut_frames_behind(track, last);
+    track->data_cursor = last;
+}
+
+int write_direct(iso_file* file) {
+    close_all_tracks(file);
+    if (failed(file)) {
+        if (file->position == 0) disown(file);
+        if (file->position == 0 || !shrink_to_the_output(file)) return -1;
+    } else {
+        take_what_was_written(file);
+    }
+    fixhdr(file);
+    settle_rates(file);
+    const bool written = write_movie_box(file);
+    if (!written && !failed(file)) {
+        set_failed(file);
+        return write_direct(file);
+    }
+    // A header that did not fit even so gives way to the free box.
+    if (!written) move_to(file, static_cast<long>(file->position), SEEK_SET);
+    if (failed(file)) put_free_box(file);
+    if (file->position != 0) patch_media_size(file);
+    return failed(file) ? -1 : 0;
+}
+
+}  // namespace qlip

@@ -1,0 +1,136 @@
+#include "iso/write/frame_accounting.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "common/to_integer.h"
+
+namespace {
+
+constexpr unsigned int kRoomMargin = 24;
+
+// The first frame opens a row in each time table; later ones only when their value changes.
+int time_table_cost(iso_track* track, const iso_data* frame) {
+    if (track->stts_count == 0) {
+        track->stts_count = 1;
+        track->ctts_count = 1;
+        track->last_delta = frame->delta;
+        track->last_cto = frame->cto;
+        track->sample_size = static_cast<unsigned int>(frame->size);
+        return 8;
+    }
+    int cost = track->sample_size == 0 ? 4 : 0;
+    if (frame->delta != track->last_delta) {
+        ++track->stts_count;
+        track->last_delta = frame->delta;
+        cost += 8;
+    }
+    if (frame->cto != track->last_cto) {
+        ++track->ctts_count;
+        track->last_cto = frame->cto;
+        cost += 8;
+    }
+    return cost;
+}
+
+void settle_bit_rates(iso_track* track, double seconds) {
+    if (track->avg_bitrate == 0 && seconds > 0) {
+        track->avg_bitrate = qlip::to_u32(8.0 * (track->total_bytes / seconds));
+    }
+    if (track->max_bitrate == 0) track->max_bitrate = track->avg_bitrate;
+}
+
+void fix_sync_list(iso_track* track) {
+    int kept = 0;
+    iso_sync_sample** link = &track->sync_list;
+    while (*link && static_cast<int64_t>((*link)->number) <= track->sample_count) {
+        ++kept;
+        link = &(*link)->next;
+    }
+    for (iso_sync_sample* dropped = *link; dropped; dropped = dropped->next)
+        isoFFfree(dropped);
+    *link = nullptr;
+    track->sync_count = kept;
+}
+
+void fix_groups(iso_track* track) {
+    int kept = 0;
+    int64_t samples = 0;
+    iso_group_run** link = &track->sbgp;
+    while (*link) {
+        samples += (*link)->sample_count;
+        if (samples > track->sample_count) break;
+        ++kept;
+        link = &(*link)->next;
+    }
+    // The run that passes the end goes as a whole, so that what stays ends short of the samples; kept so.
+    for (iso_group_run* dropped = *link; dropped; dropped = dropped->next)
+        isoFFfree(dropped);
+    *link = nullptr;
+    track->sbgp_count = kept;
+}
+
+}  // namespace
+
+int per_frame_cost(iso_track* track, const iso_data* frame) {
+    const int cost = frame->size + 4 + time_table_cost(track, frame);
+    track->buffer_size_db = std::max(track->buffer_size_db, static_cast<unsigned int>(frame->size));
+    return cost;
+}
+
+int fixhdr(iso_file* file) {
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        fix_sync_list(track);
+        fix_groups(track);
+    }
+    return 0;
+}
+
+namespace qlip {
+
+bool fits(const iso_file* file, unsigned int estimate, int size) {
+    return uint64_t{estimate} + static_cast<unsigned int>(size) + kRoomMargin <= file->max_file_size;
+}
+
+unsigned int size_table_cost(const iso_track* track, const iso_data* frame, unsigned int samples) {
+    const bool differs =
+        track->sample_size != 0 && static_cast<unsigned int>(frame->size) != track->sample_size;
+    return differs ? samples * 4 : 0;
+}
+
+void leave_constant_size(iso_track* track, const iso_data* frame) {
+    if (static_cast<unsigned int>(frame->size) != track->sample_size) track->sample_size = 0;
+}
+
+double media_seconds(const iso_track* track, unsigned int duration) {
+    return track->timescale == 0 ? 0.0 : static_cast<double>(duration) / track->timescale;
+}
+
+void clear_counts(iso_track* track) {
+    track->data_cursor = nullptr;
+    track->track_time = 0;
+    track->stts_count = 0;
+    track->sample_count = 0;
+    track->duration = 0;
+    track->buffer_size_db = 0;
+    track->total_bytes = 0;
+}
+
+void cut_frames_behind(iso_track* track, iso_data* last) {
+    iso_data*& link = last ? last->next : track->data_head;
+    for (iso_data* frame = link; frame; frame = frame->next)
+        isoFFfree(frame);
+    link = nullptr;
+}
+
+void settle_rates(iso_file* file) {
+    double longest = 0;
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        const double seconds = media_seconds(track, track->duration);
+        settle_bit_rates(track, seconds);
+        longest = std::max(longest, seconds);
+    }
+    file->duration = to_u32(file->timescale * longest);
+}
+
+}  // namespace qlip

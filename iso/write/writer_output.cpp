@@ -1,0 +1,38 @@
+#include "iso/write/writer_output.h"
+
+#include <array>
+
+#include "iso/write/box_writer.h"
+
+namespace qlip {
+
+unsigned char* make_header(iso_file* file, int counted, unsigned int media_length, int* size) {
+    int capacity = counted;
+    for (const iso_track* track = file->tracks; track; track = track->next)
+        capacity += uncounted_bytes(track);
+    auto* header = static_cast<unsigned char*>(isoFFmalloc(file, capacity));
+    if (header) *size = w_header(1, file, header, media_length);
+    return header;
+}
+
+bool put_out(iso_file* file, const void* data, int size) {
+    if (size <= 0) return true;
+    if (fwrite(data, 1, static_cast<size_t>(size), output(file)) == static_cast<size_t>(size)) return true;
+    set_failed(file);
+    return false;
+}
+
+bool move_to(iso_file* file, long offset, int whence) {
+    if (fseek(output(file), offset, whence) == 0) return true;
+    set_failed(file);
+    return false;
+}
+
+void disown(iso_file* file) {
+    constexpr std::array<unsigned char, 8> kFreeToTheEnd = {0, 0, 0, 0, 'f', 'r', 'e', 'e'};
+    clearerr(output(file));
+    if (move_to(file, 0, SEEK_SET)) put_out(file, kFreeToTheEnd.data(), kFreeToTheEnd.size());
+    fflush(output(file));
+}
+
+}  // namespace qlip

@@ -1,0 +1,162 @@
+// H.264: NAL units as single NAL unit packets and FU-A fragments, and the stored parameter sets as packets.
+#include <array>
+#include <limits>
+
+#include "packets/h264_isoff.h"
+#include "packets/h264_packets.h"
+#include "packets/record_family.h"
+#include "qlip/isoff.h"
+#include "qlip/wld_native.h"
+
+namespace {
+
+using qlip::bytes;
+using qlip::record_sink;
+
+// NAL unit types, ITU-T H.264 table 7-1, and RFC 3984 5.2.
+constexpr unsigned int kTypeMask = 0x1F;
+constexpr unsigned int kIdrSlice = 5;
+constexpr unsigned int kSequenceParameterSet = 7;
+constexpr unsigned int kPictureParameterSet = 8;
+constexpr unsigned int kFuA = 28;
+
+// FU indicator: F NRI type. FU header: S E R type (RFC 3984 5.8). F is sent as 0.
+constexpr unsigned int kNriMask = 0x60;
+constexpr unsigned int kFuStart = 0x80;
+constexpr unsigned int kFuEnd = 0x40;
+constexpr ptrdiff_t kFuHeaderSize = 2;
+
+constexpr int kUnlimited = std::numeric_limits<int>::max();
+
+// An empty NAL unit has no type.
+unsigned int nal_type(bytes nal) {
+    return nal.empty() ? 0 : nal[0] & kTypeMask;
+}
+
+[[gnu::always_inline]] inline bool put_h264_record(record_sink& sink, wld_native& native, bytes head,
+                                                   bytes data, qlip::record_credit credit = {}) {
+    if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
+    ++native.packet_count;
+    return true;
+}
+
+// The two FU bytes are neither asked for nor charged, and two more are credited: kept, callers know the
+// slack.
+constexpr qlip::record_credit kFragmentCredit = {kFuHeaderSize, 2 * kFuHeaderSize};
+
+// The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
+bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
+    const ptrdiff_t room = native.max_payload - kFuHeaderSize;
+    if (room < 1) return false;
+    const auto indicator = static_cast<unsigned char>((nal[0] & kNriMask) | kFuA);
+    unsigned int flags = kFuStart;
+    for (bytes left = nal.subspan(1); !left.empty(); flags = 0) {
+        const bool last = std::ssize(left) <= room;
+        if (last) flags |= kFuEnd;
+        const bytes fragment = last ? left : left.first(static_cast<size_t>(room));
+        native.rtp.marker = last ? 1 : 0;
+        const std::array head{indicator, static_cast<unsigned char>(flags | nal_type(nal))};
+        if (!put_h264_record(sink, native, head, fragment, kFragmentCredit)) return false;
+        left = left.subspan(fragment.size());
+    }
+    return true;
+}
+
+bool put_nal(record_sink& sink, wld_native& native, bytes nal, bool last) {
+    if (std::ssize(nal) > native.max_payload) return put_fragments(sink, native, nal);
+    native.rtp.marker = last ? 1 : 0;
+    return put_h264_record(sink, native, {}, nal);
+}
+
+bool is_run_of_sets(bytes stored, unsigned int prefix_size) {
+    while (!stored.empty()) {
+        if (!qlip::next_nal(stored, prefix_size)) return false;
+    }
+    return true;
+}
+
+// The width of the lengths in front of stored sets: that of the stream's. But an avcC box has two bytes for
+// them, and so they are stored where the stream's have one or three.
+unsigned int stored_prefix_size(const wld_native& native, bytes stored) {
+    const unsigned int size = native.nal_length_size;
+    return (size == 1 || size == 3) && is_run_of_sets(stored, 2) ? 2 : size;
+}
+
+// The state for sets that go in front of the hint track's next packet. Once playback runs, the last packet
+// built is the picture that needs them, so they take its number and time.
+wld_native hinted_state(const iso_track* hint, const iso_track* media, int payload_type) {
+    const bool running = hint->seq_state == 2;
+    wld_native native{};
+    native.rtp.sequence = running ? hint->last_seq : hint->snro;
+    native.rtp.timestamp = running ? hint->last_timestamp : hint->tsro;
+    native.rtp.payload_type = static_cast<unsigned int>(payload_type);
+    native.rtp.magic = 13;
+    native.clock_rate = 90000;
+    native.nal_length_size = media->nal_length_size;
+    native.dsi = media->parameter_sets;
+    native.dsi_size = media->parameter_sets_size;
+    return native;
+}
+
+// Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
+// They are not charged to the output (kept); false when one passes the room all the same.
+bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = kUnlimited) {
+    const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
+    const unsigned int prefix_size = stored_prefix_size(native, stored);
+    for (bytes left = stored; !left.empty() && limit > 0; --limit) {
+        const auto set = qlip::next_nal(left, prefix_size);
+        if (!set) break;
+        const auto size = static_cast<ptrdiff_t>(qlip::wld_family::kHeaderSize + set->size());
+        if (!put_h264_record(sink, native, {}, *set, {size, size})) return false;
+    }
+    return true;
+}
+
+int packetise(record_sink& sink, void* in, int in_size, double seconds, wld_native* native) {
+    bool sets_done = false;
+    qlip::stamp<qlip::wld_family>(*native, native->clock_rate * seconds);
+    for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
+        const auto nal = qlip::next_nal(left, native->nal_length_size);
+        if (!nal) break;
+        const unsigned int type = nal_type(*nal);
+        if (type == kSequenceParameterSet || type == kPictureParameterSet) sets_done = true;
+        if (type == kIdrSlice && !sets_done) {
+            native->rtp.marker = 0;
+            if (!put_parameter_sets(sink, *native)) return WLD_FAILED;
+            sets_done = true;
+        }
+        if (!put_nal(sink, *native, *nal, left.empty())) return WLD_FAILED;
+    }
+    return sink.written();
+}
+
+}  // namespace
+
+int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
+    record_sink sink(out, out_size, qlip::kRoomOfTheCaller);
+    return packetise(sink, in, in_size, seconds, native);
+}
+
+int qlip::rfc3984_packet_within(void* out, int out_size, void* in, int in_size, double seconds,
+                                wld_native* native) {
+    record_sink sink(out, out_size);
+    return packetise(sink, in, in_size, seconds, native);
+}
+
+int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {
+    record_sink sink(out, kUnlimited);
+    static_cast<void>(put_parameter_sets(sink, *native));
+    return sink.written();
+}
+
+// No more records than the numbers that are moved up, so that a caller knows the room from the counts.
+int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigned char* out, int* length) {
+    wld_native native = hinted_state(hint, media, payload_type);
+    const int64_t sets = int64_t{media->sps_count} + media->pps_count;
+    record_sink sink(out, kUnlimited);
+    static_cast<void>(put_parameter_sets(sink, native, sets));
+    *length = sink.written();
+    hint->snro += static_cast<unsigned int>(sets);
+    if (hint->seq_state == 0) hint->seq_state = 1;
+    return 0;
+}

@@ -1,0 +1,97 @@
+#include "qlip/wld_native.h"
+
+#include "packets/audio_packets.h"
+#include "packets/rfc2190_fragments.h"
+#include "packets/video_packets.h"
+#include "qlip/isoff.h"
+
+namespace {
+
+constexpr int kMaxPayload = 1400;
+
+void choose(wld_native* native, int clock_rate, wld_packetiser packetise) {
+    native->clock_rate = clock_rate;
+    native->packetise = packetise;
+}
+
+void choose_h264(wld_native* native, int packet_size, const iso_track* track) {
+    choose(native, 90000, wld_rfc3984_packet);
+    native->max_payload = packet_size;
+    native->nal_length_size = track->nal_length_size;
+    native->unused = 0;
+    native->dsi = track->parameter_sets;
+    native->dsi_size = track->parameter_sets_size;
+}
+
+int choose_packetiser(wld_native* native, int packet_size, const iso_track* track) {
+    switch (native->codec) {
+        case ISO_CODEC_MP4V:
+        case ISO_CODEC_S263:
+            choose(native, 90000, wld_video_packet);
+            return 0;
+        case ISO_CODEC_SAMR:
+            choose(native, 8000, wld_amr_packet);
+            return 0;
+        case ISO_CODEC_SAWB:
+            choose(native, 16000, wld_amr_packet);
+            return 0;
+        case ISO_CODEC_AVC1:
+            choose_h264(native, packet_size, track);
+            return 0;
+        case ISO_CODEC_MP4A:
+        case ISO_CODEC_SAWP:
+            return 0;
+        default:
+            return WLD_FAILED;
+    }
+}
+
+}  // namespace
+
+int wld_native_init(wld_native* native, int payload_type, int packet_size, int rfc_mode, iso_track* track,
+                    int flags) {
+    native->rtp.sequence = 0;
+    native->rtp.timestamp = 0;
+    native->rtp.marker = 0;
+    native->rtp.magic = 13;
+    native->rtp.payload_type = static_cast<unsigned int>(payload_type);
+    native->dsi = nullptr;
+    native->dsi_size = 0;
+    native->time_accumulator = 0.0;
+    native->max_payload = kMaxPayload;
+    native->last_source_format = 0;
+    native->rfc_mode = static_cast<unsigned int>(rfc_mode);
+    native->flags = static_cast<unsigned int>(flags);
+    native->codec = track->codec;
+    return choose_packetiser(native, packet_size, track);
+}
+
+int wld_native_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
+    if (native->packetise == nullptr) return WLD_FAILED;
+    return native->packetise(out, out_size, in, in_size, seconds, native);
+}
+
+int wld_put_header(void* out, WLD_RTP* rtp, int payload_type) {
+    qlip::put_next_header(out, *rtp, payload_type);
+    return sizeof(wld_packet_record);
+}
+
+int wld_amr_packet(void* out, int out_size, void* in, int in_size, double, wld_native* native) {
+    return qlip::packetise_amr<qlip::wld_family>(out, out_size, in, in_size, *native);
+}
+
+int wld_video_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
+    using namespace qlip;
+    record_sink sink(out, out_size);
+    const bytes frame = input_of(in, in_size);
+    const bool h263 = native->codec == ISO_CODEC_S263;
+    if (h263 && native->rfc_mode == WLD_RFC_2429) {
+        return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
+                                           rfc2429_pieces(native->max_payload));
+    }
+    if (h263 && (native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B)) {
+        return packetise_rfc2190(sink, frame, seconds, *native);
+    }
+    return packetise_video<wld_family>(sink, frame, seconds, *native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
+                                       plain_pieces(native->max_payload));
+}

@@ -1,0 +1,36 @@
+// Media samples, fetched on behalf of the producers. One is kept, so that the packets of a frame cost one
+// read.
+#include "qlip/vorn3gp.h"
+#include "second_reader/producers/control_signals.h"
+#include "second_reader/support.h"
+
+using qlip::kReaderPath;
+
+unsigned int C3gpInterface::MediaBufferBytes() const {
+    return m_uMediaBufferBytes;
+}
+
+// A read that came back short leaves the number of the kept sample as it was, although the buffer has
+// changed: kept.
+unsigned int C3gpInterface::GetMediaSample(unsigned int uSample) {
+    if (uSample == 0 || uSample > m_uMediaSampleCount) {
+        QLIP_LOG_WARNING(kReaderPath, "Invalid media sample %d requested. Only %d samples in file", uSample,
+                         m_uMediaSampleCount);
+        throw qlip::kBadHintContent;
+    }
+    RequireBuffers();
+    const _TAG_SAMPLEINFO& sample = m_pSampleInfo[uSample - 1];
+    if (uSample == m_uCachedMediaSample) return sample.uSize;
+    m_uMediaFilePos = sample.uOffset;
+    QLIP_LOG_VERBOSE(kReaderPath, "Frame %-4d: Media sample %-4d: Retrieving media sample from offset %d",
+                     m_iHintSample, uSample, m_uMediaFilePos);
+    const unsigned int read = ReadSample(m_pMediaBuffer, sample.uSize, sample.uOffset);
+    m_uMediaFilePos += read;
+    if (read == sample.uSize) m_uCachedMediaSample = uSample;
+    return read;
+}
+
+unsigned int C3gpInterface::GetMediaSample(unsigned int uSample, const unsigned char** ppData) {
+    *ppData = m_pMediaBuffer;
+    return GetMediaSample(uSample);
+}

@@ -1,0 +1,103 @@
+#include <cstdint>
+
+#include "common/byte_order.h"
+#include "common/log.h"
+#include "common/to_integer.h"
+#include "qlip/propfile.h"
+#include "second_reader/producers/frame_buffer.h"
+#include "second_reader/producers/hint_dump.h"
+#include "second_reader/producers/hint_layout.h"
+
+PropFile::PropFile(C3gpInterface* pInterface)
+    : m_pBuffer(nullptr), m_uLength(0), m_uOffset(0), m_uFrameCount(0), m_pInterface(pInterface) {}
+
+PropFile::~PropFile() {
+    FreeBuffers();
+}
+
+unsigned int PropFile::ProcessRTPnoopconstructor(const unsigned char** ppCursor) {
+    QLIP_DUMP("RTPnoopconstructor\n");
+    *ppCursor += qlip::kBehindKind;
+    return 0;
+}
+
+unsigned char PropFile::GetAndAdvance8(const unsigned char** ppCursor) {
+    return *(*ppCursor)++;
+}
+
+unsigned short PropFile::GetAndAdvance16(const unsigned char** ppCursor) {
+    const unsigned short value = qlip::load_be16(*ppCursor);
+    *ppCursor += sizeof value;
+    return value;
+}
+
+unsigned int PropFile::GetAndAdvance32(const unsigned char** ppCursor) {
+    const unsigned int value = qlip::load_be32(*ppCursor);
+    *ppCursor += sizeof value;
+    return value;
+}
+
+void PropFile::GetRTPsample3gp(_TAG_RTPsample3gp* pSample, const unsigned char** ppCursor) {
+    pSample->packetcount = GetAndAdvance16(ppCursor);
+    pSample->reserved = GetAndAdvance16(ppCursor);
+    QLIP_DUMP("packetcount: %d\n", pSample->packetcount);
+}
+
+void PropFile::GetRTPpacket3gp(_TAG_RTPpacket3gp* pPacket, const unsigned char** ppCursor) {
+    pPacket->relative_time = GetAndAdvance32(ppCursor);
+    const unsigned int header = pPacket->RTPheader = GetAndAdvance16(ppCursor);
+    pPacket->RTPsequenceseed = GetAndAdvance16(ppCursor);
+    const unsigned int flags = pPacket->RTPflags = GetAndAdvance16(ppCursor);
+    pPacket->entrycount = GetAndAdvance16(ppCursor);
+    pPacket->extra_information_length = 0;
+    QLIP_DUMP(
+        "relative_time(32):       0x%08X\nRTPheader(16):           0x%04X\n  P_bit:                 0x%01X\n"
+        "  X_bit:                 0x%01X\n  M_bit:                 0x%01X\n  payload_type:          0x%02X\n",
+        pPacket->relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1, header & 0x7F);
+    QLIP_DUMP(
+        "RTPsequenceseed(16):     0x%04X\nRTPflags(16):            0x%04X\n  extra_flag:            0x%01X\n"
+        "  bframe_flag:           0x%01X\n  repeat_flag:           0x%01X\nentrycount(16):          %d\n",
+        pPacket->RTPsequenceseed, flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1, pPacket->entrycount);
+    if (!(flags & qlip::kExtraInformationFlag)) return;
+    pPacket->extra_information_length = GetAndAdvance32(ppCursor);
+    QLIP_DUMP("extra_information_length(32): %d\n", pPacket->extra_information_length);
+    *ppCursor += pPacket->extra_information_length - 4;
+}
+
+unsigned int PropFile::GetPadding(unsigned int uSize) {
+    const unsigned int padding = -uSize & 3;
+    QLIP_LOG_VERBOSE(qlip::kBasePath, "Padding size: %d", padding);
+    return padding;
+}
+
+// The low half counts hundredths, not 65536ths as the name promises: kept, readers of the stream depend on
+// it.
+unsigned int PropFile::To1616(double dValue) {
+    const int32_t hundredths = qlip::to_i32(0.5 + dValue * 100.0);
+    return static_cast<uint32_t>(hundredths / 100) << 16 | static_cast<uint16_t>(hundredths % 100);
+}
+
+unsigned int PropFile::ByteCount() {
+    return m_uLength - m_uOffset;
+}
+
+unsigned char* PropFile::GetBuffer(unsigned int* puAvail) {
+    if (puAvail) *puAvail = ByteCount();
+    return m_pBuffer + m_uOffset;
+}
+
+void PropFile::OffsetBytes(unsigned int uBytes) {
+    if (uBytes > ByteCount()) {
+        throw SimpleException(qlip::kBasePath, __LINE__, "Invalid offset - %d bytes requested, %d available",
+                              uBytes, ByteCount());
+    }
+    m_uOffset += uBytes;
+    QLIP_LOG_VERBOSE(qlip::kBasePath, "Set offset to %d", m_uOffset);
+}
+
+void PropFile::FreeBuffers() {
+    m_uLength = 0;
+    m_uOffset = 0;
+    delete[] m_pBuffer;
+    m_pBuffer = nullptr;
+}

@@ -1,0 +1,302 @@
+// The AMR readers: one stage machine, with a row per codec for everything in which AMR-NB and AMR-WB differ.
+//
+// A speech frame is two chunks: its header, then its payload, which is a CMR byte and the frame as the file
+// stores it, the octet-aligned layout of RFC 4867 4.4 without interleaving.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "common/byte_order.h"
+#include "iso/play/sample_reading.h"
+#include "packets/audio_frame.h"
+#include "packets/timestamp.h"
+#include "qlip/native_stream.h"
+#include "session/progress.h"
+#include "session/session.h"
+
+namespace {
+
+enum Stage : int { kFileHeader, kCodecHeader, kIndexHeader, kFileInfo, kFrameHeader, kFramePayload };
+
+using SpeechBytes = std::array<unsigned char, 16>;  // by mode, without the table-of-contents byte
+
+struct AudioCodec {
+    SpeechBytes speech_bytes;
+    unsigned char highest_cmr;  // modes above it are no speech and repeat the last request
+    qlip::AudioFrameKind frame;
+    int payload_type;
+    bool lenient;       // an empty sample is parsed all the same, and a carry that falls short wraps around
+    int payload_extra;  // bytes beside the frame that the packetiser state counts
+    int (*put_codec)(AUD_Codec_Header*, iso_track*);
+
+    int ticks() const { return static_cast<int>(frame.ticks); }
+};
+
+// 3GPP TS 26.101: speech bits of the eight modes and the SID frame.
+constexpr SpeechBytes narrowband_bytes() {
+    constexpr std::array<int, 16> kBits = {95, 103, 118, 134, 148, 159, 204, 244, 39};
+    SpeechBytes bytes{};
+    for (size_t mode = 0; mode < kBits.size(); ++mode)
+        bytes[mode] = static_cast<unsigned char>((kBits[mode] + 7) / 8);
+    return bytes;
+}
+
+constexpr AudioCodec kNarrowband = {narrowband_bytes(),   0x70, qlip::kNarrowbandFrame, WLD_TYPE_AMR, true, 0,
+                                    wld_put_hdr_aud_codec};
+
+// 3GPP TS 26.201. The SID frame of mode 9 counts 5 bytes here and 6 in amr_get_size; both are kept.
+constexpr AudioCodec kWideband = {{17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 34, 45, 60, 60, 0, 0},
+                                  0x80,
+                                  qlip::kWidebandFrame,
+                                  102,
+                                  false,
+                                  1,
+                                  wld_put_hdr_aud_codec_wb};
+
+constexpr size_t kTocBytes = 1;
+constexpr size_t kCmrBytes = 1;
+constexpr size_t kLongestFrame = 61;
+// A longer run of carried frames moves down frame by frame, which bounds what move_run has to do at once.
+constexpr int kLongestRun = MMFI_BUFFER_SIZE / 2;
+
+// Speech frames in the track: its samples, or what their durations come to.
+int frame_count(const AudioCodec& codec, iso_track* track) {
+    int samples = 0;
+    isoFFtrackInfo(track, nullptr, &samples, nullptr, nullptr);
+    if (track->frames_per_sample == 1) return samples;
+    uint32_t frames = 0;
+    for (int row = 0; row < track->stts_count; ++row) {
+        const int frames_each = track->stts[row][1] / codec.ticks();
+        frames += static_cast<uint32_t>(track->stts[row][0]) * static_cast<uint32_t>(frames_each);
+    }
+    return static_cast<int>(frames);
+}
+
+int deliver_file_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kCodecHeader;
+    PROP_Header_Info record;
+    wld_put_hdr_aud_prop(&record, frame_count(codec, session.track));
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_codec_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kIndexHeader;
+    AUD_Codec_Header record;
+    if (codec.put_codec(&record, session.track) != 0) return QLIP_CODEC_HEADER_FAILED;
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_index_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFileInfo;
+    AUD_Header_IndxInfo record;
+    wld_put_hdr_aud_index(&record, frame_count(codec, session.track));
+    std::memcpy(buffer, &record, sizeof record);
+    return QLIP_SUCCESS;
+}
+
+int deliver_file_info(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameHeader;
+    double seconds = 0.0;
+    isoFFtrackInfo(session.track, nullptr, nullptr, &seconds, nullptr);
+    VID_FileInfo record;
+    wld_put_hdr_fileInfo(&record, seconds);
+    std::memcpy(buffer, &record, sizeof record);
+    constexpr int kPacketSize = 1400;
+    wld_native_init(&session.native, codec.payload_type, kPacketSize, WLD_RFC_NONE, session.track, 0);
+    return QLIP_SUCCESS;
+}
+
+// The frame stays where it is; the record that is delivered in its place names AMR-WB's frame word for both
+// codecs.
+int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
+    *size = 0;
+    session.stage = kFrameHeader;
+    constexpr AUD_AudFrame_Native kStandIn = {0, 20, 0, 0, 0, 0};
+    std::memcpy(buffer, &kStandIn, sizeof kStandIn);
+    return QLIP_NOT_AVAILABLE_YET;
+}
+
+size_t frame_bytes_of(const AudioCodec& codec, unsigned char toc) {
+    return codec.speech_bytes[(toc >> 3) & 15] + kTocBytes;
+}
+
+// Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
+int take_carry(mm_Interface& session) {
+    const int carried = session.carry_size;
+    std::memmove(qlip::working_memory(session) + kCmrBytes, session.carry_buffer,
+                 std::min(carried, MMFI_BUFFER_SIZE));
+    return carried;
+}
+
+// Each delivered frame moves the carried ones to the start of the carry buffer, and what that leaves behind
+// them is delivered by a carry that wraps around. The moves are made here, when it comes to that.
+void move_run(const AudioCodec& codec, mm_Interface& session) {
+    size_t left = session.carry_run;
+    while (left > session.carry_size) {
+        const size_t frame_bytes = frame_bytes_of(codec, session.carry_buffer[0]);
+        left -= std::min(frame_bytes, left);
+        std::memmove(session.carry_buffer, session.carry_buffer + frame_bytes, left);
+    }
+    session.carry_run = 0;
+}
+
+// Keeps the `rest` bytes behind a frame for the next calls. For a lenient codec a frame that is longer than
+// the rest of its sample leaves a negative rest, which wraps in 16 bits.
+void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_bytes, int rest) {
+    if (codec.lenient && rest < session.carry_run) move_run(codec, session);
+    if (rest > 0) {
+        std::memmove(session.carry_buffer, qlip::working_memory(session) + kCmrBytes + frame_bytes,
+                     std::min(rest, MMFI_BUFFER_SIZE));
+        session.carry_run = rest <= kLongestRun ? static_cast<unsigned short>(rest) : 0;
+    }
+    session.carry_size = rest > 0 || codec.lenient ? static_cast<unsigned short>(rest) : 0;
+}
+
+// The request of a speech frame, or the last one for frames that carry none.
+unsigned char mode_request(const AudioCodec& codec, mm_Interface& session, unsigned char toc) {
+    const auto request = static_cast<unsigned char>((toc << 1) & 0xF0);
+    if (request <= codec.highest_cmr) session.last_cmr = request;
+    return session.last_cmr;
+}
+
+// Writes the header chunk of the frame at the front and prepares its payload chunk. Returns the frame's
+// bytes.
+size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    const unsigned char toc = session.sample_buffer[kCmrBytes];
+    const size_t frame_bytes = frame_bytes_of(codec, toc);
+    const size_t payload_bytes = kCmrBytes + frame_bytes;
+    session.native.rtp.payload_size = static_cast<unsigned int>(frame_bytes) + codec.payload_extra;
+    session.native.rtp.timestamp = qlip::take_timestamp(session.native.time_accumulator, codec.ticks());
+    constexpr size_t kRecordBytes = sizeof(AUD_AudFrame_Native);
+    const size_t total = kRecordBytes + sizeof(uint32_t) + payload_bytes;
+    qlip::put_audio_frame(buffer, static_cast<unsigned int>(total), session.native.rtp, codec.frame);
+    qlip::store_le32(buffer + kRecordBytes, 0);
+    session.sample_buffer[0] = mode_request(codec, session, toc);
+    session.pending_size = static_cast<unsigned short>(payload_bytes);
+    return frame_bytes;
+}
+
+template <size_t kBytes>
+void copy_both_ends(unsigned char* to, const unsigned char* from, size_t bytes) {
+    std::memcpy(to, from, kBytes);
+    std::memcpy(to + bytes - kBytes, from + bytes - kBytes, kBytes);
+}
+
+// A frame has 1 to 61 bytes: few enough to be copied without a call.
+[[gnu::always_inline]] inline void copy_frame(unsigned char* to, const unsigned char* from, size_t bytes) {
+    if (bytes >= 32) {
+        copy_both_ends<32>(to, from, bytes);
+    } else if (bytes >= 16) {
+        copy_both_ends<16>(to, from, bytes);
+    } else if (bytes >= 8) {
+        copy_both_ends<8>(to, from, bytes);
+    } else {
+        for (size_t i = 0; i < bytes; ++i)
+            to[i] = from[i];
+    }
+}
+
+// Copies so much as a frame can have, so that a truncated one is followed by the same bytes as if all carried
+// frames had moved.
+void take_frame_from_run(mm_Interface& session) {
+    const unsigned char* from = session.carry_buffer + session.carry_run - session.carry_size;
+    copy_frame(session.sample_buffer + kCmrBytes, from, std::min<size_t>(session.carry_size, kLongestFrame));
+}
+
+int deliver_carried_frame(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+    const int bytes = take_carry(session);
+    const size_t frame_bytes = put_frame_header(codec, session, buffer);
+    keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
+    return QLIP_SUCCESS;
+}
+
+[[gnu::noinline]] void keep_negative_rest(const AudioCodec& codec, mm_Interface& session, int rest) {
+    keep_carry(codec, session, 0, rest);
+}
+
+int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer,
+                         unsigned int* size) {
+    session.stage = kFramePayload;
+    if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
+    iso_track* track = session.track;
+    const int bytes = qlip::read_next_sample(track, qlip::working_memory(session) + kCmrBytes,
+                                             MMFI_BUFFER_SIZE, nullptr, nullptr);
+    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
+    if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
+    const size_t frame_bytes = put_frame_header(codec, session, buffer);
+    keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
+    return qlip::report_progress(track, track->file_pos);
+}
+
+[[gnu::always_inline]] inline int deliver_payload(mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameHeader;
+    if (session.pending_size == 0) return QLIP_SUCCESS;
+    buffer[0] = session.sample_buffer[0];
+    copy_frame(buffer + kCmrBytes, session.sample_buffer + kCmrBytes, session.pending_size - kCmrBytes);
+    return QLIP_SUCCESS;
+}
+
+// Out of line, so that the two stages that make up a stream stay short.
+[[gnu::noinline]] int deliver_header_record(const AudioCodec& codec, mm_Interface& session,
+                                            unsigned char* buffer) {
+    switch (session.stage) {
+        case kFileHeader:
+            return deliver_file_header(codec, session, buffer);
+        case kCodecHeader:
+            return deliver_codec_header(codec, session, buffer);
+        case kIndexHeader:
+            return deliver_index_header(codec, session, buffer);
+        case kFileInfo:
+            return deliver_file_info(codec, session, buffer);
+        default:
+            return QLIP_SUCCESS;
+    }
+}
+
+// One instance per row, which makes the row's values constants.
+template <const AudioCodec& kCodec>
+[[gnu::noinline, gnu::flatten]] int deliver_next_frame(mm_Interface& session, unsigned char* buffer,
+                                                       unsigned int* size) {
+    return deliver_frame_header(kCodec, session, buffer, size);
+}
+
+bool stands_in_run(const mm_Interface& session) {
+    return session.carry_run != 0 && session.carry_size != 0;
+}
+
+template <const AudioCodec& kCodec>
+[[gnu::noinline, gnu::flatten]] int deliver_frame_of_run(mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFramePayload;
+    take_frame_from_run(session);
+    const size_t frame_bytes = put_frame_header(kCodec, session, buffer);
+    const int rest = session.carry_size - static_cast<int>(frame_bytes);
+    if (rest >= 0) {
+        session.carry_size = static_cast<unsigned short>(rest);
+    } else {
+        keep_negative_rest(kCodec, session, rest);
+    }
+    return QLIP_SUCCESS;
+}
+
+template <const AudioCodec& kCodec>
+int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    qlip::begin_read(session, indexed);
+    if (session.stage == kFramePayload) return deliver_payload(session, buffer);
+    if (session.stage != kFrameHeader) return deliver_header_record(kCodec, session, buffer);
+    if (stands_in_run(session)) return deliver_frame_of_run<kCodec>(session, buffer);
+    return deliver_next_frame<kCodec>(session, buffer, size);
+}
+
+}  // namespace
+
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio<kNarrowband>(*session, buffer, size, indexed);
+}
+
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+    return read_audio<kWideband>(*session, buffer, size, indexed);
+}

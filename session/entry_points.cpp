@@ -1,0 +1,127 @@
+// The C entry points: argument checks, the life of the session record, and the status texts.
+#include <cstdlib>
+
+#include "host/host_calls.h"
+#include "session/session.h"
+
+namespace {
+
+struct StatusText {
+    int code;
+    const char* text;
+};
+
+constexpr int kTerminator = 24;
+
+constexpr StatusText kStatusTexts[] = {
+    {QLIP_SUCCESS, "Success"},
+    {QLIP_END_OF_FILE, "Reached end of file"},
+    {QLIP_FAILURE, "Some unknown failure"},
+    {QLIP_NO_SUCH_FILE, "Requested file does not exist"},
+    {QLIP_CORRUPT_FILE, "File is corrupt"},
+    {QLIP_BAD_HANDLE, "Bad 3gp handle passed in"},
+    {QLIP_NO_MEMORY, "Unable to allocate memory"},
+    {QLIP_BAD_MODE, "Unsupported mode string specified in Open"},
+    {QLIP_NOT_OPEN, "Library is not opened for this operation"},
+    {QLIP_ALREADY_OPEN, "Library has already been opened"},
+    {QLIP_NOT_SUPPORTED, "This operation is not supported"},
+    {QLIP_TOO_MANY_TRACKS, "3gp file contains more tracks than supported"},
+    {QLIP_HINT_TRACK_REQUIRED, "Hint tracks are required"},
+    {QLIP_BAD_ARGUMENT, "Invalid or NULL argument supplied"},
+    {QLIP_NO_SUCH_TRACK, "Requested track does not exist"},
+    {QLIP_UNKNOWN_CODER, "Unknown/unsupported coder found"},
+    {QLIP_IO_CALLBACK_FAILED,
+     "Problem with IO Stream callback interface read - call qlip_GetIOCallbackStatus for more info"},
+    {QLIP_NOT_AVAILABLE_YET, "Data is not available in FIO buffers yet"},
+    {QLIP_BAD_TIMESTAMP, "Invalid Timestamp supplied"},
+    {QLIP_BAD_SEEK_FLAGS, "Invalid Seek Flags supplied"},
+    {kTerminator, "Invalid status value"},
+};
+
+constexpr int kUnusedOpenArgument = 20480;
+
+bool complete(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io) {
+    return io != nullptr && io->GetOffset && io->Seek && io->SeekNRead && io->SeekNWrite && io->Tell &&
+           io->IsEOF && io->IndexRead && io->AdvanceRead && io->ConvertStatus;
+}
+
+void release(mm_Interface** handle) {
+    mmfi_Close(*handle);
+    std::free(*handle);
+    *handle = nullptr;
+}
+
+// No exception leaves an entry point, not even one thrown while another is being logged.
+template <typename Operation>
+int guarded(Operation operation) {
+    try {
+        return operation();
+    } catch (...) {
+        return QLIP_FAILURE;
+    }
+}
+
+// The file is parsed before any argument is looked at, and the early returns leave it open: kept, so that a
+// host sees the same callbacks whatever it passes.
+int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
+    char engine_mode[] = "r";
+    int engine_error = 0;
+    iso_file* file = isoFFopen(io, engine_mode, &engine_error);
+    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (!complete(io)) return QLIP_BAD_ARGUMENT;
+    if (mode == nullptr) return QLIP_BAD_MODE;
+    // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
+    auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));
+    if (session == nullptr) return QLIP_NO_MEMORY;
+    *handle = session;
+    session->file = file;
+    const int status = guarded([=] { return mmfi_Open(session, mode); });
+    if (status != QLIP_SUCCESS) {
+        release(handle);
+        return status;
+    }
+    qliputil_seek(io, 0);
+    return status;
+}
+
+}  // namespace
+
+int qlip_Open(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks, const char* mode) {
+    return qlip_Open2(handle, callbacks, mode, kUnusedOpenArgument);
+}
+
+int qlip_Open2(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks, const char* mode,
+               int /*reserved*/) {
+    return guarded([=] { return open_session(handle, callbacks, mode); });
+}
+
+int qlip_ReadChunk(mm_Interface* handle, unsigned char* buffer, unsigned int* size, bool indexed) {
+    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (buffer == nullptr || size == nullptr) return QLIP_BAD_ARGUMENT;
+    return guarded([=] { return mmfi_Read(handle, buffer, size, indexed); });
+}
+
+int qlip_Close(mm_Interface** handle) {
+    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (*handle != nullptr) release(handle);
+    return QLIP_SUCCESS;
+}
+
+int qlip_SeekTo(mm_Interface* handle, _TAG_QLIP_SEEK_PARAMS* params) {
+    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (params == nullptr) return QLIP_BAD_ARGUMENT;
+    return QLIP_NOT_SUPPORTED;
+}
+
+int qlip_GetIOCallbackStatus(mm_Interface* handle, unsigned int* status) {
+    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (status == nullptr) return QLIP_BAD_ARGUMENT;
+    return QLIP_SUCCESS;
+}
+
+const char* qlip_StatusString(int status) {
+    for (const StatusText* row = kStatusTexts; row->code != kTerminator; ++row) {
+        if (row->code == status) return row->text;
+    }
+    return "Unknown status";
+}

@@ -1,0 +1,83 @@
+#include "session/h264_parameter_sets.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "common/byte_order.h"
+
+namespace qlip {
+
+namespace {
+
+// NAL unit types (ITU-T H.264 table 7-1, RFC 3984 5.2).
+constexpr unsigned int kIdrSlice = 5;
+constexpr unsigned int kFuA = 28;
+constexpr unsigned int kTypeMask = 0x1F;
+constexpr unsigned int kFuStart = 0x80;
+
+// The packets of a stream's first IDR frame have the lowest numbers, and their sets went out with the header.
+constexpr unsigned int kLowestIdrSequence = 3;
+
+unsigned int set_count(const iso_track* track) {
+    return static_cast<unsigned int>(track->sps_count) + static_cast<unsigned int>(track->pps_count);
+}
+
+bool sets_fit(const mm_Interface& session) {
+    const uint64_t records = uint64_t{set_count(session.track)} * sizeof(wld_packet_record);
+    return session.carry_size + records + session.track->parameter_sets_size <= MMFI_BUFFER_SIZE;
+}
+
+bool put_parameter_sets(VideoCall& call) {
+    mm_Interface& session = call.session;
+    if (!sets_fit(session)) return false;
+    int length = 0;
+    isoFFgetAvccDsi(call.hint, session.track, WLD_TYPE_H264, packet_records(session) + session.carry_size,
+                    &length);
+    if (length > 0) session.carry_size = static_cast<unsigned short>(session.carry_size + length);
+    call.packets += set_count(session.track);
+    session.dsi_sent = 1;
+    return true;
+}
+
+//  FU-A:  | F NRI 28 | S E R type | ...      single NAL unit:  | F NRI type | ...
+bool opens_idr_picture(const unsigned char* payload, int bytes) {
+    if (bytes < 1) return false;
+    const unsigned int type = payload[0] & kTypeMask;
+    if (type != kFuA) return type == kIdrSlice;
+    return bytes > 1 && (payload[1] & kTypeMask) == kIdrSlice && (payload[1] & kFuStart) != 0;
+}
+
+// Moves the packet in hand up, behind the sets that go in front of it. It stands aside at the end of the
+// working memory, which the sets do not reach.
+bool put_parameter_sets_ahead(VideoCall& call, int bytes) {
+    mm_Interface& session = call.session;
+    const auto size = static_cast<size_t>(bytes);
+    unsigned char* aside = working_memory(session) + kWorkingBytes - size;
+    std::memmove(aside, packet_in_hand(session), size);
+    if (!put_parameter_sets(call)) return false;
+    std::memmove(packet_in_hand(session), aside, size);
+    return true;
+}
+
+}  // namespace
+
+bool open_with_parameter_sets(VideoCall& call) {
+    return put_parameter_sets(call);
+}
+
+// The slices of one IDR frame get one set of parameters: `dsi_sent` lasts until the marker.
+int precede_idr_packet(VideoCall& call, int bytes) {
+    mm_Interface& session = call.session;
+    const unsigned char* packet = packet_in_hand(session);
+    const unsigned int sequence = load_be16(packet + 2);
+    const bool last = (packet[1] & 0x80) != 0;
+    if (opens_idr_picture(packet + kRtpHeaderBytes, bytes - kRtpHeaderBytes) &&
+        sequence >= kLowestIdrSequence && session.dsi_sent == 0) {
+        if (!put_parameter_sets_ahead(call, bytes)) return -1;
+        store_be16(packet_in_hand(session) + 2, static_cast<uint16_t>(sequence + set_count(session.track)));
+    }
+    if (last) session.dsi_sent = 0;
+    return bytes;
+}
+
+}  // namespace qlip

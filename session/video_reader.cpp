@@ -1,0 +1,239 @@
+#include "session/video_reader.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "common/byte_order.h"
+#include "common/padding.h"
+#include "common/to_integer.h"
+#include "iso/play/armed_hint.h"
+#include "iso/play/sample_reading.h"
+#include "packets/wld_header.h"
+#include "session/progress.h"
+
+namespace qlip {
+
+namespace {
+
+enum Stage : int { kFileHeader, kHeaderAndFrame, kFrameBody, kFrameRecord };
+
+constexpr int kPacketSize = 1400;
+
+iso_track* delivered_track(const VideoCall& call) {
+    return call.hint != nullptr ? call.hint : call.session.track;
+}
+
+template <typename Record>
+void append(VideoCall& call, const Record& record) {
+    std::memcpy(call.buffer + call.written, &record, sizeof record);
+    call.written += sizeof record;
+}
+
+int deliver_file_header(VideoCall& call) {
+    call.session.stage = kHeaderAndFrame;
+    int samples = 0;
+    isoFFtrackInfo(delivered_track(call), nullptr, &samples, nullptr, nullptr);
+    PROP_Header_Info record;
+    call.codec.put_prop(&record, samples);
+    append(call, record);
+    return QLIP_SUCCESS;
+}
+
+void append_opening_records(VideoCall& call) {
+    VID_Header_NTSInfo nts;
+    wld_put_hdr_vid_nts(&nts);
+    append(call, nts);
+    VID_Header_IndxInfo index;
+    wld_put_hdr_vid_index(&index);
+    append(call, index);
+}
+
+void append_codec_records(VideoCall& call) {
+    iso_track* track = delivered_track(call);
+    int samples = 0;
+    int bytes = 0;
+    double seconds = 0.0;
+    isoFFtrackInfo(track, nullptr, &samples, &seconds, &bytes);
+    VID_Header_CodecInfo info;
+    call.codec.put_codec(&info, to_i32(samples / seconds), to_i32(bytes * 8.0 / seconds), track);
+    append(call, info);
+    iso_track* configured = call.codec.config_from_hint ? track : call.session.track;
+    call.written += call.codec.put_config(call.buffer + call.written, configured);
+    VID_FileInfo file_info;
+    wld_put_hdr_vid_fileInfo(&file_info, seconds);
+    append(call, file_info);
+}
+
+// Word by word: a record put together on the stack would be loaded before its words are stored.
+void store_frame_record(unsigned char* to, const wld_frame_record& record) {
+    store_le32(to + offsetof(wld_frame_record, frame_size), record.frame_size);
+    store_le32(to + offsetof(wld_frame_record, packet_count), record.packet_count);
+    store_le32(to + offsetof(wld_frame_record, frame_pad), record.frame_pad);
+}
+
+// The packets of a frame are complete: its record goes out and is kept for calls that find no data.
+void put_frame_record(VideoCall& call, unsigned int packets) {
+    const unsigned int filled = call.session.carry_size + static_cast<unsigned int>(sizeof(wld_frame_record) +
+                                                                                    sizeof(wld_frame_prefix));
+    const unsigned int pad = GetPadding(filled);
+    const wld_frame_record record = {filled + pad, packets, pad};
+    store_frame_record(call.buffer + call.written, record);
+    store_frame_record(call.session.frame_record, record);
+    call.written += sizeof record;
+}
+
+// The record of the frame before stands in; the next call starts this frame anew.
+int not_available(VideoCall& call) {
+    *call.size = 0;
+    call.session.stage = kFrameRecord;
+    std::memcpy(call.buffer, call.session.frame_record, sizeof call.session.frame_record);
+    return QLIP_NOT_AVAILABLE_YET;
+}
+
+// The packetiser ran out of room. The body is delivered all the same, so what follows its finished records is
+// cleared.
+void clear_unwritten(mm_Interface& session) {
+    unsigned int end = 0;
+    for (unsigned int i = 0; i < session.native.packet_count && end + kRecordBytes <= MMFI_BUFFER_SIZE; ++i)
+        end += load_le32(session.carry_buffer + end);
+    end = std::min<unsigned int>(end, MMFI_BUFFER_SIZE);
+    std::memset(session.carry_buffer + end, 0, MMFI_BUFFER_SIZE - end);
+}
+
+void cut_sample(mm_Interface& session, int bytes, double seconds) {
+    session.native.packet_count = 0;
+    const int packed = wld_native_packet(session.carry_buffer, MMFI_BUFFER_SIZE, session.sample_buffer, bytes,
+                                         seconds, &session.native);
+    if (packed < 0) clear_unwritten(session);
+    session.carry_size = static_cast<unsigned short>(packed);  // 65,535 after an overflow: kept
+}
+
+int deliver_cut_frame(VideoCall& call, bool first) {
+    mm_Interface& session = call.session;
+    iso_track* track = session.track;
+    double seconds = 0.0;
+    int bytes = read_next_sample(track, session.sample_buffer, MMFI_BUFFER_SIZE, &seconds, nullptr);
+    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    if (bytes == ISOFF_NOT_YET) {
+        if (!first) return not_available(call);
+        if (!call.codec.first_frame.waits_for_nobody) return QLIP_FAILURE;
+        bytes = 0;
+    }
+    if (call.codec.before_cutting != nullptr) bytes = call.codec.before_cutting(session, bytes);
+    if (bytes < 0) return QLIP_FAILURE;
+    cut_sample(session, bytes, seconds);
+    put_frame_record(call, session.native.packet_count);
+    return report_progress(track, track->file_pos);
+}
+
+int report_hint_progress(const VideoCall& call) {
+    return report_progress(call.hint, static_cast<unsigned int>(call.hint->read_floor));
+}
+
+int fail(VideoCall& call) {
+    if (call.codec.keeps_failure) call.session.status = QLIP_FAILURE;
+    return QLIP_FAILURE;
+}
+
+// No further packet: `result` is what isoFFrtpPacket said.
+int end_without_frame(VideoCall& call, bool first, int result) {
+    if (result == 0) return QLIP_END_OF_FILE;
+    if (!first) return result == ISOFF_NOT_YET ? not_available(call) : fail(call);
+    const FirstFrameEnding& ending = call.codec.first_frame;
+    if (result == ISOFF_NOT_YET && ending.waits_for_nobody) return report_hint_progress(call);
+    return result == ISOFF_NOT_YET ? QLIP_FAILURE : ending.failed;
+}
+
+// Makes the packet in hand the next of the packet records. False when there is no room.
+[[nodiscard]] bool append_packet(VideoCall& call, int bytes) {
+    mm_Interface& session = call.session;
+    const int payload = bytes - kRtpHeaderBytes;
+    if (payload < 0 || payload > MMFI_BUFFER_SIZE - kRecordBytes - session.carry_size) return false;
+    put_record_of_rtp(packet_records(session) + session.carry_size, packet_in_hand(session),
+                      static_cast<unsigned int>(payload), call.codec.payload_type);
+    session.carry_size = static_cast<unsigned short>(session.carry_size + kRecordBytes + payload);
+    ++call.packets;
+    return true;
+}
+
+bool has_marker(const unsigned char* rtp) {
+    return (rtp[1] & 0x80) != 0;
+}
+
+// A frame is the run of packets up to the next marker, whatever the hint samples are.
+int deliver_hinted_frame(VideoCall& call, bool first) {
+    mm_Interface& session = call.session;
+    const VideoCodec& codec = call.codec;
+    find_again(call.hint);
+    session.carry_size = 0;
+    bool header_due = first && codec.header_awaits_packet;
+    if (first && codec.before_first_packet != nullptr && !codec.before_first_packet(call)) return fail(call);
+    for (;;) {
+        int bytes = isoFFrtpPacket(call.hint, packet_in_hand(session));
+        if (bytes < 1) return end_without_frame(call, first, bytes);
+        if (header_due) append_codec_records(call);
+        header_due = false;
+        const bool complete = has_marker(packet_in_hand(session));
+        if (codec.before_conversion != nullptr) bytes = codec.before_conversion(call, bytes);
+        if (!append_packet(call, bytes)) return fail(call);
+        if (complete) break;
+    }
+    put_frame_record(call, call.packets);
+    return report_hint_progress(call);
+}
+
+void open_stream(VideoCall& call) {
+    append_opening_records(call);
+    if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
+    if (call.hint != nullptr) return;
+    wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
+                    call.session.track, 0);
+    if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
+}
+
+// A failure leaves the stage at the body, unless it says otherwise.
+int deliver_frame(VideoCall& call) {
+    const bool first = call.session.stage == kHeaderAndFrame;
+    call.session.stage = kFrameBody;
+    if (first) open_stream(call);
+    return call.hint != nullptr ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
+}
+
+// Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.
+[[gnu::noinline]] int deliver_records(mm_Interface& session, unsigned char* buffer, unsigned int* size,
+                                      const VideoCodec& codec) {
+    VideoCall call{codec, session, buffer, size, session.hint};
+    switch (session.stage) {
+        case kFileHeader:
+            return deliver_file_header(call);
+        case kHeaderAndFrame:
+        case kFrameRecord:
+            return deliver_frame(call);
+        default:
+            return QLIP_SUCCESS;
+    }
+}
+
+// As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
+int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
+    session.stage = kFrameRecord;
+    constexpr wld_frame_prefix kPrefix = {4, 1};
+    std::memcpy(buffer, &kPrefix, sizeof kPrefix);
+    unsigned char* body = buffer + sizeof kPrefix;
+    const unsigned int held = std::min<unsigned int>(session.carry_size, MMFI_BUFFER_SIZE);
+    std::memcpy(body, packet_records(session), held);
+    if (held < session.carry_size) std::memset(body + held, 0, session.carry_size - held);
+    return QLIP_SUCCESS;
+}
+
+}  // namespace
+
+int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
+               const VideoCodec& codec) {
+    begin_read(session, indexed);
+    if (session.stage == kFrameBody) return deliver_frame_body(session, buffer);
+    return deliver_records(session, buffer, size, codec);
+}
+
+}  // namespace qlip

@@ -1,0 +1,68 @@
+// A file in memory, opened by the engine for as long as the object lives.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include "iso/model/arena.h"
+#include "qlip/isoff.h"
+#include "tests/support/memory_host.h"
+#include "tests/support/movie_builder.h"
+
+namespace qlip_test {
+
+class OpenedFile {
+  public:
+    explicit OpenedFile(Bytes bytes) : host(std::move(bytes)) {
+        char mode[] = "r";
+        testing::internal::CaptureStdout();
+        io = host.record();
+        file = isoFFopen(io, mode, nullptr);
+        output = testing::internal::GetCapturedStdout();
+        host.clear_log();
+    }
+    explicit OpenedFile(const MoviePlan& plan) : OpenedFile(build_movie(plan)) {}
+    ~OpenedFile() { isoFFclose(file); }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+
+    iso_track* track(int n = 1) { return isoFFselect(file, nullptr, n); }
+
+    MemoryHost host;
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = nullptr;
+    iso_file* file = nullptr;
+    std::string output;  // what the parse printed
+};
+
+// A file of one moov. `trak` builds its children around a tkhd, as most boxes need a track.
+inline Bytes moov_file(std::initializer_list<Bytes> children) {
+    return join(
+        {box("ftyp", ByteWriter().text("3gp4").u32(0).text("3gp4isom")), container("moov", children)});
+}
+
+inline Bytes tkhd() {
+    return full_box("tkhd",
+                    ByteWriter().u32(1).u32(2).u32(7).zeros(8).zeros(52).u32(176 << 16).u32(144 << 16));
+}
+
+inline Bytes trak(std::initializer_list<Bytes> children) {
+    return container("trak", {tkhd(), join(children)});
+}
+
+inline Bytes stbl_trak(std::initializer_list<Bytes> tables) {
+    return trak({container("mdia", {container("minf", {container("stbl", tables)})})});
+}
+
+// Rows of 32-bit words behind version, flags and a row count.
+inline Bytes table(std::string_view type, unsigned int count, std::initializer_list<unsigned int> words) {
+    ByteWriter out;
+    out.u32(count);
+    for (const unsigned int word : words)
+        out.u32(word);
+    return full_box(type, out);
+}
+
+}  // namespace qlip_test

@@ -1,0 +1,164 @@
+// Boxes that depend on more than the fields they hold, and the put primitives.
+#include "iso/write/box_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "iso/write/put.h"
+#include "tests/iso/write/writer_fixture.h"
+
+namespace qlip_test {
+namespace {
+
+// Runs a writer twice, as the file does, and checks that both passes agree.
+template <typename Owner>
+Bytes stored(int (*writer)(int, Owner*, unsigned char*), Owner* owner) {
+    const int counted = writer(0, owner, nullptr);
+    Bytes out(static_cast<size_t>(counted) + 1, 0xEE);
+    EXPECT_EQ(writer(1, owner, out.data()), counted);
+    out.resize(static_cast<size_t>(counted));
+    return out;
+}
+
+TEST(PutTest, ValuesAndLengths) {
+    unsigned char out[8];
+    int values[] = {1, -2};
+    EXPECT_EQ(put32n(1, out, values, 2), 8);
+    EXPECT_EQ(Bytes(out, out + 8), hex("00000001 FFFFFFFE"));
+    EXPECT_EQ(put24(1, out, 0x01020304) + putxlen(1, out + 3, 0x0ABCDEF), 7);
+    EXPECT_EQ(Bytes(out, out + 7), hex("020304 85AF9B6F"));
+    EXPECT_EQ(put8n(1, nullptr, nullptr, 0) + putxlen(0, nullptr, 5), 4);
+}
+
+class BoxWriterTest : public testing::Test {
+  protected:
+    WriterFixture movie;
+};
+
+TEST_F(BoxWriterTest, BrandsAreWrittenWithoutTheirSeparators) {
+    char brands[] = "3gr6 M4A  3gp6";
+    ASSERT_EQ(isoFFsetBrand(movie.file, brands, 7), 0);
+    EXPECT_EQ(stored<iso_file>(w_ftyp, movie.file),
+              box("ftyp", ByteWriter().text("3gr6").u32(7).text("3gr6M4A 3gp6")));
+}
+
+TEST_F(BoxWriterTest, ObjectDescriptorsOnlyForMp42) {
+    movie.add_amr();
+    EXPECT_EQ(w_iods(0, movie.file, nullptr), 0);
+    char brands[] = "mp42 3gp6";
+    ASSERT_EQ(isoFFsetBrand(movie.file, brands, 0), 0);
+    movie.file->od_profile = 1, movie.file->scene_profile = 2, movie.file->audio_profile = 3;
+    movie.file->visual_profile = 4, movie.file->graphics_profile = 5;
+    EXPECT_EQ(stored<iso_file>(w_iods, movie.file),
+              full_box("iods", hex("10 80808010 004F 0102030405 0E 80808004 00000001")));
+}
+
+TEST_F(BoxWriterTest, DescriptorsNestWithFourByteLengths) {
+    iso_track* track = movie.add_h263();
+    unsigned char info[] = {0, 0, 1, 0xB0, 8};
+    ASSERT_EQ(isoFFsetDecoderSpecificInfo(track, info, 5), 0);
+    track->object_type = 0x20;
+    track->stream_type = 4;
+    track->buffer_size_db = 0x010203;
+    track->max_bitrate = 64000;
+    track->avg_bitrate = 32000;
+    EXPECT_EQ(stored<iso_track>(w_esds, track),
+              full_box("esds", hex("03 80808022 0000 00"
+                                   "04 80808017 20 11 010203 0000FA00 00007D00"
+                                   "05 80808005 000001B008"
+                                   "06 01 02")));
+}
+
+TEST_F(BoxWriterTest, AvcConfigurationIsBuiltFromStoredSets) {
+    iso_track* track = movie.add_h263();
+    // As the reading side stores them for four-byte NAL lengths.
+    Bytes sps = hex("0000 0003 674201");
+    Bytes pps = hex("0000 0002 68CE");
+    track->profile = 0x42;
+    track->profile_compat = 1;
+    track->level = 0x0D;
+    track->sps_count = track->pps_count = 1;
+    for (const unsigned int length_size : {2U, 4U}) {
+        track->nal_length_size = length_size;
+        track->sps = sps.data() + 4 - length_size;
+        track->pps = pps.data() + 4 - length_size;
+        EXPECT_EQ(stored<iso_track>(w_avcC, track),
+                  box("avcC", join({hex("01 42 01 0D"),
+                                    {static_cast<unsigned char>(0xFB + length_size)},
+                                    hex("E1 0003 674201 01 0002 68CE")})));
+    }
+    track->sps = track->pps = nullptr;
+}
+
+TEST_F(BoxWriterTest, TimeTablesRunLengthEncode) {
+    iso_track* track = movie.add_amr();
+    for (const int delta : {160, 160, 320, 160})
+        ASSERT_EQ(movie.write(track, 13, 'x', delta), 13);
+    EXPECT_EQ(stored<iso_track>(w_stts, track),
+              full_box("stts", ByteWriter().u32(3).u32(2).u32(160).u32(1).u32(320).u32(1).u32(160)));
+    EXPECT_EQ(w_ctts(0, track, nullptr), 0) << "one run of offset 0";
+    iso_track* shifted = movie.add_amr();
+    for (const int cto : {5, 5, 7})
+        ASSERT_EQ(movie.write(shifted, 13, 'x', 160, cto), 13);
+    EXPECT_EQ(stored<iso_track>(w_ctts, shifted),
+              full_box("ctts", ByteWriter().u32(2).u32(2).u32(5).u32(1).u32(7)));
+}
+
+TEST_F(BoxWriterTest, BothPassesOfAnEmptyTrackAgree) {
+    iso_track* track = movie.add_amr();
+    EXPECT_EQ(stored<iso_track>(w_stts, track), full_box("stts", ByteWriter().u32(1).u32(0).u32(0)));
+    EXPECT_EQ(stored<iso_track>(w_stsz, track), full_box("stsz", ByteWriter().u32(0).u32(1).u32(0)));
+    EXPECT_EQ(stored<iso_track>(w_stco, track), full_box("stco", ByteWriter().u32(1).u32(0)));
+    stored<iso_track>(w_trak, track);
+}
+
+TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
+    iso_track* track = movie.add_amr();
+    iso_group_run second = {4, 1, nullptr};
+    iso_group_run first = {3, 0, &second};
+    std::strcpy(track->grouping_type, "3gag");
+    track->sbgp = &first;
+    track->sbgp_count = 1;
+    Bytes out(64);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(w_sbgp(1, track, out.data()), 36);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pass1 1 28 Pass 2 36 --- sbgp count 1\n");
+    track->sbgp = nullptr;
+}
+
+TEST_F(BoxWriterTest, UserDataHoldsSdpAndTrackSelection) {
+    iso_track* track = movie.add_amr();
+    EXPECT_EQ(w_udta(0, track, nullptr), 0);
+    char attributes[] = "bitr";
+    track->tsel_attributes = attributes;
+    track->tsel_group = 2;
+    const Bytes tsel = full_box("tsel", ByteWriter().u32(2).text("bitr"));
+    EXPECT_EQ(stored<iso_track>(w_udta, track), container("udta", {tsel}));
+    char sdp[] = "a=x\r\n";
+    track->sdp = sdp;
+    EXPECT_EQ(stored<iso_track>(w_udta, track),
+              container("udta", {container("hnti", {box("sdp ", ByteWriter().text(sdp))}), tsel}));
+    movie.file->sdp = sdp;
+    EXPECT_EQ(stored<iso_file>(w_udta, movie.file),
+              container("udta", {container("hnti", {box("rtp ", ByteWriter().text("sdp ").text(sdp))})}));
+    movie.file->sdp = track->sdp = track->tsel_attributes = nullptr;
+}
+
+TEST_F(BoxWriterTest, AHintTrackNamesItsMediaTrackAndIsNotEnabled) {
+    iso_track* track = movie.add_amr();
+    std::strcpy(track->handler, "hint");
+    track->codec = ISO_CODEC_RTP;
+    track->hint_ref_track = 9;
+    track->max_packet_size = 1400;
+    track->tims = 8000;
+    const Bytes trak = stored<iso_track>(w_trak, track);
+    EXPECT_EQ(Bytes(trak.begin() + 16, trak.begin() + 20), hex("00000000"));
+    EXPECT_EQ(stored<iso_track>(w_tref, track), container("tref", {box("hint", ByteWriter().u32(9))}));
+    EXPECT_EQ(stored<iso_track>(w_sampleEntry, track),
+              box("rtp ", hex("000000000000 0001 0001 0001 00000578  0000000C 74696D73 00001F40"
+                              "0000000C 7473726F 00000000  0000000C 736E726F 00000000")));
+}
+
+}  // namespace
+}  // namespace qlip_test

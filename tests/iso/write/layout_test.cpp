@@ -1,0 +1,96 @@
+// Whole files worked out on paper.
+#include <gtest/gtest.h>
+
+#include "tests/iso/write/writer_fixture.h"
+
+namespace qlip_test {
+namespace {
+
+// Three 20 ms frames of 13, 13 and 6 bytes, and two pictures of 5 and 7 bytes of 1/30 s each.
+void write_small_movie(WriterFixture& movie) {
+    iso_track* audio = movie.add_amr();
+    iso_track* video = movie.add_h263();
+    EXPECT_EQ(movie.write(audio, 13, 'a'), 13);
+    EXPECT_EQ(movie.write(video, 5, 'v'), 5);
+    EXPECT_EQ(movie.write(audio, 13, 'b'), 13);
+    EXPECT_EQ(movie.write(video, 7, 'w'), 7);
+    EXPECT_EQ(movie.write(audio, 6, 'c'), 6);
+}
+
+Bytes frames(std::initializer_list<std::pair<size_t, char>> runs) {
+    Bytes out;
+    for (const auto& [count, fill] : runs)
+        out.insert(out.end(), count, static_cast<unsigned char>(fill));
+    return out;
+}
+
+// stsz payloads: a size for each sample, since they differ.
+const Bytes kAudioSizes = ByteWriter().u32(0).u32(3).u32(13).u32(13).u32(6);
+const Bytes kVideoSizes = ByteWriter().u32(0).u32(2).u32(5).u32(7);
+
+// Durations: 480/8000 s is 36 units of 1/600 s, 2/30 s is 40.
+Bytes expected_moov(const std::vector<unsigned int>& audio, const std::vector<unsigned int>& video) {
+    return container("moov", {expected_mvhd(40, 3), expected_amr_trak(1, 36, {3, kAudioSizes, audio}),
+                              expected_h263_trak(2, 40, {2, kVideoSizes, video})});
+}
+
+TEST(WriterLayoutTest, NormalModePutsTheHeaderInFrontOfTheInterleavedMedia) {
+    WriterFixture movie;
+    write_small_movie(movie);
+    // In the one round the audio ends at 0.06 s, and pulls the limit down to it: the first picture ends at
+    // 0.033 s, the second would pass 0.06 s and waits for the next round.
+    const Bytes ftyp = expected_ftyp();
+    const auto base = static_cast<unsigned int>(ftyp.size() + expected_moov({0, 0, 0}, {0, 0}).size() + 8);
+    const Bytes moov = expected_moov({base, base + 13, base + 26}, {base + 32, base + 37});
+    const Bytes mdat = box("mdat", frames({{13, 'a'}, {13, 'b'}, {6, 'c'}, {5, 'v'}, {7, 'w'}}));
+    EXPECT_EQ(movie.close(), join({ftyp, moov, mdat}));
+}
+
+TEST(WriterLayoutTest, ShortRoundsInterleaveByTime) {
+    WriterFixture movie;
+    movie.file->interleave_period = 0.02;
+    write_small_movie(movie);
+    // Round limits: 0.02 takes a and v (a track always moves on by a frame); the next rounds take b and w,
+    // then c.
+    const Bytes media = frames({{13, 'a'}, {5, 'v'}, {13, 'b'}, {7, 'w'}, {6, 'c'}});
+    const Bytes& out = movie.close();
+    ASSERT_GT(out.size(), media.size());
+    EXPECT_EQ(slice(out, out.size() - media.size(), media.size()), media);
+}
+
+TEST(WriterLayoutTest, DirectModePutsTheMovieBoxBehindTheMedia) {
+    WriterFixture movie;
+    movie.direct(2);
+    write_small_movie(movie);
+    // One slice is a second, so all audio comes first; the pictures wait until the audio track is closed.
+    const Bytes ftyp = expected_ftyp();
+    const auto base = static_cast<unsigned int>(ftyp.size() + 8);
+    const Bytes mdat = box("mdat", frames({{13, 'a'}, {13, 'b'}, {6, 'c'}, {5, 'v'}, {7, 'w'}}));
+    const Bytes moov = expected_moov({base, base + 13, base + 26}, {base + 32, base + 37});
+    EXPECT_EQ(movie.close(), join({ftyp, mdat, moov}));
+}
+
+TEST(WriterLayoutTest, DirectModeRotatesWhenASliceIsFull) {
+    // Audio: a to 0.02; b would reach 0.04, so it waits. Video: v to 0.033; w would pass. Then b, w, c.
+    // Slices of no length hold a frame each, which here is the same.
+    const Bytes mdat = box("mdat", frames({{13, 'a'}, {5, 'v'}, {13, 'b'}, {7, 'w'}, {6, 'c'}}));
+    for (const double period : {0.04, 0.0, -1.0}) {
+        WriterFixture movie;
+        movie.direct(2);
+        movie.file->interleave_period = period;
+        write_small_movie(movie);
+        EXPECT_EQ(slice(movie.close(), expected_ftyp().size(), mdat.size()), mdat) << period;
+    }
+}
+
+TEST(WriterLayoutTest, OneDirectTrackIsWrittenAsItComes) {
+    WriterFixture movie;
+    movie.direct(1);
+    iso_track* audio = movie.add_amr();
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(movie.write(audio, 13, static_cast<unsigned char>(i)) - audio->pending_bytes, 13U);
+    EXPECT_EQ(movie.file->position, expected_ftyp().size() + 8 + 1300);
+}
+
+}  // namespace
+}  // namespace qlip_test

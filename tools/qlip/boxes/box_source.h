@@ -1,0 +1,45 @@
+// The second reader at work: C3gpInterface on one hinted track.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/file_host.h"
+#include "host/growth.h"
+#include "qlip/c3gpinterface.h"
+#include "stream/chunk_source.h"
+
+namespace qlip_tool {
+
+class BoxSource : public ChunkSource {
+  public:
+    // Opens the reader in `mode`: "ra", "rv", or empty for what the file holds. Throws ToolError.
+    BoxSource(FileHost& host, Growth growth, std::string mode, bool indexed);
+    ~BoxSource() override;
+
+    // Moves to a time in milliseconds; `flag` is one of QLIP_SEEK_NEXT_SYNC, ..._PREVIOUS_...,
+    // ..._NEAREST_... Fails with ToolError.
+    _TAG_QLIP_SEEK_PARAMS seek(unsigned int milliseconds, unsigned int flag);
+
+    // The same, with the status for a result; `result` is filled when that is 0.
+    unsigned int try_seek(unsigned int milliseconds, unsigned int flag, _TAG_QLIP_SEEK_PARAMS& result);
+
+    std::span<const unsigned char> next() override;
+
+  private:
+    void open();
+    [[noreturn]] void fail(const char* doing, unsigned int status) const;
+
+    FileHost& host_;
+    Growth growth_;
+    std::string mode_;
+    bool indexed_;
+    C3gpInterface reader_;
+    std::vector<unsigned char> piece_;
+    bool ended_ = false;
+};
+
+// The text of a status of this reader, which has three of its own.
+std::string box_status_text(unsigned int status);
+
+}  // namespace qlip_tool

@@ -1,0 +1,182 @@
+// qlip info: what a file holds, and what of it can be delivered.
+#include <algorithm>
+#include <memory>
+
+#include "commands/commands.h"
+#include "host/json_text.h"
+#include "host/output.h"
+#include "host/text.h"
+#include "movie/track_facts.h"
+#include "qlip/qlip.h"
+
+namespace qlip_tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* about =
+    "Shows the brands and tracks of a 3GP file, which hint track would be replayed for which track, and "
+    "whether the\n"
+    "library opens the file for audio (ra) and for video (rv), and if not, why.\n"
+    "\n"
+    "Examples:\n"
+    "  qlip info clip.3gp\n"
+    "  qlip info clip.3gp --json | jq '.open.rv.opens'";
+
+constexpr unsigned int sample_limit = 64000;
+constexpr double most_shown = 1e18;  // of a bit rate
+
+struct Options {
+    std::string file;
+    bool json = false;
+};
+
+Json json_of(const HintFacts& hint) {
+    Json object = {
+        {"track", hint.track_id}, {"max_packet_size", hint.max_packet_size}, {"taken", hint.taken}};
+    if (!hint.taken) object["why_not"] = hint.why_not;
+    return object;
+}
+
+Json json_of(const TrackFacts& track) {
+    Json object = {{"id", track.id},
+                   {"handler", track.handler},
+                   {"codec", track.codec},
+                   {"sample_entry", track.entry},
+                   {"samples", track.samples},
+                   {"bytes", track.bytes},
+                   {"largest_sample", track.largest_sample},
+                   {"duration", track.seconds},
+                   {"timescale", track.timescale},
+                   {"bit_rate", track.bits_per_second}};
+    if (track.width != 0 || track.height != 0)
+        object.update({{"width", track.width}, {"height", track.height}});
+    if (track.is_amr) {
+        object["amr"] = {{"mode_set", track.mode_set},
+                         {"modes", track.amr_modes},
+                         {"frames_per_sample", track.frames_per_sample}};
+    }
+    if (track.is_hint) {
+        object["hints_for"] = track.hints_for;
+        return object;
+    }
+    object["hint_tracks"] = Json::array();
+    for (const HintFacts& hint : track.hint_tracks)
+        object["hint_tracks"].push_back(json_of(hint));
+    return object;
+}
+
+Json json_of(const OpenFacts& open) {
+    Json object = {{"opens", open.status == QLIP_SUCCESS}, {"status", open.status}};
+    object["status_text"] = qlip_StatusString(open.status);
+    if (open.status == QLIP_SUCCESS) {
+        object["track"] = open.track_id;
+    } else {
+        object["why_not"] = open.why_not;
+    }
+    return object;
+}
+
+Json json_of(const FileFacts& facts, FileHost& host) {
+    Json object = {{"file", host.path()}, {"bytes", host.size()}};
+    object["major_brand"] = facts.has_brands ? Json(facts.major_brand) : Json();
+    object["minor_version"] = facts.minor_version;
+    object["compatible_brands"] = facts.compatible_brands;
+    object["duration"] = facts.seconds;
+    object["tracks"] = Json::array();
+    for (const TrackFacts& track : facts.tracks)
+        object["tracks"].push_back(json_of(track));
+    object["open"] = {{"ra", json_of(facts.audio)}, {"rv", json_of(facts.video)}};
+    return object;
+}
+
+void show_brands(Output& out, const FileFacts& facts) {
+    if (!facts.has_brands) {
+        out.print("  brands    none\n");
+        return;
+    }
+    out.print("  brands    {} (version {}), compatible with {}\n", facts.major_brand, facts.minor_version,
+              facts.compatible_brands.empty() ? "none"
+                                              : fmt::format("{}", fmt::join(facts.compatible_brands, ", ")));
+}
+
+void show_amr(Output& out, const TrackFacts& track) {
+    out.print(
+        "    AMR     mode set {:04x}: {}; {} frames in a sample\n", track.mode_set,
+        track.amr_modes.empty() ? "none named" : fmt::format("{}", fmt::join(track.amr_modes, " ")),
+        track.frames_per_sample == 0 ? "an unstated number of" : std::to_string(track.frames_per_sample));
+}
+
+void show_hints(Output& out, const TrackFacts& track) {
+    if (track.hint_tracks.empty()) out.print("    hints   no hint track refers to it\n");
+    for (const HintFacts& hint : track.hint_tracks) {
+        out.print("    hints   track {}, packets up to {} bytes: {}\n", hint.track_id, hint.max_packet_size,
+                  hint.taken ? "taken" : "not taken: " + hint.why_not);
+    }
+}
+
+void show_track(Output& out, const TrackFacts& track) {
+    out.print("  track {}   {} '{}', {}", track.id, track.codec, track.entry, track.handler);
+    if (track.width != 0 || track.height != 0) out.print(", {}x{} pixels", track.width, track.height);
+    out.print("\n    media   {} samples, {} bytes, {}, {} bit/s, largest sample {} bytes\n",
+              count_text(static_cast<uint64_t>(std::max(track.samples, 0))), count_text(track.bytes),
+              duration_text(track.seconds),
+              count_text(static_cast<uint64_t>(std::min(track.bits_per_second, most_shown))),
+              track.largest_sample);
+    if (track.largest_sample > sample_limit) {
+        out.print("    note    a sample above {} bytes ends the stream where it stands\n",
+                  count_text(sample_limit));
+    }
+    if (track.is_amr) show_amr(out, track);
+    if (track.is_hint) {
+        out.print("    hints   for track {}\n", track.hints_for);
+    } else {
+        show_hints(out, track);
+    }
+}
+
+void show_open(Output& out, const OpenFacts& open) {
+    if (open.status == QLIP_SUCCESS) {
+        out.print("  {}        opens, delivers track {}\n", open.mode, open.track_id);
+    } else {
+        out.print("  {}        does not open: {} (status {}: {})\n", open.mode, open.why_not, open.status,
+                  qlip_StatusString(open.status));
+    }
+}
+
+void show(Output& out, const FileFacts& facts, FileHost& host) {
+    out.print("{}: {} bytes\n", host.path(), count_text(host.size()));
+    show_brands(out, facts);
+    out.print("  duration  {}\n", duration_text(facts.seconds));
+    for (const TrackFacts& track : facts.tracks)
+        show_track(out, track);
+    show_open(out, facts.audio);
+    show_open(out, facts.video);
+}
+
+void run(const Options& options) {
+    FileHost host(options.file);
+    const FileFacts facts = read_facts(host);
+    Output out;
+    if (options.json) {
+        out.print("{}\n", json_text(json_of(facts, host), 2));
+    } else {
+        show(out, facts, host);
+    }
+    out.flush();
+    if (!facts.tracks.empty()) return;
+    throw ToolError(Exit::bad_input, options.file + ": " + facts.video.why_not);
+}
+
+}  // namespace
+
+void add_info(CLI::App& app) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("info", "Show what a file holds and what can be delivered");
+    command->footer(about);
+    command->add_option("FILE", options->file, "The 3GP file")->required();
+    command->add_flag("--json", options->json, "One JSON document instead of lines");
+    command->callback([options] { run(*options); });
+}
+
+}  // namespace qlip_tool

@@ -1,0 +1,216 @@
+#include "movie/track_facts.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <memory>
+#include <sstream>
+
+#include "host/text.h"
+#include "qlip/isoff.h"
+
+namespace qlip_tool {
+namespace {
+
+constexpr int packet_limit = 1400;  // hint tracks with larger packets are not taken
+
+struct CodecRow {
+    int codec;
+    const char* entry;
+    const char* text;
+    bool audio, video;  // delivered with "ra", "rv"
+};
+
+constexpr std::array<CodecRow, 10> codec_rows = {{
+    {ISO_CODEC_MP4V, "mp4v", "MPEG-4 visual", false, true},
+    {ISO_CODEC_MP4A, "mp4a", "AAC", false, false},
+    {ISO_CODEC_S263, "s263", "H.263", false, true},
+    {ISO_CODEC_SAMR, "samr", "AMR-NB", true, false},
+    {ISO_CODEC_AVC1, "avc1", "H.264", false, true},
+    {ISO_CODEC_SAWB, "sawb", "AMR-WB", true, false},
+    {ISO_CODEC_SAWP, "sawp", "AMR-WB+", false, false},
+    {ISO_CODEC_RTP, "rtp ", "RTP hints", false, false},
+    {ISO_CODEC_SRTP, "srtp", "SRTP hints", false, false},
+    {ISO_CODEC_NONE, "", "unknown", false, false},
+}};
+
+const CodecRow& row_of(int codec) {
+    for (const CodecRow& row : codec_rows) {
+        if (row.codec == codec) return row;
+    }
+    return codec_rows.back();
+}
+
+bool is_hint(const iso_track& track) {
+    return track.codec == ISO_CODEC_RTP || track.codec == ISO_CODEC_SRTP;
+}
+
+struct CloseFile {
+    void operator()(iso_file* file) const { isoFFclose(file); }
+};
+using IsoFile = std::unique_ptr<iso_file, CloseFile>;
+
+IsoFile parse(FileHost& host) {
+    auto* io = host.record();
+    char mode[] = "r";
+    int error = 0;
+    host.start_over();
+    IsoFile file(isoFFopen(io, mode, &error));
+    if (host.read_error() != 0) throw io_error("cannot read " + host.path(), host.read_error());
+    if (!file) throw ToolError(Exit::io, "no memory to read " + host.path());
+    return file;
+}
+
+// 3GPP TS 26.244 D.2: one bit for each frame type, the lowest for mode 0.
+std::vector<std::string> modes_of(const iso_track& track) {
+    static constexpr std::array<const char*, 9> narrow = {"4.75", "5.15", "5.90", "6.70", "7.40",
+                                                          "7.95", "10.2", "12.2", "SID"};
+    static constexpr std::array<const char*, 10> wide = {"6.60",  "8.85",  "12.65", "14.25", "15.85",
+                                                         "18.25", "19.85", "23.05", "23.85", "SID"};
+    std::vector<std::string> modes;
+    const auto collect = [&](const auto& names) {
+        for (size_t i = 0; i < names.size(); ++i) {
+            if ((track.mode_set >> i & 1U) != 0) modes.emplace_back(names[i]);
+        }
+    };
+    if (track.codec == ISO_CODEC_SAMR) collect(narrow);
+    if (track.codec == ISO_CODEC_SAWB) collect(wide);
+    return modes;
+}
+
+std::string why_not_taken(const iso_track& hint, const iso_track* chosen, bool video) {
+    if (!video) return "audio is delivered frame by frame, without hints";
+    if (hint.max_packet_size == 0) return "its largest packet size is 0, which counts as no hint track";
+    if (hint.max_packet_size > packet_limit) {
+        return fmt::format("its packets go up to {} bytes, the limit is {}", hint.max_packet_size,
+                           packet_limit);
+    }
+    return &hint == chosen ? "" : "another hint track comes first";
+}
+
+std::vector<HintFacts> hints_for(const iso_file& file, iso_track& media) {
+    std::vector<HintFacts> hints;
+    if (is_hint(media)) return hints;
+    const iso_track* chosen = isoFFrtpHinter(&media, packet_limit);
+    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
+        if (!is_hint(*track) || track->hint_ref_track != media.track_id) continue;
+        std::string why_not = why_not_taken(*track, chosen, row_of(media.codec).video);
+        const bool taken = why_not.empty();
+        hints.push_back({track->track_id, track->max_packet_size, taken, std::move(why_not)});
+    }
+    return hints;
+}
+
+TrackFacts describe(const iso_file& file, iso_track& track) {
+    const CodecRow& row = row_of(track.codec);
+    TrackFacts facts = {};
+    int bytes = 0;
+    isoFFtrackInfo(&track, nullptr, &facts.samples, &facts.seconds, &bytes);
+    facts.id = track.track_id;
+    facts.handler = printable(track.handler);
+    facts.entry = row.entry;
+    facts.codec = row.text;
+    facts.is_hint = is_hint(track);
+    facts.hints_for = facts.is_hint ? track.hint_ref_track : 0;
+    facts.timescale = track.timescale;
+    facts.bytes = static_cast<unsigned int>(bytes);
+    facts.largest_sample =
+        track.sample_size != 0 ? track.sample_size : static_cast<unsigned int>(track.max_sample_size);
+    facts.bits_per_second = facts.seconds > 0.0 ? facts.bytes * 8.0 / facts.seconds : 0.0;
+    if (row.video) {
+        facts.width = track.width;
+        facts.height = track.height;
+    }
+    facts.is_amr = row.audio;
+    facts.mode_set = track.mode_set;
+    facts.frames_per_sample = track.frames_per_sample;
+    facts.amr_modes = modes_of(track);
+    facts.hint_tracks = hints_for(file, track);
+    return facts;
+}
+
+bool serves(const CodecRow& row, bool audio) {
+    return audio ? row.audio : row.video;
+}
+
+std::string why_no_track(const iso_file& file, bool audio) {
+    if (file.tracks == nullptr) {
+        return "no tracks were found: this is no 3GP file, or its structure (the moov box) is missing or "
+               "damaged";
+    }
+    bool aac = false;
+    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
+        aac = aac || track->codec == ISO_CODEC_MP4A;
+    }
+    if (!audio) return "it has no MPEG-4 visual, H.263 or H.264 track";
+    return aac ? "its audio is AAC, which is not supported" : "it has no AMR-NB or AMR-WB track";
+}
+
+// The last track that serves the medium is the one that is delivered.
+unsigned int delivered_track(const iso_file& file, bool audio) {
+    unsigned int id = 0;
+    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
+        if (serves(row_of(track->codec), audio)) id = track->track_id;
+    }
+    return id;
+}
+
+OpenFacts try_open(FileHost& host, const iso_file& file, const char* mode) {
+    const bool audio = mode[1] == 'a';
+    OpenFacts facts = {mode, QLIP_SUCCESS, 0, {}};
+    mm_Interface* session = nullptr;
+    host.start_over();
+    facts.status = qlip_Open(&session, host.record(), mode);
+    qlip_Close(&session);
+    if (facts.status == QLIP_SUCCESS) {
+        facts.track_id = delivered_track(file, audio);
+    } else {
+        facts.why_not = why_no_track(file, audio);
+    }
+    return facts;
+}
+
+std::vector<std::string> split(const char* text) {
+    std::vector<std::string> words;
+    std::istringstream stream(text != nullptr ? text : "");
+    for (std::string word; stream >> word;)
+        words.push_back(printable(word));
+    return words;
+}
+
+}  // namespace
+
+FileFacts read_facts(FileHost& host) {
+    const IsoFile file = parse(host);
+    FileFacts facts = {};
+    facts.major_brand = printable(file->major_brand);
+    facts.has_brands = file->major_brand[0] != '\0';
+    facts.minor_version = facts.has_brands ? file->minor_version : 0;
+    facts.compatible_brands = split(file->compatible_brands);
+    isoFFfileInfo(file.get(), nullptr, &facts.seconds, nullptr);
+    for (iso_track* track = file->tracks; track != nullptr; track = track->next) {
+        facts.tracks.push_back(describe(*file, *track));
+    }
+    facts.audio = try_open(host, *file, "ra");
+    facts.video = try_open(host, *file, "rv");
+    return facts;
+}
+
+std::string choose_mode(FileHost& host) {
+    const IsoFile file = parse(host);
+    return delivered_track(*file, false) != 0 ? "rv" : "ra";
+}
+
+ToolError cannot_open(FileHost& host, const std::string& mode, int status) {
+    const IsoFile file = parse(host);
+    const bool audio = mode == "ra";
+    std::string why =
+        fmt::format("cannot open {} for {}: {} (status {}: {})", host.path(), audio ? "audio" : "video",
+                    why_no_track(*file, audio), status, qlip_StatusString(status));
+    const bool other = delivered_track(*file, !audio) != 0;
+    return {Exit::bad_input, why,
+            other ? fmt::format("--mode {}: the file has such a track", audio ? "rv" : "ra")
+                  : fmt::format("qlip info {}, to see what the file holds", host.path())};
+}
+
+}  // namespace qlip_tool
