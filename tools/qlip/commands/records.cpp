@@ -5,9 +5,9 @@
 #include "commands/commands.h"
 #include "host/json_text.h"
 #include "host/output.h"
+#include "host/stream_file.h"
 #include "host/text.h"
 #include "stream/record_fields.h"
-#include "stream/stream_file.h"
 
 namespace qlip_tool {
 namespace {

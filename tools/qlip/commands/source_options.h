@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "host/chunk_source.h"
 #include "host/file_host.h"
-#include "stream/chunk_source.h"
 
 namespace qlip_tool {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "host/stream_file.h"
 #include "host/tool_error.h"
-#include "stream/stream_file.h"
 
 namespace qlip_tool {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "host/chunk_source.h"
 #include "qlip/wld_native.h"
-#include "stream/chunk_source.h"
 #include "stream/h263_pictures.h"
 
 namespace qlip_tool {

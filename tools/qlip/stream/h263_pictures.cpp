@@ -9,10 +9,10 @@
 #include <string_view>
 
 #include "host/file_host.h"
+#include "host/stream_file.h"
 #include "host/tool_error.h"
 #include "qlip/h263_parse.h"
 #include "qlip/isoff.h"
-#include "stream/stream_file.h"
 
 namespace qlip_tool {
 namespace {

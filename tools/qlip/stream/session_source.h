@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "host/chunk_source.h"
 #include "host/file_host.h"
 #include "host/growth.h"
 #include "qlip/qlip.h"
-#include "stream/chunk_source.h"
 
 namespace qlip_tool {
 

@@ -8,8 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "host/chunk_source.h"
 #include "qlip/native_stream.h"
-#include "stream/chunk_source.h"
 
 namespace qlip_tool {
 

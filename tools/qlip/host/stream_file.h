@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "stream/chunk_source.h"
+#include "host/chunk_source.h"
 
 namespace qlip_tool {
 

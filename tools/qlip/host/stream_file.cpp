@@ -1,4 +1,4 @@
-#include "stream/stream_file.h"
+#include "host/stream_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
