@@ -4,13 +4,17 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <new>
 
 #include "iso/model/arena.h"
 #include "iso/model/model.h"
+#include "iso/model/open_file.h"
 #include "iso/read/walk.h"
 #include "iso/write/unity_matrix.h"
 #include "iso/write/write_file.h"
 #include "qlip/isoff.h"
+
+using namespace qlip;
 
 namespace {
 
@@ -27,6 +31,7 @@ void start_file(iso_file* file, bool writing) {
     file->timescale = 600;
     file->direct_index = 1;
     file->minor_version = 0xFFFFFFFF;
+    file->status_flags = kOpenFileRecord;
     if (!writing) return;
     file->writing = 1;
     file->header_bytes = 194;
@@ -94,14 +99,14 @@ void count_blocks_of(iso_track* track) {
           static_cast<void*>(track->stts), static_cast<void*>(track->ctts), static_cast<void*>(track->hint),
           static_cast<void*>(track->dsi), static_cast<void*>(track->sps), static_cast<void*>(track->pps),
           static_cast<void*>(track->parameter_sets), static_cast<void*>(track->sync_samples)})
-        qlip::count_free(block);
+        count_free(block);
     count_list(track->sync_list);
     count_list(track->sgpd);
     count_list(track->sbgp);
     for (void* block : {static_cast<void*>(track->scheme_url), static_cast<void*>(track->schi),
                         static_cast<void*>(track->sdp), static_cast<void*>(track->xml),
                         static_cast<void*>(track->tsel_attributes), static_cast<void*>(track->location)})
-        qlip::count_free(block);
+        count_free(block);
     isoFFfree(track);
 }
 
@@ -110,9 +115,9 @@ void count_blocks_of(iso_track* track) {
 iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err) {
     const char direction = mode ? mode[0] : '\0';
     if (direction != 'r' && direction != 'w') return fail(err, -1);
-    auto* file = static_cast<iso_file*>(systemmalloc(nullptr, sizeof(iso_file)));
-    if (!file) return fail(err, -2);
-    *file = iso_file{};
+    void* memory = systemmalloc(nullptr, sizeof(OpenFile));
+    if (!memory) return fail(err, -2);
+    OpenFile* file = new (memory) OpenFile{};
     file->io = io;
     start_file(file, direction == 'w');
     if (file->writing && !set_written_brands(file)) {
@@ -121,12 +126,14 @@ iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int*
     }
     // The result is of no interest: a file that was read in part is used as far as it goes.
     read_header(file);
+    // Writing hosts set and compare the flags as a whole.
+    if (file->writing) file->status_flags &= ~kOpenFileRecord;
     return file;
 }
 
 iso_track* isoFFtrack(iso_file* file) {
     if (!file) return nullptr;
-    auto* track = qlip::arena_new<iso_track>(file);
+    auto* track = arena_new<iso_track>(file);
     if (!track) return nullptr;
     track->file = file;
     track->magic = kIsoTrackMagic;
@@ -144,8 +151,8 @@ int isoFFclose(iso_file* file) {
         count_blocks_of(track);
         if (track->spill_file) std::fclose(track->spill_file);
     }
-    qlip::count_free(file->compatible_brands);
-    qlip::count_free(file->sdp);
+    count_free(file->compatible_brands);
+    count_free(file->sdp);
     safefree(reinterpret_cast<char*>(file->arena_head));
     systemfree(file);
     return 0;

@@ -106,7 +106,7 @@ struct iso_file {  // NOLINT(clang-analyzer-optin.performance.Padding)
     unsigned int max_file_size;
     double max_duration;        // seconds
     double interleave_period;   // seconds
-    unsigned int status_flags;  // ISO_STATUS_*
+    unsigned int status_flags;  // ISO_STATUS_*; the other bits are the engine's
     char* sdp;                  // movie-level SDP text
     int direct_tracks;
     iso_track* direct_track;

@@ -6,6 +6,8 @@
 #include "iso/model/arena.h"
 #include "qlip/SimpleException.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr size_t kBrandLength = 4;
@@ -51,7 +53,7 @@ int isoFFsetBrand(iso_file* file, char* brands, int minor) {
     std::memcpy(file->major_brand, brands, kBrandLength);
     file->major_brand[kBrandLength] = '\0';
     file->minor_version = static_cast<unsigned int>(minor);
-    qlip::count_free(file->compatible_brands);
+    count_free(file->compatible_brands);
     file->compatible_brands = static_cast<char*>(isoFFmalloc(file, static_cast<int>(length)));
     if (!file->compatible_brands) return -1;
     std::memcpy(file->compatible_brands, brands, length);

@@ -3,5 +3,9 @@
 
 #include "qlip/isoff.h"
 
+namespace qlip {
+
 inline constexpr unsigned int kIsoFileMagic = 0xc0de100;
 inline constexpr unsigned int kIsoTrackMagic = 0xc0de200;
+
+}  // namespace qlip

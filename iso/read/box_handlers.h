@@ -1,7 +1,8 @@
-// The handlers of the box tables; see box_parser.h for their contract.
+// The handlers of the box tables; see walk.h for their contract. Those of rows that belong to a track may
+// count on one.
 #pragma once
 
-#include "qlip/isoff.h"
+#include "iso/read/walk.h"
 
 // boxes_file.cpp: the top level.
 int P_ftyp(iso_file* file, int size);

@@ -4,10 +4,13 @@
 
 #include "host/host_calls.h"
 #include "iso/model/arena.h"
+#include "iso/model/open_file.h"
 #include "iso/read/box_handlers.h"
 #include "iso/read/box_tables.h"
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
+
+using namespace qlip;
 
 namespace {
 
@@ -28,8 +31,8 @@ bool stream_reaches(iso_file* file, int size) {
 
 // The bytes of a payload that may be taken at once: all, unless it is both very large and a lie.
 int credible(iso_file* file, int size) {
-    if (size <= qlip::kTrustedPayload || stream_reaches(file, size)) return size;
-    return qlip::kTrustedPayload;
+    if (size <= kTrustedPayload || stream_reaches(file, size)) return size;
+    return kTrustedPayload;
 }
 
 // Brands of four bytes, joined by blanks. A payload of fewer than eight bytes leaves no room for them.
@@ -37,16 +40,16 @@ int read_brands(iso_file* file, int rest) {
     const int count = rest / kBrandLength;
     if (file->compatible_brands) isoFFfree(file->compatible_brands);
     file->compatible_brands = nullptr;
-    if (rest < 0 || rest > kBrandsLimit) return -1;
+    if (rest < 0 || rest > kBrandsLimit) return kRefuse;
     auto* text = static_cast<char*>(isoFFmalloc(file, count * (kBrandLength + 1)));
-    if (!text) return -1;
+    if (!text) return kRefuse;
     file->compatible_brands = text;
     for (int i = 0; i < count; ++i, text += kBrandLength + 1) {
         getID(file, text);
         text[kBrandLength] = i + 1 < count ? ' ' : '\0';
     }
     skip(file, rest % kBrandLength);
-    return 0;
+    return kGoOn;
 }
 
 // A whole media box, read with one call. Null when there is no room or the box is longer than the stream.
@@ -59,39 +62,42 @@ unsigned char* room_for_image(iso_file* file, int size) {
 
 int P_ftyp(iso_file* file, int size) {
     getID(file, file->major_brand);
-    file->minor_version = static_cast<unsigned int>(getint32(file));
+    file->minor_version = read_u32(file);
     return read_brands(file, size < kBrandLength * 2 ? -1 : size - kBrandLength * 2);
 }
 
 // What a short read did not deliver does not count as buffer, so that it ends in the line that tells so.
 int P_moov(iso_file* file, int size) {
     const int wanted = credible(file, size);
-    auto* buffer = static_cast<unsigned char*>(qlip::arena_take(file, wanted));
-    if (!buffer) return -1;
+    auto* buffer = static_cast<unsigned char*>(arena_take(file, wanted));
+    if (!buffer) return kRefuse;
     auto count = static_cast<unsigned int>(wanted);
     if (qliputil_seeknread(file->io, buffer, &count) != 0) count = 0;
     const auto left = static_cast<int>(count);
-    const qlip::MoovWindow window(file, buffer, left);
+    OpenFile* own = open_file(file);
+    if (own) own->moov = {buffer, left, left};
     file->buffer_next = buffer;
     file->buffer_left = left;
     file->in_buffer = 1;
-    return parse(file, moov_box, size);
+    const int result = parse(file, moov_box, size);
+    if (own) own->moov = {};
+    return result;
 }
 
 // Behind moov, the media data ends the parse. Ahead of it, it is kept in memory, though samples are always
 // read through the callbacks.
 int P_mdat(iso_file* file, int size) {
     file->mdat_start = file->position;
-    if (file->current_track) return 1;
-    if (size == 0) return 0;
+    if (file->current_track) return kStopWell;
+    if (size == 0) return kGoOn;
     unsigned char* image = file->seek_fn ? nullptr : room_for_image(file, size);
     if (!image) {
         skip(file, size);
-        return 0;
+        return kGoOn;
     }
     file->mdat_image = image;
     auto count = static_cast<unsigned int>(size);
-    if (qliputil_seeknread(file->io, image, &count) != 0) return -1;
+    if (qliputil_seeknread(file->io, image, &count) != 0) return kRefuse;
     file->mdat_end = file->mdat_start + static_cast<unsigned int>(size);
-    return 0;
+    return kGoOn;
 }

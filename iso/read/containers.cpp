@@ -3,11 +3,13 @@
 #include "iso/read/box_tables.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 int pass_over(iso_file* file, int size) {
     skip(file, size);
-    return 0;
+    return kGoOn;
 }
 
 }  // namespace

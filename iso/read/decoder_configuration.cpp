@@ -10,28 +10,28 @@
 #include "iso/read/sample_entry.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kAudioEntrySize = 28;
 constexpr int kVideoEntrySize = 78;
 
 int read_video_entry(iso_file* file, int size, iso_codec codec) {
-    if (!file->current_track) return -1;
     const int rest = P_video_info(file, size);
     file->current_track->codec = codec;
-    return qlip::parse_entry_children(file, dec_spec_box, rest);
+    return parse_entry_children(file, dec_spec_box, rest);
 }
 
 // Channels, sample size and rate of these say nothing that the codec does not.
 int read_audio_entry(iso_file* file, int size, iso_codec codec) {
-    if (!file->current_track) return -1;
     skip(file, kAudioEntrySize);
     file->current_track->codec = codec;
-    return qlip::parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
+    return parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
 }
 
-void keep_if_set(unsigned int* field, int value) {
-    if (value != 0) *field = static_cast<unsigned int>(value);
+void keep_if_set(unsigned int* field, unsigned int value) {
+    if (value != 0) *field = value;
 }
 
 // The parameter sets of an avcC payload, copied with a length prefix as wide as that of the stream's NAL
@@ -60,7 +60,7 @@ class ParameterSets {
   private:
     bool copy_one(unsigned char* sets, unsigned int* bytes) {
         if (size_ - at_ < 2) return false;
-        const int length = qlip::load_be16(avcc_ + at_) + 2;
+        const int length = load_be16(avcc_ + at_) + 2;
         if (length > size_ - at_) return false;
         *bytes += padding_;  // zero already
         std::memcpy(sets + *bytes, avcc_ + at_, static_cast<size_t>(length));
@@ -90,17 +90,11 @@ bool join_parameter_sets(iso_file* file, iso_track* track, unsigned int sps, uns
 int P_video_info(iso_file* file, int size) {
     iso_track* track = file->current_track;
     skip(file, 24);
-    const int width = getint16(file);
-    const int height = getint16(file);
-    const auto h_resolution = static_cast<unsigned int>(getint32(file));
-    const auto v_resolution = static_cast<unsigned int>(getint32(file));
+    keep_if_set(&track->width, read_u16(file));
+    keep_if_set(&track->height, read_u16(file));
+    track->h_resolution = read_u32(file);
+    track->v_resolution = read_u32(file);
     skip(file, 42);  // reserved, frame count, compressor name, depth, pre-defined
-    if (track) {
-        keep_if_set(&track->width, width);
-        keep_if_set(&track->height, height);
-        track->h_resolution = h_resolution;
-        track->v_resolution = v_resolution;
-    }
     return size - kVideoEntrySize;
 }
 
@@ -117,19 +111,18 @@ int P_avc1(iso_file* file, int size) {
 }
 
 int P_mp4a(iso_file* file, int size) {
-    if (file->current_track) file->current_track->flags &= ~ISO_TRACK_PREPEND_DSI;
+    file->current_track->flags &= ~ISO_TRACK_PREPEND_DSI;
     return read_audio_entry(file, size, ISO_CODEC_MP4A);
 }
 
 int P_samr(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, 16);
-    track->channel_count = static_cast<unsigned int>(getint16(file));
-    track->sample_bits = static_cast<unsigned int>(getint16(file));
+    track->channel_count = read_u16(file);
+    track->sample_bits = read_u16(file);
     skip(file, 8);
     track->codec = ISO_CODEC_SAMR;
-    return qlip::parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
+    return parse_entry_children(file, dec_spec_box, size - kAudioEntrySize);
 }
 
 int P_sawb(iso_file* file, int size) {
@@ -142,42 +135,37 @@ int P_sawp(iso_file* file, int size) {
 
 int P_damr(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     getID(file, track->vendor);
-    track->decoder_version = static_cast<unsigned char>(getbyte(file));
+    track->decoder_version = read_u8(file);
     track->mode_set = static_cast<unsigned short>(getint16(file));
-    track->mode_change_period = static_cast<unsigned char>(getbyte(file));
-    track->frames_per_sample = static_cast<unsigned char>(getbyte(file));
+    track->mode_change_period = read_u8(file);
+    track->frames_per_sample = read_u8(file);
     skip(file, size - 9);
-    return 0;
+    return kGoOn;
 }
 
 int P_dawp(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     getID(file, track->vendor);
-    track->decoder_version = static_cast<unsigned char>(getbyte(file));
+    track->decoder_version = read_u8(file);
     skip(file, size - 5);
-    return 0;
+    return kGoOn;
 }
 
 int P_d263(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     getID(file, track->vendor);
-    track->decoder_version = static_cast<unsigned char>(getbyte(file));
-    track->level = static_cast<unsigned char>(getbyte(file));
-    track->profile = static_cast<unsigned char>(getbyte(file));
+    track->decoder_version = read_u8(file);
+    track->level = read_u8(file);
+    track->profile = read_u8(file);
     skip(file, size - 7);
-    return 0;
+    return kGoOn;
 }
 
 int P_avcC(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
-    auto* avcc =
-        static_cast<unsigned char*>(qlip::claim(file, size, 8));  // the head is there, zero, in any case
-    if (!avcc) return -1;
+    auto* avcc = static_cast<unsigned char*>(claim(file, size, 8));  // the head is there, zero, in any case
+    if (!avcc) return kRefuse;
     getbytes(file, avcc, size);
     track->dsi = avcc;
     track->dsi_size = size;
@@ -189,8 +177,8 @@ int P_avcC(iso_file* file, int size) {
     ParameterSets sets(file, avcc, size, track->nal_length_size == 4);
     unsigned int sps_bytes = 0;
     unsigned int pps_bytes = 0;
-    if (!sets.copy(track->sps_count, &track->sps, &sps_bytes)) return -1;
+    if (!sets.copy(track->sps_count, &track->sps, &sps_bytes)) return kRefuse;
     track->pps_count = sets.next_byte() & 31;
-    if (!sets.copy(track->pps_count, &track->pps, &pps_bytes)) return -1;
-    return join_parameter_sets(file, track, sps_bytes, pps_bytes) ? 0 : -1;
+    if (!sets.copy(track->pps_count, &track->pps, &pps_bytes)) return kRefuse;
+    return join_parameter_sets(file, track, sps_bytes, pps_bytes) ? kGoOn : kRefuse;
 }

@@ -7,6 +7,8 @@
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 enum Tag : int { kEsDescriptor = 3, kDecoderConfig = 4, kDecoderSpecificInfo = 5 };
@@ -30,31 +32,31 @@ bool read_descriptor(iso_file* file, int* size, Descriptor* out) {
 }
 
 int read_specific_info(iso_file* file, iso_track* track, int length) {
-    unsigned char* dsi = qlip::read_block(file, length);
-    if (!dsi) return -1;
+    unsigned char* dsi = read_block(file, length);
+    if (!dsi) return kRefuse;
     track->dsi = dsi;
     track->dsi_size = length;
-    const bool has_level = length > 4 && qlip::load_be32(dsi) == kVisualObjectSequenceStart;
+    const bool has_level = length > 4 && load_be32(dsi) == kVisualObjectSequenceStart;
     track->level = has_level ? dsi[4] : 0;  // profile_and_level_indication
-    return 0;
+    return kGoOn;
 }
 
 int read_decoder_config(iso_file* file, iso_track* track, int size) {
-    track->object_type = static_cast<unsigned int>(getbyte(file));
-    track->stream_type = static_cast<unsigned int>(getbyte(file)) >> 2;
+    track->object_type = read_u8(file);
+    track->stream_type = read_u8(file) >> 2;
     track->buffer_size_db = static_cast<unsigned int>(getint24(file));
-    track->max_bitrate = static_cast<unsigned int>(getint32(file));
-    track->avg_bitrate = static_cast<unsigned int>(getint32(file));
+    track->max_bitrate = read_u32(file);
+    track->avg_bitrate = read_u32(file);
     for (size -= 13; size > 0;) {
         Descriptor child;
-        if (!read_descriptor(file, &size, &child)) return -1;
+        if (!read_descriptor(file, &size, &child)) return kRefuse;
         if (child.tag != kDecoderSpecificInfo) {
             skip(file, child.length);
         } else if (read_specific_info(file, track, child.length) != 0) {
-            return -1;
+            return kRefuse;
         }
     }
-    return 0;
+    return kGoOn;
 }
 
 }  // namespace
@@ -62,32 +64,31 @@ int read_decoder_config(iso_file* file, iso_track* track, int size) {
 // The flags of the ES descriptor are not looked at, so optional fields behind them read as descriptors; kept.
 int r_ES_Desc(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, 3);  // ES_ID, flags
     for (size -= 3; size > 0;) {
         Descriptor child;
-        if (!read_descriptor(file, &size, &child)) return -1;
+        if (!read_descriptor(file, &size, &child)) return kRefuse;
         if (child.tag != kDecoderConfig) {
             skip(file, child.length);
         } else if (read_decoder_config(file, track, child.length) < 0) {
-            return -1;
+            return kRefuse;
         }
     }
-    return 0;
+    return kGoOn;
 }
 
 int P_esds(iso_file* file, int size) {
-    if (!qlip::may_claim(file, std::max(size, 0))) return -1;
+    if (!may_claim(file, std::max(size, 0))) return kRefuse;
     skip(file, 4);  // version, flags
     for (size -= 4; size >= 1;) {
         Descriptor child;
-        if (!read_descriptor(file, &size, &child)) return -1;
+        if (!read_descriptor(file, &size, &child)) return kRefuse;
         if (child.tag != kEsDescriptor) {
             myfprintf(stderr, "esds: skipping tag %d\n", child.tag);
             skip(file, child.length);
         } else if (r_ES_Desc(file, child.length) < 0) {
-            return -1;
+            return kRefuse;
         }
     }
-    return 0;
+    return kGoOn;
 }

@@ -1,20 +1,13 @@
-// Headers of the movie, of a track and of its media (ISO/IEC 14496-12 clause 8). A box that belongs to a
-// track and comes before any tkhd has nowhere to go: -1.
+// Headers of the movie, of a track and of its media (ISO/IEC 14496-12 clause 8).
 #include "iso/read/box_handlers.h"
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kInitialObjectDescriptor = 16;  // tag, ISO/IEC 14496-1
-
-unsigned int u32(iso_file* file) {
-    return static_cast<unsigned int>(getint32(file));
-}
-
-unsigned int u16(iso_file* file) {
-    return static_cast<unsigned int>(getint16(file));
-}
 
 int version_of(iso_file* file) {
     const int version = getbyte(file);
@@ -29,19 +22,19 @@ void read_times(iso_file* file, Record* record) {
         skip(file, 28);
         return;
     }
-    record->creation_time = u32(file);
-    record->modification_time = u32(file);
-    record->timescale = u32(file);
-    record->duration = u32(file);
+    record->creation_time = read_u32(file);
+    record->modification_time = read_u32(file);
+    record->timescale = read_u32(file);
+    record->duration = read_u32(file);
 }
 
 void read_profiles(iso_file* file) {
-    file->od_id = u16(file) >> 6;
-    file->od_profile = static_cast<unsigned int>(getbyte(file));
-    file->scene_profile = static_cast<unsigned int>(getbyte(file));
-    file->audio_profile = static_cast<unsigned int>(getbyte(file));
-    file->visual_profile = static_cast<unsigned int>(getbyte(file));
-    file->graphics_profile = static_cast<unsigned int>(getbyte(file));
+    file->od_id = read_u16(file) >> 6;
+    file->od_profile = read_u8(file);
+    file->scene_profile = read_u8(file);
+    file->audio_profile = read_u8(file);
+    file->visual_profile = read_u8(file);
+    file->graphics_profile = read_u8(file);
 }
 
 }  // namespace
@@ -51,8 +44,8 @@ int P_mvhd(iso_file* file, int /*size*/) {
     getint32(file);  // rate
     getint16(file);  // volume
     skip(file, 70);  // reserved, matrix, pre-defined
-    file->next_track_id = u32(file);
-    return 0;
+    file->next_track_id = read_u32(file);
+    return kGoOn;
 }
 
 int P_iods(iso_file* file, int size) {
@@ -71,84 +64,80 @@ int P_iods(iso_file* file, int size) {
         }
     }
     skip(file, size);
-    return 0;
+    return kGoOn;
 }
 
 int P_tkhd(iso_file* file, int /*size*/) {
     const int version = version_of(file);
     iso_track* track = isoFFtrack(file);
-    if (!track) return -1;
+    if (!track) return kRefuse;
     file->current_track = track;
     if (version == 1) {
         skip(file, 32);
     } else {
-        track->creation_time = u32(file);
-        track->modification_time = u32(file);
-        track->track_id = u32(file);
+        track->creation_time = read_u32(file);
+        track->modification_time = read_u32(file);
+        track->track_id = read_u32(file);
         skip(file, 4);
         getint32(file);  // duration, movie units
     }
     getint32(file);  // reserved
     getint32(file);
     track->codec = ISO_CODEC_NONE;
-    track->layer = u16(file);
-    track->alternate_group = u16(file);
-    track->volume = u16(file);
+    track->layer = read_u16(file);
+    track->alternate_group = read_u16(file);
+    track->volume = read_u16(file);
     getint16(file);  // reserved
     for (unsigned int& word : track->matrix)
-        word = u32(file);
-    track->width = u32(file) >> 16;
-    track->height = u32(file) >> 16;
-    return 0;
+        word = read_u32(file);
+    track->width = read_u32(file) >> 16;
+    track->height = read_u32(file) >> 16;
+    return kGoOn;
 }
 
 int P_mdhd(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     read_times(file, track);
     skip(file, 4);  // language
-    return 0;
+    return kGoOn;
 }
 
 int P_hdlr(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, 8);  // version, flags, pre-defined
     getID(file, track->handler);
     skip(file, size - 12);
-    return 0;
+    return kGoOn;
 }
 
 // An edit list that there is no memory for is left out; nobody reads it to play a file.
 int P_elst(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     const int version = version_of(file);
-    const unsigned int count = u32(file);
+    const unsigned int count = read_u32(file);
     const unsigned int row_size = version == 1 ? 20 : 12;
     track->edit_count = 0;
     track->edits = nullptr;
-    if (!qlip::may_claim(file, 1LL * row_size * count) || count > 0x7FFFFFFF / 12) return 0;
+    if (!may_claim(file, 1LL * row_size * count) || count > 0x7FFFFFFF / 12) return kGoOn;
     track->edits = static_cast<unsigned int(*)[3]>(isoFFmalloc(file, static_cast<int>(12 * count)));
-    if (!track->edits) return 0;
+    if (!track->edits) return kGoOn;
     track->edit_count = static_cast<int>(count);
     for (unsigned int i = 0; i < count; ++i) {
         unsigned int* row = track->edits[i];
         if (version == 1) {
             skip(file, 16);
         } else {
-            row[0] = u32(file);
-            row[1] = u32(file);
+            row[0] = read_u32(file);
+            row[1] = read_u32(file);
         }
-        row[2] = u32(file);
+        row[2] = read_u32(file);
     }
-    return 0;
+    return kGoOn;
 }
 
 // A longer box names more tracks; they are read as the next box, as they always were.
 int P_hint(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
-    track->hint_ref_track = u32(file);
-    return 0;
+    track->hint_ref_track = read_u32(file);
+    return kGoOn;
 }

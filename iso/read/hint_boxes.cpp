@@ -5,13 +5,15 @@
 #include "iso/read/sample_entry.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kEntryHead = 8;  // reserved, data reference
 constexpr int kEntrySize = 16;
 
 unsigned int read_word_box(iso_file* file, int size) {
-    const auto word = static_cast<unsigned int>(getint32(file));
+    const auto word = read_u32(file);
     skip(file, size - 4);
     return word;
 }
@@ -20,51 +22,45 @@ unsigned int read_word_box(iso_file* file, int size) {
 
 int P_rtp(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, kEntryHead);
-    track->hint_version = static_cast<unsigned int>(getint16(file));
-    track->hint_compat_version = static_cast<unsigned int>(getint16(file));
-    track->max_packet_size = static_cast<unsigned int>(getint32(file));
+    track->hint_version = read_u16(file);
+    track->hint_compat_version = read_u16(file);
+    track->max_packet_size = read_u32(file);
     track->codec = ISO_CODEC_RTP;
-    return qlip::parse_entry_children(file, rtp_box, size - kEntrySize);
+    return parse_entry_children(file, rtp_box, size - kEntrySize);
 }
 
 int P_srtp(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, kEntryHead);
     skip(file, 4);  // versions
-    track->max_packet_size = static_cast<unsigned int>(getint32(file));
+    track->max_packet_size = read_u32(file);
     track->codec = ISO_CODEC_SRTP;
-    return qlip::parse_entry_children(file, rtp_box, size - kEntrySize);
+    return parse_entry_children(file, rtp_box, size - kEntrySize);
 }
 
 int P_tims(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     track->tims = read_word_box(file, size);
-    return 0;
+    return kGoOn;
 }
 
 int P_tsro(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     track->tsro = read_word_box(file, size);
     track->tsro_present = 1;
-    return 0;
+    return kGoOn;
 }
 
 int P_snro(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     track->snro = read_word_box(file, size);
     track->snro_present = 1;
-    return 0;
+    return kGoOn;
 }
 
 int P_srpp(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, 4);  // version, flags
     for (auto& type : track->srpp_types)
         getID(file, type);
@@ -73,25 +69,23 @@ int P_srpp(iso_file* file, int size) {
 
 int P_schm(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     const int flags = getint32(file);
     getID(file, track->scheme_type);
-    track->scheme_version = static_cast<unsigned int>(getint32(file));
-    if (!(flags & 1)) return 0;
+    track->scheme_version = read_u32(file);
+    if (!(flags & 1)) return kGoOn;
     const int length = size - 10;  // not 12: two bytes beyond the box, kept
-    if (length < 1) return -1;
-    track->scheme_url = reinterpret_cast<char*>(qlip::read_block(file, length));
-    if (!track->scheme_url) return -1;
+    if (length < 1) return kRefuse;
+    track->scheme_url = reinterpret_cast<char*>(read_block(file, length));
+    if (!track->scheme_url) return kRefuse;
     track->scheme_url[length - 1] = '\0';
-    return 0;
+    return kGoOn;
 }
 
 int P_schi(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
-    unsigned char* body = qlip::read_block(file, size);
-    if (!body) return -1;
+    unsigned char* body = read_block(file, size);
+    if (!body) return kRefuse;
     track->schi = body;
     track->schi_size = size;
-    return 0;
+    return kGoOn;
 }

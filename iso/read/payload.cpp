@@ -8,24 +8,18 @@
 
 #include "common/byte_order.h"
 #include "iso/model/arena.h"
+#include "iso/model/open_file.h"
 #include "iso/read/stream_input.h"
 #include "qlip/SimpleException.h"
 
+using namespace qlip;
+
 namespace {
 
-struct Window {
-    const iso_file* file;
-    unsigned char* start;
-    int size;
-    long long absent;  // bytes beyond the end that may still be claimed
-};
-
-// Handlers get no more than the file and a size, and the file's record is public and fixed; so the window is
-// told here. moov is parsed from memory without a callback, so windows never nest.
-[[gnu::tls_model("initial-exec")]] constinit thread_local Window window{};
-
-bool has_window(const iso_file* file) {
-    return window.file == file && file->in_buffer;
+// The window that is being read, or null.
+MoovWindow* window_of(iso_file* file) {
+    OpenFile* own = file->in_buffer ? open_file(file) : nullptr;
+    return own && own->moov.start ? &own->moov : nullptr;
 }
 
 // As load_be32_run, for `to` at or up to three bytes below `from`: by way of a block of its own, so that the
@@ -34,17 +28,17 @@ void convert_run(unsigned char* to, const unsigned char* from, size_t words) {
     constexpr size_t kBlock = 64;
     std::array<unsigned int, kBlock> block;
     for (; words >= kBlock; words -= kBlock) {
-        qlip::load_be32_run(block.data(), from, kBlock);
+        load_be32_run(block.data(), from, kBlock);
         std::memcpy(to, block.data(), sizeof block);
         from += sizeof block;
         to += sizeof block;
     }
-    qlip::load_be32_run(to, from, words);
+    load_be32_run(to, from, words);
 }
 
 // Lets a table reuse the moov bytes it came from. Words need their alignment: up to three bytes in front,
 // where the box's count stood, are used for that.
-unsigned int* convert_in_place(iso_file* file, size_t words) {
+unsigned int* convert_in_place(iso_file* file, const MoovWindow& window, size_t words) {
     unsigned char* from = file->buffer_next;
     unsigned char* to = from - reinterpret_cast<uintptr_t>(from) % alignof(unsigned int);
     if (to < window.start) return nullptr;
@@ -58,25 +52,19 @@ unsigned int* convert_in_place(iso_file* file, size_t words) {
 
 namespace qlip {
 
-MoovWindow::MoovWindow(const iso_file* file, unsigned char* start, int size) {
-    window = {file, start, size, size};
+int consumed_of_buffer(iso_file* file) {
+    const MoovWindow* window = window_of(file);
+    return window ? static_cast<int>(file->buffer_next - window->start) : INT_MAX;
 }
 
-MoovWindow::~MoovWindow() {
-    window = {};
-}
-
-int consumed_of_buffer(const iso_file* file) {
-    return has_window(file) ? static_cast<int>(file->buffer_next - window.start) : INT_MAX;
-}
-
-bool may_claim(const iso_file* file, long long bytes) {
+bool may_claim(iso_file* file, long long bytes) {
     if (bytes < 0) return false;
-    if (!has_window(file)) return bytes <= kTrustedPayload;
-    if (bytes > window.size) return false;
+    MoovWindow* window = window_of(file);
+    if (!window) return bytes <= kTrustedPayload;
+    if (bytes > window->size) return false;
     const long long missing = std::max(0LL, bytes - file->buffer_left);
-    if (missing > window.absent) return false;
-    window.absent -= missing;
+    if (missing > window->absent) return false;
+    window->absent -= missing;
     return true;
 }
 
@@ -95,8 +83,9 @@ unsigned int* read_table(iso_file* file, unsigned int count, unsigned int column
     const long long words = static_cast<long long>(count) * columns;
     const long long bytes = 4 * words;
     if (!may_claim(file, bytes) || bytes > INT_MAX) return nullptr;
-    if (has_window(file) && bytes <= file->buffer_left) {
-        if (auto* table = convert_in_place(file, static_cast<size_t>(words))) return table;
+    const MoovWindow* window = window_of(file);
+    if (window && bytes <= file->buffer_left) {
+        if (auto* table = convert_in_place(file, *window, static_cast<size_t>(words))) return table;
     }
     auto* table = static_cast<unsigned int*>(isoFFmalloc(file, static_cast<int>(bytes)));
     if (table) read_words(file, table, words);
@@ -113,7 +102,7 @@ chunk_span* read_chunk_starts(iso_file* file, unsigned int count) {
         chunks[i] = {load_be32(file->buffer_next + 4 * i), 0};
     if (there > 0) seek_buf(file, static_cast<int>(4 * there));
     for (long long i = there; i < count; ++i)
-        chunks[i] = {static_cast<unsigned int>(getint32(file)), 0};
+        chunks[i] = {read_u32(file), 0};
     return chunks;
 }
 
@@ -126,7 +115,7 @@ void read_words(iso_file* file, unsigned int* to, long long count) {
         count -= there;
     }
     for (; count > 0; --count)
-        *to++ = static_cast<unsigned int>(getint32(file));
+        *to++ = read_u32(file);
 }
 
 }  // namespace qlip

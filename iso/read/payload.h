@@ -9,21 +9,12 @@ namespace qlip {
 // Largest payload that is taken at its word. A larger box must prove that the stream reaches its end.
 inline constexpr int kTrustedPayload = 64 * 1024 * 1024;
 
-// The moov payload that this thread is parsing, for as long as the object lives.
-class MoovWindow {
-  public:
-    MoovWindow(const iso_file* file, unsigned char* start, int size);
-    ~MoovWindow();
-    MoovWindow(const MoovWindow&) = delete;
-    MoovWindow& operator=(const MoovWindow&) = delete;
-};
-
 // Bytes of the buffer that lie behind the cursor: how far back it may move.
-[[nodiscard]] int consumed_of_buffer(const iso_file* file);
+[[nodiscard]] int consumed_of_buffer(iso_file* file);
 
 // True if a box may ask for so many payload bytes: no more than the whole payload holds. Those that are
 // missing behind the cursor are granted once over, so that many boxes cannot claim the same absent bytes.
-[[nodiscard]] bool may_claim(const iso_file* file, long long bytes);
+[[nodiscard]] bool may_claim(iso_file* file, long long bytes);
 
 // Zeroed arena memory for a payload of n bytes and `extra` more, or null.
 [[nodiscard]] void* claim(iso_file* file, int n, int extra = 0);

@@ -12,23 +12,21 @@
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
 
-namespace {
+using namespace qlip;
 
-unsigned int read_count(iso_file* file) {
-    return static_cast<unsigned int>(getint32(file));
-}
+namespace {
 
 int refuse_extra(const char* message) {
     myfprintf(stderr, "%s", message);
-    return -1;
+    return kRefuse;
 }
 
 // Version, flags and count, then rows of `columns` words. Null when refused; *count is then 0.
 unsigned int* read_counted_table(iso_file* file, unsigned int columns, int* count) {
     skip(file, 4);
-    const unsigned int rows = read_count(file);
+    const unsigned int rows = read_u32(file);
     *count = 0;
-    unsigned int* table = qlip::read_table(file, rows, columns);
+    unsigned int* table = read_table(file, rows, columns);
     if (table) *count = static_cast<int>(rows);
     return table;
 }
@@ -92,7 +90,7 @@ struct Reached {
 
 void end_single_sample_chunks(iso_track* track) {
     for (int i = 0; i < track->chunk_count; ++i)
-        track->chunks[i].end = track->chunks[i].start + qlip::size_of_sample(track, i);
+        track->chunks[i].end = track->chunks[i].start + size_of_sample(track, i);
 }
 
 Reached end_chunks(iso_track* track) {
@@ -120,7 +118,7 @@ void clip(iso_track* track, const Reached& reached) {
 int read_pairs(iso_file* file, int (**rows)[2], int* count) {
     unsigned int* table = read_counted_table(file, 2, count);
     *rows = reinterpret_cast<int(*)[2]>(table);
-    return table ? 0 : -1;
+    return table ? kGoOn : kRefuse;
 }
 
 // Sum and largest entry, compared as signed.
@@ -152,8 +150,7 @@ void measure_sizes(iso_track* track) {
 int P_stbl(iso_file* file, int size) {
     const int result = parse(file, stbl_box, size);
     iso_track* track = file->current_track;
-    if (result == -1 || !track) return -1;
-    if (!time_tables_fit(track)) return -1;
+    if (result == kRefuse || !time_tables_fit(track)) return kRefuse;
     if (track->sample_count == track->chunk_count) {
         end_single_sample_chunks(track);
     } else {
@@ -165,62 +162,56 @@ int P_stbl(iso_file* file, int size) {
 
 int P_stts(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     if (track->stts) return refuse_extra("extra stts\n");
     return read_pairs(file, &track->stts, &track->stts_count);
 }
 
 int P_ctts(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     if (track->ctts) return refuse_extra("extra ctts\n");
     return read_pairs(file, &track->ctts, &track->ctts_count);
 }
 
 int P_stsz(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     if (track->sample_sizes) return refuse_extra("extra stsz\n");
     skip(file, 4);  // version, flags
-    track->sample_size = static_cast<unsigned int>(getint32(file));
-    const unsigned int count = read_count(file);
+    track->sample_size = read_u32(file);
+    const unsigned int count = read_u32(file);
     if (track->sample_size != 0) {
         track->sample_count = static_cast<int>(count);
         track->total_bytes = track->sample_size * count;
-        return 0;
+        return kGoOn;
     }
     track->sample_count = 0;
-    track->sample_sizes = qlip::read_table(file, count, 1);
-    if (!track->sample_sizes) return -1;
+    track->sample_sizes = read_table(file, count, 1);
+    if (!track->sample_sizes) return kRefuse;
     track->sample_count = static_cast<int>(count);
     measure_sizes(track);
-    return 0;
+    return kGoOn;
 }
 
 // A second table replaces the first.
 int P_stsc(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     track->stsc = reinterpret_cast<unsigned int(*)[3]>(read_counted_table(file, 3, &track->stsc_count));
-    return track->stsc ? 0 : -1;
+    return track->stsc ? kGoOn : kRefuse;
 }
 
 int P_stco(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     if (track->chunks) return refuse_extra("extra stco\n");
     skip(file, 4);  // version, flags
-    const unsigned int count = read_count(file);
-    track->chunks = qlip::read_chunk_starts(file, count);
-    if (!track->chunks) return -1;
+    const unsigned int count = read_u32(file);
+    track->chunks = read_chunk_starts(file, count);
+    if (!track->chunks) return kRefuse;
     track->chunk_count = static_cast<int>(count);
-    return 0;
+    return kGoOn;
 }
 
 int P_stss(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     if (track->sync_count != 0) return refuse_extra("extra stss\n");
     track->sync_samples = read_counted_table(file, 1, &track->sync_count);
-    return track->sync_samples ? 0 : -1;
+    return track->sync_samples ? kGoOn : kRefuse;
 }

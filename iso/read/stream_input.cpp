@@ -11,6 +11,8 @@
 #include "host/host_calls.h"
 #include "iso/read/payload.h"
 
+using namespace qlip;
+
 namespace {
 
 struct StreamRead {
@@ -56,12 +58,12 @@ int getbyte(iso_file* file) {
 
 int getint16(iso_file* file) {
     std::array<unsigned char, 2> field{};
-    return read_field(file, field) ? qlip::load_be16(field.data()) : -1;
+    return read_field(file, field) ? load_be16(field.data()) : -1;
 }
 
 int getint24(iso_file* file) {
     std::array<unsigned char, 3> field{};
-    return read_field(file, field) ? static_cast<int>(qlip::load_be24(field.data())) : -1;
+    return read_field(file, field) ? static_cast<int>(load_be24(field.data())) : -1;
 }
 
 int getint32(iso_file* file) {
@@ -72,7 +74,7 @@ int getint32(iso_file* file) {
         const StreamRead read = read_stream(file, field.data(), 4);
         if (read.status != 0 || read.count != 4) return -1;
     }
-    return static_cast<int>(qlip::load_be32(field.data()));
+    return static_cast<int>(load_be32(field.data()));
 }
 
 void getID(iso_file* file, char* dst) {
@@ -126,7 +128,7 @@ void read_buf(iso_file* file, void* dst, int n) {
 
 // A negative n moves back: boxes that are shorter than their fixed fields do so. It must stay in the buffer.
 void seek_buf(iso_file* file, int n) {
-    if (file->buffer_left < n || n < -qlip::consumed_of_buffer(file)) {
+    if (file->buffer_left < n || n < -consumed_of_buffer(file)) {
         myfprintf(stderr, "seek_buf, EOF %d left, %d requested\n", file->buffer_left, n);
         return;
     }

@@ -15,6 +15,23 @@ int getint24(iso_file* file);
 // 32 bits, or -1 when the stream failed or delivered less.
 int getint32(iso_file* file);
 
+// The same fields for a record that keeps them.
+namespace qlip {
+
+inline unsigned char read_u8(iso_file* file) {
+    return static_cast<unsigned char>(getbyte(file));
+}
+
+inline unsigned int read_u16(iso_file* file) {
+    return static_cast<unsigned int>(getint16(file));
+}
+
+inline unsigned int read_u32(iso_file* file) {
+    return static_cast<unsigned int>(getint32(file));
+}
+
+}  // namespace qlip
+
 // A four-character code and its terminator into dst[5].
 void getID(iso_file* file, char* dst);
 

@@ -6,6 +6,8 @@
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr const char* kExtraSdp = "extra sdp\n";
@@ -14,35 +16,34 @@ constexpr const char* kExtraSdp = "extra sdp\n";
 int keep_sdp(iso_file* file, char** text, int size) {
     if (*text) {
         myfprintf(stderr, kExtraSdp);
-        return -1;
+        return kRefuse;
     }
-    *text = reinterpret_cast<char*>(qlip::read_block(file, size));
-    return *text ? 0 : -1;
+    *text = reinterpret_cast<char*>(read_block(file, size));
+    return *text ? kGoOn : kRefuse;
 }
 
 }  // namespace
 
 int P_xml(iso_file* file, int size) {
     iso_track* track = file->current_track;
-    if (!track) return -1;
     skip(file, 4);  // version, flags
-    unsigned char* xml = qlip::read_block(file, size - 4);
-    if (!xml) return -1;
+    unsigned char* xml = read_block(file, size - 4);
+    if (!xml) return kRefuse;
     track->xml = xml;
     track->xml_size = size - 4;
-    return 0;
+    return kGoOn;
 }
 
 int P_tsel(iso_file* file, int size) {
     iso_track* track = file->current_track;
     if (!track || track->tsel_attributes) {
         myfprintf(stderr, "extra/misplaced tsel\n");
-        return -1;
+        return kRefuse;
     }
     skip(file, 4);  // version, flags
-    track->tsel_group = static_cast<unsigned int>(getint32(file));
-    track->tsel_attributes = reinterpret_cast<char*>(qlip::read_block(file, size - 8));
-    return track->tsel_attributes ? 0 : -1;
+    track->tsel_group = read_u32(file);
+    track->tsel_attributes = reinterpret_cast<char*>(read_block(file, size - 8));
+    return track->tsel_attributes ? kGoOn : kRefuse;
 }
 
 // A text that belongs to no track is passed over.
@@ -50,7 +51,7 @@ int P_sdp(iso_file* file, int size) {
     iso_track* track = file->current_track;
     if (track) return keep_sdp(file, &track->sdp, size);
     skip(file, size);
-    return 0;
+    return kGoOn;
 }
 
 int P_hnti_rtp(iso_file* file, int size) {
@@ -59,5 +60,5 @@ int P_hnti_rtp(iso_file* file, int size) {
     size -= 4;
     if (std::strcmp(format, "sdp ") == 0) return keep_sdp(file, &file->sdp, size);
     skip(file, size);
-    return 0;
+    return kGoOn;
 }

@@ -7,10 +7,11 @@
 #include "iso/read/box_tables.h"
 #include "iso/read/stream_input.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kHeaderSize = 8;
-constexpr int kStopWithSuccess = 1;
 // Boxes at the top level before the media data; a file of empty boxes would keep the parser busy for ever.
 constexpr int kMostTopLevelBoxes = 65536;
 
@@ -49,13 +50,14 @@ const isobox* find_row(const isobox* table, const char* type) {
 int handle_box(iso_file* file, const isobox* table, const BoxHeader& header, int payload) {
     const isobox* row = find_row(table, header.type);
     if (row->handler) {
+        if (row->owner == BoxOwner::Track && !file->current_track) return kRefuse;
         const int result = row->handler(file, payload);
-        if (result != 0) return result;
+        if (result != kGoOn) return result;
     } else if (payload != 0) {
         skip(file, payload);
     }
     if (row->name && std::strcmp(row->name, "moov") == 0) file->in_buffer = 0;
-    return 0;
+    return kGoOn;
 }
 
 // One walk over the children of a container.
@@ -72,15 +74,15 @@ class Walk {
             BoxHeader header;
             const unsigned char* start = file_->in_buffer ? file_->buffer_next : nullptr;
             // The depth stays as it is here; kept, positions behind an empty moov depend on it.
-            if (!read_box_header(file_, &header)) return to_end_ ? 0 : -1;
+            if (!read_box_header(file_, &header)) return to_end_ ? kGoOn : kRefuse;
             const int result = take(header, start);
-            if (result != 0) {
+            if (result != kGoOn) {
                 --file_->depth;
-                return result == kStopWithSuccess ? 0 : result;
+                return result == kStopWell ? kGoOn : result;
             }
         }
         --file_->depth;
-        return 0;
+        return kGoOn;
     }
 
   private:
@@ -93,9 +95,9 @@ class Walk {
         const int payload = account(header.size);
         if (file_->depth == 1) file_->position += kHeaderSize;
         const int result = handle_box(file_, table_, header, payload);
-        if (result != 0) return result;
+        if (result != kGoOn) return result;
         if (file_->depth == 1) file_->position += static_cast<unsigned int>(payload);
-        return goes_forward(header, start) ? 0 : -1;
+        return goes_forward(header, start) ? kGoOn : kRefuse;
     }
 
     // Takes a box off the limit. Returns the payload size; a box size of 0 ends the walk behind its header.
@@ -129,11 +131,11 @@ int parse(iso_file* file, isobox* table, int size) {
 }
 
 int read_header(iso_file* file) {
-    if (parse(file, file_box, 0) == -1) return -1;
+    if (parse(file, file_box, 0) == kRefuse) return kRefuse;
     if (file->mdat_image) {
         file->read_fn = mread;
         file->seek_fn = mseek;
         file->stream = file;
     }
-    return 0;
+    return kGoOn;
 }

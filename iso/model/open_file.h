@@ -1,0 +1,26 @@
+// What the engine knows of a file that isoFFopen made, kept behind the public record, whose layout is fixed.
+#pragma once
+
+#include "qlip/isoff.h"
+
+namespace qlip {
+
+// In `status_flags` of a file: the record is an OpenFile, not one of the host's own.
+inline constexpr unsigned int kOpenFileRecord = 1u << 31;
+
+// The moov payload that is being parsed: counts and sizes in it are claims on these bytes.
+struct MoovWindow {
+    unsigned char* start = nullptr;  // null: none
+    int size = 0;
+    long long absent = 0;  // bytes beyond the end that may still be claimed
+};
+
+struct OpenFile : iso_file {
+    MoovWindow moov;
+};
+
+inline OpenFile* open_file(iso_file* file) {
+    return file->status_flags & kOpenFileRecord ? static_cast<OpenFile*>(file) : nullptr;
+}
+
+}  // namespace qlip
