@@ -9,7 +9,6 @@
 namespace {
 
 constexpr const char* kPath = "filegen/src/box";
-constexpr unsigned int kUnknown = Vorn3gp::type_word("????");
 constexpr unsigned int kSecondsFrom1904To1970 = 2082844800;
 
 constexpr auto kHeader = [](auto& box, auto& fields) {
@@ -35,7 +34,7 @@ Archivable::~Archivable() = default;
 
 Rewindable::~Rewindable() = default;
 
-Box::Box() : Box(kUnknown) {}
+Box::Box() : Box(qlip::kNoType) {}
 
 Box::Box(unsigned int type_) : type(type_) {}
 
@@ -73,7 +72,7 @@ Stream& Box::Read(Stream& stream, unsigned int limit) {
 
 void Box::Reset() {
     size = 0;
-    type = kUnknown;
+    type = qlip::kNoType;
 }
 
 unsigned int Box::GetSize() const {
@@ -106,7 +105,7 @@ unsigned int peek_box(Stream& stream, unsigned int limit) {
         return box.GetType();
     }
     QLIP_LOG_DEBUG(kPath, "peek_box() returning unknown box due to EOF or stream position past file size");
-    return kUnknown;
+    return qlip::kNoType;
 }
 
 Timed::Timed() : creation_time(GetCurrentTimestamp()), modification_time(creation_time) {}

@@ -2,23 +2,32 @@
 #include "boxes/container.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
+#include <cstdio>
 #include <new>
 
 namespace {
 
 constexpr const char* kPath = "filegen/src/container";
-constexpr unsigned int kUnknown = Vorn3gp::type_word("????");
+
+// A child's member is named like its type.
+void require(const Vorn3gp::ContainerBox& box, const qlip::Child& child) {
+    if (child.presence == qlip::Presence::Optional || !child.is_missing(box)) return;
+    std::array<char, 16> assertion;
+    std::snprintf(assertion.data(), assertion.size(), "%.4s != __null",
+                  reinterpret_cast<const char*>(&child.type));
+    __assert_fail(assertion.data(), kPath, __LINE__, "Dump");
+}
 
 }  // namespace
 
 namespace qlip {
 
-Vorn3gp::Box& make_child_of(Vorn3gp::ContainerBox& parent, unsigned int type,
-                            std::span<const ChildRow> table) {
-    const auto row = std::find_if(table.begin(), table.end(),
-                                  [type](const ChildRow& candidate) { return candidate.type == type; });
-    if (row != table.end()) return row->make(parent);
+Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, unsigned int type, Children children) {
+    const auto known =
+        std::find_if(children.begin(), children.end(), [type](const Child& row) { return row.type == type; });
+    if (known != children.end()) return known->make(parent);
     auto unknown = std::make_unique<Vorn3gp::UnknownBox>();
     parent.AddOptionalBox(unknown.get(), true);
     return *unknown.release();
@@ -26,7 +35,7 @@ Vorn3gp::Box& make_child_of(Vorn3gp::ContainerBox& parent, unsigned int type,
 
 bool WalkGuard::goes_on(const Vorn3gp::Box& child, unsigned int before, unsigned int after) {
     if (after > before) return true;
-    const bool was_reset = child.GetType() == kUnknown && child.GetSizeWhole() == 0;
+    const bool was_reset = child.GetType() == kNoType && child.GetSizeWhole() == 0;
     if (after == before && was_reset) return false;
     if (after == before || went_back_) throw std::bad_alloc();
     went_back_ = true;
@@ -34,24 +43,48 @@ bool WalkGuard::goes_on(const Vorn3gp::Box& child, unsigned int before, unsigned
 }
 
 Vorn3gp::Stream& read_container(Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, unsigned int limit,
-                                std::span<const ChildRow> table) {
+                                Children children) {
     unsigned int end = Vorn3gp::macro_Tell(stream);
     box.Vorn3gp::Box::Read(stream, limit);
     end += box.GetSizeWhole();
     WalkGuard guard;
     unsigned int at = Vorn3gp::macro_Tell(stream);
     while (at < end) {
-        Vorn3gp::Box& child = make_child_of(box, Vorn3gp::peek_box(stream, limit), table);
-        child.Read(stream, limit);
+        Vorn3gp::Box& next = make_child(box, Vorn3gp::peek_box(stream, limit), children);
+        next.Read(stream, limit);
         const unsigned int before = at;
         at = Vorn3gp::macro_Tell(stream);
-        if (!guard.goes_on(child, before, at)) break;
+        if (!guard.goes_on(next, before, at)) break;
     }
     return stream;
 }
 
-void require(const void* child, const char* assertion) {
-    if (!child) __assert_fail(assertion, kPath, __LINE__, "Dump");
+Vorn3gp::Stream& dump_container(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream,
+                                Children children) {
+    for (const Child& row : children)
+        require(box, row);
+    box.Vorn3gp::Box::Dump(stream);
+    return dump_children(box, stream, children);
+}
+
+Vorn3gp::Stream& dump_children(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children) {
+    for (const Child& row : children)
+        require(box, row);
+    for (const Child& row : children)
+        row.dump(box, stream);
+    return stream;
+}
+
+unsigned int size_of_container(const Vorn3gp::ContainerBox& box, Children children) {
+    unsigned int size = box.Vorn3gp::Box::GetSize();
+    for (const Child& row : children)
+        size += row.size(box);
+    return size;
+}
+
+void delete_children(const Vorn3gp::ContainerBox& box, Children children) {
+    for (const Child& row : children)
+        row.delete_owned(box);
 }
 
 }  // namespace qlip

@@ -1,39 +1,96 @@
-// What all containers share: the walk of their children when read, and the description of their members by
-// which they are dumped, sized and deleted.
-//
-// A description of members is a generic lambda that names them in the order of a dump, each with its owned
-// flag and the text of the assertion that requires it, or null for a child that may be missing.
+// What all containers share: one list of children each, over which the container is read, dumped, sized and
+// deleted.
 #pragma once
 
 #include <memory>
 #include <span>
+#include <type_traits>
 
 #include "boxes/fields.h"
 #include "boxes/ownership.h"
 
 namespace qlip {
 
-// One row of a container's table of children: makes a child of that type and attaches it, owned.
-struct ChildRow {
+enum class Presence { Optional, Required };
+
+// A kind of child of one container, which is the parent that the functions take. The order of a container's
+// list is that of a dump.
+struct Child {
     unsigned int type;
-    Vorn3gp::Box& (*make)(Vorn3gp::ContainerBox& parent);
+    Presence presence;                              // in a dump
+    Vorn3gp::Box& (*make)(Vorn3gp::ContainerBox&);  // attaches a new one, owned
+    bool (*is_missing)(const Vorn3gp::ContainerBox&);
+    unsigned int (*size)(const Vorn3gp::ContainerBox&);  // 0 when missing
+    void (*dump)(const Vorn3gp::ContainerBox&, Vorn3gp::Stream&);
+    void (*delete_owned)(const Vorn3gp::ContainerBox&);
 };
 
-template <class Parent, class Child>
-Vorn3gp::Box& attach_new(Vorn3gp::ContainerBox& parent, void (Parent::*attach)(Child*, bool)) {
-    auto child = std::make_unique<Child>();
-    (static_cast<Parent&>(parent).*attach)(child.get(), true);
-    return *child.release();
+using Children = std::span<const Child>;
+
+// The operations of a Child whose member, owned flag (or the two sequences of them) and setter are these.
+template <auto Member, auto Owned, auto Attach>
+struct ChildOperations;
+
+template <class Parent, class Type, Type Parent::*Member, auto Owned, auto Attach>
+struct ChildOperations<Member, Owned, Attach> {
+    static constexpr bool kIsSequence = !std::is_pointer_v<Type>;
+
+    template <class Visit>
+    static void for_each(const Vorn3gp::ContainerBox& box, Visit visit) {
+        const auto& parent = static_cast<const Parent&>(box);
+        if constexpr (kIsSequence) {
+            const auto& owned = parent.*Owned;
+            for (size_t i = 0; i < (parent.*Member).size(); ++i)
+                visit((parent.*Member)[i], i < owned.size() && owned[i]);
+        } else if (parent.*Member) {
+            visit(parent.*Member, parent.*Owned);
+        }
+    }
+
+    static Vorn3gp::Box& make(Vorn3gp::ContainerBox& box) {
+        return attach_new(static_cast<Parent&>(box), Attach);
+    }
+
+    static bool is_missing(const Vorn3gp::ContainerBox& box) {
+        bool missing = true;
+        for_each(box, [&missing](const auto*, bool) { missing = false; });
+        return missing;
+    }
+
+    static unsigned int size(const Vorn3gp::ContainerBox& box) {
+        unsigned int sum = 0;
+        for_each(box, [&sum](const auto* child, bool) { sum += child->GetSize(); });
+        return sum;
+    }
+
+    static void dump(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream) {
+        for_each(box, [&stream](const auto* child, bool) { child->Dump(stream); });
+    }
+
+    static void delete_owned(const Vorn3gp::ContainerBox& box) {
+        for_each(box, [](const auto* child, bool owned) {
+            if (owned) delete child;
+        });
+    }
+
+  private:
+    template <class Class>
+    static Vorn3gp::Box& attach_new(Parent& parent, void (Parent::*attach)(Class*, bool)) {
+        auto child = std::make_unique<Class>();
+        (parent.*attach)(child.get(), true);
+        return *child.release();
+    }
+};
+
+template <auto Member, auto Owned, auto Attach>
+constexpr Child child(const char (&type)[5], Presence presence = Presence::Optional) {
+    using Operations = ChildOperations<Member, Owned, Attach>;
+    return {Vorn3gp::type_word(type), presence,         Operations::make,        Operations::is_missing,
+            Operations::size,         Operations::dump, Operations::delete_owned};
 }
 
-template <auto Attach>
-Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent) {
-    return attach_new(parent, Attach);
-}
-
-// The child for a type word: by the table, or an UnknownBox among the optional boxes.
-Vorn3gp::Box& make_child_of(Vorn3gp::ContainerBox& parent, unsigned int type,
-                            std::span<const ChildRow> table);
+// The new child for a type word: by the list, or an UnknownBox among the optional boxes.
+Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, unsigned int type, Children children);
 
 // Watches a walk over boxes, whose sizes may keep it from getting anywhere. Nothing but the position decides
 // what comes next, so a walk that meets a position again has no end.
@@ -51,49 +108,15 @@ class WalkGuard {
 // Reads a container: its header, then children up to its end. Where a child's Read leaves the stream, the
 // next one is looked for.
 Vorn3gp::Stream& read_container(Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, unsigned int limit,
-                                std::span<const ChildRow> table);
+                                Children children);
 
-// Ends the process as a failed assertion does, in all builds: a dump of an incomplete tree is an error in the
-// program.
-void require(const void* child, const char* assertion);
+// Writes a container, or the children alone. Ends the process, as a failed assertion does and in all builds,
+// when a required child is missing: a dump of an incomplete tree is an error in the program.
+Vorn3gp::Stream& dump_container(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children);
+Vorn3gp::Stream& dump_children(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children);
 
-template <class Container, class Members>
-void require_members(const Container& box, Members describe) {
-    describe(box, [](const auto* child, bool, const char* assertion) {
-        if (assertion) require(child, assertion);
-    });
-}
+unsigned int size_of_container(const Vorn3gp::ContainerBox& box, Children children);
 
-template <class Container, class Members>
-Vorn3gp::Stream& dump_members(Vorn3gp::Stream& stream, const Container& box, Members describe) {
-    describe(box, [&stream](const auto* child, bool, const char*) {
-        if (child) child->Dump(stream);
-    });
-    return stream;
-}
-
-// Header and members.
-template <class Container, class Members>
-Vorn3gp::Stream& dump_container(Vorn3gp::Stream& stream, const Container& box, Members describe) {
-    require_members(box, describe);
-    box.Vorn3gp::Box::Dump(stream);
-    return dump_members(stream, box, describe);
-}
-
-template <class Container, class Members>
-unsigned int size_of_container(const Container& box, Members describe) {
-    unsigned int size = box.Vorn3gp::Box::GetSize();
-    describe(box, [&size](const auto* child, bool, const char*) {
-        if (child) size += child->GetSize();
-    });
-    return size;
-}
-
-template <class Container, class Members>
-void delete_members(const Container& box, Members describe) {
-    describe(box, [](const auto* child, bool owned, const char*) {
-        if (owned) delete child;
-    });
-}
+void delete_children(const Vorn3gp::ContainerBox& box, Children children);
 
 }  // namespace qlip

@@ -16,6 +16,9 @@
 
 namespace qlip {
 
+// The type of a box that has none, or whose header was at the end of the stream.
+inline constexpr unsigned int kNoType = Vorn3gp::type_word("????");
+
 class FieldReader {
   public:
     explicit FieldReader(Vorn3gp::Stream& stream) : stream_(stream) {}

@@ -5,6 +5,20 @@
 
 #include "qlip/vorn3gp/box.h"
 
+// Define the setter and the getter of the child `member` of class Name##Box. `replace` is what happens to the
+// owned child that the setter replaces: set_child keeps it, replace_child deletes it.
+#define QLIP_CHILD_SETTER(Parent, Name, member, replace)     \
+    void Parent::Set##Name(Name##Box* child, bool owned) {   \
+        qlip::replace(member, member##_owned, child, owned); \
+    }
+#define QLIP_CHILD_GETTER(Parent, Name, member) \
+    Name##Box* Parent::Get##Name() const {      \
+        return member;                          \
+    }
+#define QLIP_CHILD(Parent, Name, member)               \
+    QLIP_CHILD_SETTER(Parent, Name, member, set_child) \
+    QLIP_CHILD_GETTER(Parent, Name, member)
+
 namespace qlip {
 
 // Keeps an object allocated for the rest of the process. A replaced child is never deleted: whoever got a
@@ -14,6 +28,14 @@ void keep_for_good(const void* object) noexcept;
 template <class Child>
 void set_child(Child*& member, bool& flag, Child* child, bool owned) {
     if (member && flag && member != child) keep_for_good(member);
+    member = child;
+    flag = owned;
+}
+
+// As set_child, but the replaced child is deleted.
+template <class Child>
+void replace_child(Child*& member, bool& flag, Child* child, bool owned) {
+    if (member && flag && member != child) delete member;
     member = child;
     flag = owned;
 }
@@ -37,7 +59,7 @@ void delete_owned(const std::vector<Child*>& children, const std::vector<bool>& 
 }
 
 template <class Child>
-unsigned int size_of_children(const std::vector<Child*>& children) {
+unsigned int size_of(const std::vector<Child*>& children) {
     unsigned int size = 0;
     for (const Child* child : children)
         size += child->GetSize();
@@ -45,7 +67,7 @@ unsigned int size_of_children(const std::vector<Child*>& children) {
 }
 
 template <class Child>
-Vorn3gp::Stream& dump_children(Vorn3gp::Stream& stream, const std::vector<Child*>& children) {
+Vorn3gp::Stream& dump(Vorn3gp::Stream& stream, const std::vector<Child*>& children) {
     for (const Child* child : children)
         child->Dump(stream);
     return stream;

@@ -4,8 +4,10 @@
 #include "boxes/input.h"
 #include "common/log.h"
 
-using qlip::make_child;
-using Vorn3gp::type_word;
+using qlip::child;
+using enum qlip::Presence;
+
+namespace Vorn3gp {
 
 namespace {
 
@@ -20,18 +22,19 @@ constexpr auto kEdit = [](auto& entry, auto& fields) {
 
 constexpr auto kTrackReference = [](auto& box, auto& fields) { fields.be32(box.track_ID); };
 
-constexpr auto kDinf = [](auto& box, auto&& member) { member(box.dref, box.dref_owned, "dref != __null"); };
-constexpr auto kEdts = [](auto& box, auto&& member) { member(box.elst, box.elst_owned, "elst != __null"); };
-constexpr auto kTref = [](auto& box, auto&& member) { member(box.hint, box.hint_owned, "hint != __null"); };
+constexpr qlip::Child kDinf[] = {
+    child<&DinfBox::dref, &DinfBox::dref_owned, &DinfBox::SetDref>("dref", Required),
+};
 
-constexpr qlip::ChildRow kDinfChildren[] = {{type_word("dref"), make_child<&Vorn3gp::DinfBox::SetDref>}};
-constexpr qlip::ChildRow kEdtsChildren[] = {{type_word("elst"), make_child<&Vorn3gp::EdtsBox::SetElst>}};
-constexpr qlip::ChildRow kTrefChildren[] = {
-    {type_word("hint"), make_child<&Vorn3gp::TrefBox::SetTrackReferenceTypeBox>}};
+constexpr qlip::Child kEdts[] = {
+    child<&EdtsBox::elst, &EdtsBox::elst_owned, &EdtsBox::SetElst>("elst", Required),
+};
+
+constexpr qlip::Child kTref[] = {
+    child<&TrefBox::hint, &TrefBox::hint_owned, &TrefBox::SetTrackReferenceTypeBox>("hint", Required),
+};
 
 }  // namespace
-
-namespace Vorn3gp {
 
 DataEntryBox::DataEntryBox() : FullBox(type_word("url "), 0, 1) {}
 
@@ -52,7 +55,7 @@ DrefBox::~DrefBox() {
 Stream& DrefBox::Dump(Stream& stream) const {
     FullBox::Dump(stream);
     var32_write(stream, static_cast<unsigned int>(entries.size()));
-    return qlip::dump_children(stream, entries);
+    return qlip::dump(stream, entries);
 }
 
 Stream& DrefBox::Read(Stream& stream, unsigned int limit) {
@@ -70,7 +73,7 @@ Stream& DrefBox::Read(Stream& stream, unsigned int limit) {
 }
 
 unsigned int DrefBox::GetSize() const {
-    return FullBox::GetSize() + 4 + qlip::size_of_children(entries);
+    return FullBox::GetSize() + 4 + qlip::size_of(entries);
 }
 
 void DrefBox::AddDataEntryBox(DataEntryBox* entry, bool owned) {
@@ -80,24 +83,22 @@ void DrefBox::AddDataEntryBox(DataEntryBox* entry, bool owned) {
 DinfBox::DinfBox() : ContainerBox(type_word("dinf")) {}
 
 DinfBox::~DinfBox() {
-    qlip::delete_members(*this, kDinf);
+    qlip::delete_children(*this, kDinf);
 }
 
 Stream& DinfBox::Dump(Stream& stream) const {
-    return qlip::dump_container(stream, *this, kDinf);
+    return qlip::dump_container(*this, stream, kDinf);
 }
 
 Stream& DinfBox::Read(Stream& stream, unsigned int limit) {
-    return qlip::read_container(*this, stream, limit, kDinfChildren);
+    return qlip::read_container(*this, stream, limit, kDinf);
 }
 
 unsigned int DinfBox::GetSize() const {
     return qlip::size_of_container(*this, kDinf);
 }
 
-void DinfBox::SetDref(DrefBox* child, bool owned) {
-    qlip::set_child(dref, dref_owned, child, owned);
-}
+QLIP_CHILD_SETTER(DinfBox, Dref, dref, set_child)
 
 ElstBox::ElstBox() : FullBox(type_word("elst"), 0, 0) {}
 
@@ -133,28 +134,22 @@ const std::vector<tagELST_EDIT_ENTRY>& ElstBox::GetEditEntries() const {
 EdtsBox::EdtsBox() : ContainerBox(type_word("edts")) {}
 
 EdtsBox::~EdtsBox() {
-    qlip::delete_members(*this, kEdts);
+    qlip::delete_children(*this, kEdts);
 }
 
 Stream& EdtsBox::Dump(Stream& stream) const {
-    return qlip::dump_container(stream, *this, kEdts);
+    return qlip::dump_container(*this, stream, kEdts);
 }
 
 Stream& EdtsBox::Read(Stream& stream, unsigned int limit) {
-    return qlip::read_container(*this, stream, limit, kEdtsChildren);
+    return qlip::read_container(*this, stream, limit, kEdts);
 }
 
 unsigned int EdtsBox::GetSize() const {
     return qlip::size_of_container(*this, kEdts);
 }
 
-void EdtsBox::SetElst(ElstBox* child, bool owned) {
-    qlip::set_child(elst, elst_owned, child, owned);
-}
-
-ElstBox* EdtsBox::GetElst() const {
-    return elst;
-}
+QLIP_CHILD(EdtsBox, Elst, elst)
 
 TrackReferenceTypeBox::TrackReferenceTypeBox() : Box(type_word("hint")) {}
 
@@ -182,15 +177,15 @@ unsigned int TrackReferenceTypeBox::GetTrackID(unsigned int index) const {
 TrefBox::TrefBox() : ContainerBox(type_word("tref")) {}
 
 TrefBox::~TrefBox() {
-    qlip::delete_members(*this, kTref);
+    qlip::delete_children(*this, kTref);
 }
 
 Stream& TrefBox::Dump(Stream& stream) const {
-    return qlip::dump_container(stream, *this, kTref);
+    return qlip::dump_container(*this, stream, kTref);
 }
 
 Stream& TrefBox::Read(Stream& stream, unsigned int limit) {
-    return qlip::read_container(*this, stream, limit, kTrefChildren);
+    return qlip::read_container(*this, stream, limit, kTref);
 }
 
 unsigned int TrefBox::GetSize() const {

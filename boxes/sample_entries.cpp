@@ -283,7 +283,7 @@ AMRSpecificBox* AMRSampleEntry::GetAMRSpecific() const {
     return amr_specific;
 }
 
-NullSampleEntry::NullSampleEntry() : SampleEntry(type_word("????"), 1) {}
+NullSampleEntry::NullSampleEntry() : SampleEntry(qlip::kNoType, 1) {}
 
 NullSampleEntry::~NullSampleEntry() {
     delete[] payload;

@@ -318,7 +318,7 @@ StsdBox::~StsdBox() {
 Stream& StsdBox::Dump(Stream& stream) const {
     FullBox::Dump(stream);
     var32_write(stream, static_cast<unsigned int>(sample_entries.size()));
-    return qlip::dump_children(stream, sample_entries);
+    return qlip::dump(stream, sample_entries);
 }
 
 // An entry joins the table only when it was read whole.
@@ -336,7 +336,7 @@ Stream& StsdBox::Read(Stream& stream, unsigned int limit) {
 }
 
 unsigned int StsdBox::GetSize() const {
-    return FullBox::GetSize() + 4 + qlip::size_of_children(sample_entries);
+    return FullBox::GetSize() + 4 + qlip::size_of(sample_entries);
 }
 
 Stream& StsdBox::GoToStart(Stream& stream) {

@@ -3,22 +3,19 @@
 #include "qlip/vorn3gp/containers.h"
 #include "qlip/vorn3gp/file.h"
 
-using qlip::make_child;
-using Vorn3gp::type_word;
+using qlip::child;
+using enum qlip::Presence;
+
+namespace Vorn3gp {
 
 namespace {
 
 constexpr const char* kPath = "filegen/src/simple3gp";
 
-constexpr auto kMembers = [](auto& file, auto&& member) {
-    member(file.ftyp, file.ftyp_owned, "ftyp != __null");
-    member(file.moov, file.moov_owned, "moov != __null");
-};
-
-constexpr qlip::ChildRow kChildren[] = {
-    {type_word("mdat"), make_child<&Vorn3gp::Simple3gp::AddMdat>},
-    {type_word("moov"), make_child<&Vorn3gp::Simple3gp::SetMoov>},
-    {type_word("ftyp"), make_child<&Vorn3gp::Simple3gp::SetFtyp>},
+constexpr qlip::Child kFile[] = {
+    child<&Simple3gp::ftyp, &Simple3gp::ftyp_owned, &Simple3gp::SetFtyp>("ftyp", Required),
+    child<&Simple3gp::moov, &Simple3gp::moov_owned, &Simple3gp::SetMoov>("moov", Required),
+    child<&Simple3gp::mdats, &Simple3gp::mdats_owned, &Simple3gp::AddMdat>("mdat"),
 };
 
 const char* class_name(unsigned int type) {
@@ -36,19 +33,14 @@ const char* class_name(unsigned int type) {
 
 }  // namespace
 
-namespace Vorn3gp {
-
 Simple3gp::Simple3gp() = default;
 
 Simple3gp::~Simple3gp() {
-    qlip::delete_members(*this, kMembers);
-    qlip::delete_owned(mdats, mdats_owned);
+    qlip::delete_children(*this, kFile);
 }
 
 Stream& Simple3gp::Dump(Stream& stream) const {
-    qlip::require_members(*this, kMembers);
-    qlip::dump_members(stream, *this, kMembers);
-    return qlip::dump_children(stream, mdats);
+    return qlip::dump_children(*this, stream, kFile);
 }
 
 Stream& Simple3gp::Read(Stream& stream, unsigned int /*limit*/) {
@@ -61,7 +53,7 @@ Stream& Simple3gp::Read(Stream& stream, unsigned int /*limit*/) {
         const unsigned int at = macro_Tell(stream);
         if (at >= file_size || (last && !guard.goes_on(*last, before, at))) break;
         QLIP_LOG_DEBUG(kPath, "Simple3gp::Read() Creating %s", class_name(next));
-        Box& box = qlip::make_child_of(*this, next, kChildren);
+        Box& box = qlip::make_child(*this, next, kFile);
         box.Read(stream, file_size);
         last = &box;
         before = at;
@@ -70,24 +62,11 @@ Stream& Simple3gp::Read(Stream& stream, unsigned int /*limit*/) {
     return stream;
 }
 
-void Simple3gp::SetFtyp(FtypBox* child, bool owned) {
-    qlip::set_child(ftyp, ftyp_owned, child, owned);
-}
-
-void Simple3gp::SetMoov(MoovBox* child, bool owned) {
-    qlip::set_child(moov, moov_owned, child, owned);
-}
+QLIP_CHILD(Simple3gp, Ftyp, ftyp)
+QLIP_CHILD(Simple3gp, Moov, moov)
 
 void Simple3gp::AddMdat(MdatBox* child, bool owned) {
     qlip::append_child(mdats, mdats_owned, child, owned);
-}
-
-FtypBox* Simple3gp::GetFtyp() const {
-    return ftyp;
-}
-
-MoovBox* Simple3gp::GetMoov() const {
-    return moov;
 }
 
 }  // namespace Vorn3gp
