@@ -31,7 +31,7 @@ void start_file(iso_file* file, bool writing) {
     file->timescale = 600;
     file->direct_index = 1;
     file->minor_version = 0xFFFFFFFF;
-    file->status_flags = kOpenFileRecord;
+    file->from_open = 1;
     if (!writing) return;
     file->writing = 1;
     file->header_bytes = 194;
@@ -126,8 +126,6 @@ iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int*
     }
     // The result is of no interest: a file that was read in part is used as far as it goes.
     read_header(file);
-    // Writing hosts set and compare the flags as a whole.
-    if (file->writing) file->status_flags &= ~kOpenFileRecord;
     return file;
 }
 

@@ -81,6 +81,7 @@ struct iso_pending_buffer {
 struct iso_file {  // NOLINT(clang-analyzer-optin.performance.Padding)
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io;
     unsigned char indexed_read;  // samples come through IndexRead instead of Seek and SeekNRead
+    unsigned char from_open;     // 1: isoFFopen made the record; 0 in one of the host's own
     unsigned int magic;          // 0xc0de100
     unsigned int od_id;
     unsigned int od_profile, scene_profile, visual_profile, graphics_profile, audio_profile;
@@ -106,7 +107,7 @@ struct iso_file {  // NOLINT(clang-analyzer-optin.performance.Padding)
     unsigned int max_file_size;
     double max_duration;        // seconds
     double interleave_period;   // seconds
-    unsigned int status_flags;  // ISO_STATUS_*; the other bits are the engine's
+    unsigned int status_flags;  // ISO_STATUS_*
     char* sdp;                  // movie-level SDP text
     int direct_tracks;
     iso_track* direct_track;

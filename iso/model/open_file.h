@@ -5,9 +5,6 @@
 
 namespace qlip {
 
-// In `status_flags` of a file: the record is an OpenFile, not one of the host's own.
-inline constexpr unsigned int kOpenFileRecord = 1u << 31;
-
 // The moov payload that is being parsed: counts and sizes in it are claims on these bytes.
 struct MoovWindow {
     unsigned char* start = nullptr;  // null: none
@@ -20,7 +17,7 @@ struct OpenFile : iso_file {
 };
 
 inline OpenFile* open_file(iso_file* file) {
-    return file->status_flags & kOpenFileRecord ? static_cast<OpenFile*>(file) : nullptr;
+    return file->from_open ? static_cast<OpenFile*>(file) : nullptr;
 }
 
 }  // namespace qlip
