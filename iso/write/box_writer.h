@@ -53,10 +53,6 @@ int w_stss(int pass, iso_track* track, unsigned char* dst);
 int w_sbgp(int pass, iso_track* track, unsigned char* dst);
 int w_sgpd(int pass, iso_track* track, unsigned char* dst);
 
-// Bytes that the storing pass writes beyond what the counting pass counted: more sbgp rows than sbgp_count
-// says.
-int uncounted_bytes(const iso_track* track);
-
 // box_writer_entries.cpp: sample descriptions.
 int w_stsd(int pass, iso_track* track, unsigned char* dst);
 int w_sampleEntry(int pass, iso_track* track, unsigned char* dst);
@@ -84,3 +80,11 @@ int w_schi(int pass, iso_track* track, unsigned char* dst);
 // Fields shared by the sample entries of a kind: the bytes written, not a box.
 int w_video_info(int pass, iso_track* track, unsigned char* dst);
 int w_audio_info(int pass, iso_track* track, unsigned char* dst);
+
+namespace qlip {
+
+// Bytes that the storing pass writes beyond what the counting pass counted: more sbgp rows than sbgp_count
+// says.
+int uncounted_bytes(const iso_track* track);
+
+}  // namespace qlip

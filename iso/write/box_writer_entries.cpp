@@ -4,9 +4,7 @@
 #include "iso/write/box_writer.h"
 #include "iso/write/put_sequence.h"
 
-using qlip::PutBox;
-using qlip::PutDescriptor;
-using qlip::PutSequence;
+using namespace qlip;
 
 namespace {
 
@@ -20,15 +18,15 @@ constexpr unsigned int kSlConfig = 6;
 int put_entry(int pass, iso_track* track, unsigned char* dst, const char* type,
               int (*fields)(int, iso_track*, unsigned char*),
               int (*configuration)(int, iso_track*, unsigned char*)) {
-    return qlip::put_container<iso_track>(pass, track, dst, type, {fields, configuration});
+    return put_container<iso_track>(pass, track, dst, type, {fields, configuration});
 }
 
 // Parameter sets in stored form. With four-byte NAL lengths the reading side keeps each set behind two zero
 // bytes, which widen its length prefix; the box has the two-byte prefix alone.
 void put_parameter_sets(PutSequence& box, unsigned char* sets, int count, unsigned int nal_length_size) {
     for (int i = 0; sets && i < count; ++i) {
-        if (nal_length_size == 4 && qlip::load_be16(sets) == 0) sets += 2;
-        const int size = 2 + qlip::load_be16(sets);
+        if (nal_length_size == 4 && load_be16(sets) == 0) sets += 2;
+        const int size = 2 + load_be16(sets);
         box.bytes(sets, size);
         sets += size;
     }
@@ -83,20 +81,6 @@ int w_sampleEntry(int pass, iso_track* track, unsigned char* dst) {
     }
 }
 
-int w_video_info(int pass, iso_track* track, unsigned char* dst) {
-    PutSequence fields(pass, dst);
-    fields.u32s({0, 1, 0, 0, 0, 0}).u16(track->width).u16(track->height);
-    fields.u32s({track->h_resolution, track->v_resolution, 0}).u16(1);
-    fields.u32s({0, 0, 0, 0, 0, 0, 0, 0}).u16(track->depth).u16(65535);
-    return fields.size();
-}
-
-int w_audio_info(int pass, iso_track* track, unsigned char* dst) {
-    PutSequence fields(pass, dst);
-    fields.u32s({0, 1, 0, 0}).u16(2).u16(16).u16(0).u16(0).u16(track->timescale).u16(0);
-    return fields.size();
-}
-
 int w_mp4v(int pass, iso_track* track, unsigned char* dst) {
     return put_entry(pass, track, dst, "mp4v", w_video_info, w_esds);
 }
@@ -109,14 +93,14 @@ int w_s263(int pass, iso_track* track, unsigned char* dst) {
     return put_entry(pass, track, dst, "s263", w_video_info, w_d263);
 }
 
-int w_avc1(int pass, iso_track* track, unsigned char* dst) {
-    return put_entry(pass, track, dst, "avc1", w_video_info, w_avcC);
-}
-
 int w_samr(int pass, iso_track* track, unsigned char* dst) {
     if (track->codec == ISO_CODEC_SAWP) return put_entry(pass, track, dst, "sawp", w_audio_info, w_dawp);
     const char* type = track->codec == ISO_CODEC_SAWB ? "sawb" : "samr";
     return put_entry(pass, track, dst, type, w_audio_info, w_damr);
+}
+
+int w_avc1(int pass, iso_track* track, unsigned char* dst) {
+    return put_entry(pass, track, dst, "avc1", w_video_info, w_avcC);
 }
 
 int w_rtp(int pass, iso_track* track, unsigned char* dst) {
@@ -210,7 +194,7 @@ int w_srpp(int pass, iso_track* track, unsigned char* dst) {
 }
 
 int w_schm(int pass, iso_track* track, unsigned char* dst) {
-    if (!qlip::has_text(track->scheme_type)) return 0;
+    if (!has_text(track->scheme_type)) return 0;
     PutBox box(pass, dst, "schm");
     box.u32(track->scheme_url ? 1 : 0).id(track->scheme_type).u32(track->scheme_version);
     if (track->scheme_url) box.text(track->scheme_url).u8(0);
@@ -222,4 +206,18 @@ int w_schi(int pass, iso_track* track, unsigned char* dst) {
     PutBox box(pass, dst, "schi");
     box.bytes(track->schi, track->schi_size);
     return box.finish();
+}
+
+int w_video_info(int pass, iso_track* track, unsigned char* dst) {
+    PutSequence fields(pass, dst);
+    fields.u32s({0, 1, 0, 0, 0, 0}).u16(track->width).u16(track->height);
+    fields.u32s({track->h_resolution, track->v_resolution, 0}).u16(1);
+    fields.u32s({0, 0, 0, 0, 0, 0, 0, 0}).u16(track->depth).u16(65535);
+    return fields.size();
+}
+
+int w_audio_info(int pass, iso_track* track, unsigned char* dst) {
+    PutSequence fields(pass, dst);
+    fields.u32s({0, 1, 0, 0}).u16(2).u16(16).u16(0).u16(0).u16(track->timescale).u16(0);
+    return fields.size();
 }

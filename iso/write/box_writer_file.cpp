@@ -4,8 +4,7 @@
 #include "iso/write/put_sequence.h"
 #include "iso/write/unity_matrix.h"
 
-using qlip::has_text;
-using qlip::PutBox;
+using namespace qlip;
 
 namespace {
 
@@ -21,7 +20,7 @@ bool names_mp42(const iso_file* file) {
 
 int w_header(int pass, iso_file* file, unsigned char* dst, unsigned int media_length) {
     if (file->status_flags & ISO_STATUS_DIRECT) return w_moov(pass, file, dst);
-    qlip::PutSequence header(pass, dst);
+    PutSequence header(pass, dst);
     header.child(w_ftyp, file).child(w_moov, file);
     header.u32(media_length + 8).id(const_cast<char*>("mdat"));
     return header.size();
@@ -73,12 +72,12 @@ int w_iods(int pass, iso_file* file, unsigned char* dst) {
 
 int w_udta(int pass, iso_file* file, unsigned char* dst) {
     if (!has_text(file->sdp)) return 0;
-    return qlip::put_container<iso_file>(pass, file, dst, "udta", {w_hnti});
+    return put_container<iso_file>(pass, file, dst, "udta", {w_hnti});
 }
 
 int w_hnti(int pass, iso_file* file, unsigned char* dst) {
     if (!has_text(file->sdp)) return 0;
-    return qlip::put_container<iso_file>(pass, file, dst, "hnti", {w_sdp});
+    return put_container<iso_file>(pass, file, dst, "hnti", {w_sdp});
 }
 
 int w_sdp(int pass, iso_file* file, unsigned char* dst) {

@@ -6,9 +6,13 @@
 #include "iso/write/box_writer.h"
 #include "iso/write/put_sequence.h"
 
-using qlip::PutBox;
+using namespace qlip;
 
 namespace {
+
+constexpr int kRowCountOffset = 12;  // in a table behind version and flags
+
+using FrameField = unsigned int iso_data::*;
 
 // Bytes of a table with `count` rows; an empty one has room for a row.
 int table_size(int fixed, int row, int count) {
@@ -17,11 +21,8 @@ int table_size(int fixed, int row, int count) {
 
 // Rewrites the number of rows once it is known.
 void store_row_count(int pass, unsigned char* box, unsigned int rows) {
-    constexpr int kCountOffset = 12;
-    put32(pass, box + kCountOffset, rows);
+    put32(pass, box + kRowCountOffset, rows);
 }
-
-using FrameField = unsigned int iso_data::*;
 
 // Rows of (frames, value) by runs of an equal value. Returns their number; an empty list gives one row of
 // zeros.
@@ -57,8 +58,8 @@ int put_time_table(int pass, const iso_track* track, unsigned char* dst, const c
 }  // namespace
 
 int w_stbl(int pass, iso_track* track, unsigned char* dst) {
-    return qlip::put_container<iso_track>(
-        pass, track, dst, "stbl", {w_stts, w_stsd, w_ctts, w_stsz, w_stsc, w_stco, w_stss, w_sbgp, w_sgpd});
+    return put_container<iso_track>(pass, track, dst, "stbl",
+                                    {w_stts, w_stsd, w_ctts, w_stsz, w_stsc, w_stco, w_stss, w_sbgp, w_sgpd});
 }
 
 int w_stts(int pass, iso_track* track, unsigned char* dst) {
@@ -149,14 +150,6 @@ int w_sbgp(int pass, iso_track* track, unsigned char* dst) {
     return written;
 }
 
-int uncounted_bytes(const iso_track* track) {
-    int rows = 0;
-    for (const iso_group_run* run = track->sbgp; run; run = run->next)
-        ++rows;
-    const int beyond = rows - (track->sbgp_count == 0 ? 1 : track->sbgp_count);
-    return beyond > 0 ? 8 * beyond : 0;
-}
-
 int w_sgpd(int pass, iso_track* track, unsigned char* dst) {
     if (!track->sgpd) return 0;
     PutBox box(pass, dst, "sgpd");
@@ -170,3 +163,15 @@ int w_sgpd(int pass, iso_track* track, unsigned char* dst) {
     }
     return box.finish();
 }
+
+namespace qlip {
+
+int uncounted_bytes(const iso_track* track) {
+    int rows = 0;
+    for (const iso_group_run* run = track->sbgp; run; run = run->next)
+        ++rows;
+    const int beyond = rows - (track->sbgp_count == 0 ? 1 : track->sbgp_count);
+    return beyond > 0 ? 8 * beyond : 0;
+}
+
+}  // namespace qlip

@@ -2,9 +2,7 @@
 #include "iso/write/box_writer.h"
 #include "iso/write/put_sequence.h"
 
-using qlip::has_text;
-using qlip::put_container;
-using qlip::PutBox;
+using namespace qlip;
 
 namespace {
 
@@ -21,10 +19,10 @@ bool has_track_selection(const iso_track* track) {
 unsigned int duration_in_movie_time(const iso_track* track) {
     if (track->timescale == 0) return 0;
     const double seconds = static_cast<double>(track->duration) / track->timescale;
-    return qlip::to_u32(seconds * track->file->timescale);
+    return to_u32(seconds * track->file->timescale);
 }
 
-int w_media_header(int pass, iso_track* track, unsigned char* dst) {
+int put_media_header(int pass, iso_track* track, unsigned char* dst) {
     switch (track->handler[0]) {
         case 'h':
             return w_hmhd(pass, track, dst);
@@ -101,7 +99,7 @@ int w_hdlr(int pass, iso_track* track, unsigned char* dst) {
 }
 
 int w_minf(int pass, iso_track* track, unsigned char* dst) {
-    return put_container<iso_track>(pass, track, dst, "minf", {w_media_header, w_dinf, w_stbl});
+    return put_container<iso_track>(pass, track, dst, "minf", {put_media_header, w_dinf, w_stbl});
 }
 
 int w_hmhd(int pass, iso_track* /*track*/, unsigned char* dst) {

@@ -7,7 +7,12 @@
 #include "iso/write/put_sequence.h"
 #include "iso/write/writer_output.h"
 
+using namespace qlip;
+
 namespace {
+
+// The current track's next step in dwr_flush.
+enum class Step { Write, Stop, NextTrack };
 
 bool is_closed(const iso_track* track) {
     return track->flags & ISO_TRACK_CLOSED;
@@ -27,11 +32,11 @@ int start_output(iso_file* file) {
     auto* head = static_cast<unsigned char*>(isoFFmalloc(file, size));
     if (!head) return ISO_WRITE_NO_MEMORY;
     w_ftyp(1, file, head);
-    qlip::PutSequence(1, head + ftyp_size).u32(0).id(const_cast<char*>("mdat"));
-    const bool written = file->stream && qlip::put_out(file, head, size);
+    PutSequence(1, head + ftyp_size).u32(0).id(const_cast<char*>("mdat"));
+    const bool written = file->stream && put_out(file, head, size);
     isoFFfree(head);
     if (!written) {
-        qlip::set_failed(file);
+        set_failed(file);
         return ISO_WRITE_FAILED;
     }
     file->mdat_start = static_cast<unsigned int>(ftyp_size);
@@ -52,19 +57,19 @@ void let_go_of_data(iso_data* frame, const void* caller_buffer) {
 }
 
 unsigned int written_size_table_cost(const iso_track* track, const iso_data* frame) {
-    return qlip::size_table_cost(track, frame, track->written_samples);
+    return size_table_cost(track, frame, track->written_samples);
 }
 
 bool has_room(const iso_track* track, const iso_data* frame) {
     const unsigned int estimate = track->file->header_bytes + written_size_table_cost(track, frame);
-    return qlip::fits(track->file, estimate, frame->size) &&
+    return fits(track->file, estimate, frame->size) &&
            uint64_t{track->written_duration} + frame->delta <= track->duration_limit;
 }
 
 void account_for(iso_track* track, iso_data* frame) {
     iso_file* file = track->file;
     unsigned int cost = written_size_table_cost(track, frame);
-    qlip::leave_constant_size(track, frame);
+    leave_constant_size(track, frame);
     const auto size = static_cast<unsigned int>(frame->size);
     frame->offset = file->position;
     file->position += size;
@@ -78,9 +83,6 @@ void account_for(iso_track* track, iso_data* frame) {
     track->pending = frame->next;
 }
 
-// The current track's next step in dwr_flush.
-enum class Step { Write, Stop, NextTrack };
-
 // A track that has no more frames leaves its turn to the others. Sets *time to where the track's clock stands
 // behind its frame.
 Step next_step(iso_track* track, double* time) {
@@ -91,7 +93,7 @@ Step next_step(iso_track* track, double* time) {
         track->track_time = file->interleave_period;
         return Step::NextTrack;
     }
-    *time = track->track_time + qlip::media_seconds(track, track->pending->delta);
+    *time = track->track_time + media_seconds(track, track->pending->delta);
     const bool slice_full = takes_turns && track->track_time != 0 && *time >= file->interleave_period;
     return slice_full ? Step::NextTrack : Step::Write;
 }
@@ -101,11 +103,11 @@ int write_pending(iso_track* track, double time, const void* caller_buffer) {
     iso_file* file = track->file;
     iso_data* frame = track->pending;
     if (!has_room(track, frame)) {
-        qlip::cut_frames_at(track, frame, caller_buffer);
+        cut_frames_at(track, frame, caller_buffer);
         track->flags |= ISO_TRACK_CLOSED;
         return 0;
     }
-    if (!qlip::put_out(file, frame->data, frame->size)) return ISO_WRITE_FAILED;
+    if (!put_out(file, frame->data, frame->size)) return ISO_WRITE_FAILED;
     let_go_of_data(frame, caller_buffer);
     track->track_time = time;
     account_for(track, frame);
@@ -115,7 +117,7 @@ int write_pending(iso_track* track, double time, const void* caller_buffer) {
 // Leaves out frames whose track never had a turn, which it has only among the first `direct_tracks` ones.
 void take_what_was_written(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next) {
-        if (track->pending) qlip::cut_frames_at(track, track->pending, nullptr);
+        if (track->pending) cut_frames_at(track, track->pending, nullptr);
         track->sample_count = static_cast<int>(track->written_samples);
         track->duration = track->written_duration;
     }
@@ -123,28 +125,28 @@ void take_what_was_written(iso_file* file) {
 
 // After a failed write: the header has to fit into what the output took.
 bool shrink_to_the_output(iso_file* file) {
-    FILE* out = qlip::output(file);
+    FILE* out = output(file);
     clearerr(out);
     for (const iso_track* track = file->tracks; track; track = track->next) {
         file->header_bytes -= track->written_cost;
     }
     file->header_bytes += 8;
-    if (!qlip::move_to(file, 0, SEEK_END)) return false;
+    if (!move_to(file, 0, SEEK_END)) return false;
     const long taken = ftell(out);
     if (taken < 0) return false;
     file->max_file_size = static_cast<unsigned int>(taken);
     file->position = file->mdat_start + 8;
     dwr_resize(file);
-    return qlip::move_to(file, static_cast<long>(file->position), SEEK_SET);
+    return move_to(file, static_cast<long>(file->position), SEEK_SET);
 }
 
 // False when the header did not reach the output.
 bool write_movie_box(iso_file* file) {
     const int counted = w_header(0, file, nullptr, 0);
     int size = 0;
-    unsigned char* header = qlip::make_header(file, counted, 0, &size);
+    unsigned char* header = make_header(file, counted, 0, &size);
     if (!header) return false;
-    FILE* out = qlip::output(file);
+    FILE* out = output(file);
     const auto wanted = static_cast<size_t>(size);
     const bool written = fwrite(header, 1, wanted, out) == wanted && fflush(out) == 0;
     isoFFfree(header);
@@ -154,23 +156,23 @@ bool write_movie_box(iso_file* file) {
 // Covers what an earlier, longer write left behind moov.
 void put_free_box(iso_file* file) {
     unsigned char box[8];
-    qlip::PutSequence(1, box).u32(0).id(const_cast<char*>("free"));
-    qlip::put_out(file, box, sizeof box);
+    PutSequence(1, box).u32(0).id(const_cast<char*>("free"));
+    put_out(file, box, sizeof box);
 }
 
 void patch_media_size(iso_file* file) {
     unsigned char size[4];
     put32(1, size, file->position - file->mdat_start);
-    if (!qlip::move_to(file, static_cast<long>(file->mdat_start), SEEK_SET)) return;
-    qlip::put_out(file, size, sizeof size);
-    if (fflush(qlip::output(file)) != 0) qlip::set_failed(file);
+    if (!move_to(file, static_cast<long>(file->mdat_start), SEEK_SET)) return;
+    put_out(file, size, sizeof size);
+    if (fflush(output(file)) != 0) set_failed(file);
 }
 
 void close_all_tracks(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next)
         track->flags |= ISO_TRACK_CLOSED;
-    if (!qlip::failed(file)) dwr_flush(file, nullptr);
-    if (fflush(qlip::output(file)) != 0) qlip::set_failed(file);
+    if (!failed(file)) dwr_flush(file, nullptr);
+    if (fflush(output(file)) != 0) set_failed(file);
 }
 
 }  // namespace
@@ -215,7 +217,7 @@ iso_track* dwr_next_track(iso_file* file) {
 
 int dwr_resize(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next) {
-        qlip::clear_counts(track);
+        clear_counts(track);
         track->data_cursor = track->data_head;
     }
     for (bool live = true, full = false; live && !full;) {
@@ -227,7 +229,7 @@ int dwr_resize(iso_file* file) {
         }
     }
     for (iso_track* track = file->tracks; track; track = track->next) {
-        if (track->data_cursor) qlip::cut_frames_at(track, track->data_cursor, nullptr);
+        if (track->data_cursor) cut_frames_at(track, track->data_cursor, nullptr);
     }
     return 0;
 }
@@ -239,9 +241,9 @@ int dwr_count_track_data(iso_track* track) {
     do {
         if (frame == track->pending) return 0;  // never reached the output
         const unsigned int extra =
-            qlip::size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
-        if (!qlip::fits(file, file->header_bytes + extra, frame->size)) return -1;
-        qlip::leave_constant_size(track, frame);
+            size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
+        if (!fits(file, file->header_bytes + extra, frame->size)) return -1;
+        leave_constant_size(track, frame);
         ++track->sample_count;
         track->duration += frame->delta;
         track->total_bytes += static_cast<unsigned int>(frame->size);

@@ -20,10 +20,10 @@ int dwr_count_track_data(iso_track* track);
 
 namespace qlip {
 
-// write_file in direct mode.
-int write_direct(iso_file* file);
-
 // Removes a frame and all behind it from its track. Data that is not the caller's is let go of.
 void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer);
+
+// write_file in direct mode.
+int write_direct(iso_file* file);
 
 }  // namespace qlip

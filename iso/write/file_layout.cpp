@@ -9,6 +9,8 @@
 #include "iso/write/frame_accounting.h"
 #include "iso/write/writer_output.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kSpillBlock = 4096;
@@ -23,10 +25,10 @@ bool copy_from_spill(iso_track* track, int size) {
         const int part = std::min(size, kSpillBlock);
         if (fread(block.data(), 1, static_cast<size_t>(part), track->spill_file) !=
             static_cast<size_t>(part)) {
-            qlip::set_failed(track->file);
+            set_failed(track->file);
             return false;
         }
-        if (!qlip::put_out(track->file, block.data(), part)) return false;
+        if (!put_out(track->file, block.data(), part)) return false;
         size -= part;
     }
     return true;
@@ -34,7 +36,7 @@ bool copy_from_spill(iso_track* track, int size) {
 
 bool write_frame(iso_track* track, const iso_data* frame) {
     if (track->spill_file) return copy_from_spill(track, frame->size);
-    return qlip::put_out(track->file, frame->data, frame->size);
+    return put_out(track->file, frame->data, frame->size);
 }
 
 void start_walk(iso_track* track) {
@@ -44,18 +46,17 @@ void start_walk(iso_track* track) {
 }
 
 bool passes(const iso_track* track, const iso_data* frame, double limit) {
-    return track->track_time + qlip::media_seconds(track, frame->delta) > limit;
+    return track->track_time + media_seconds(track, frame->delta) > limit;
 }
 
 void count_frame(iso_track* track, iso_data* frame) {
-    const unsigned int extra =
-        qlip::size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
-    qlip::leave_constant_size(track, frame);
+    const unsigned int extra = size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
+    leave_constant_size(track, frame);
     ++track->sample_count;
     track->duration += frame->delta;
     track->total_bytes += static_cast<unsigned int>(frame->size);
     track->file->header_bytes += extra + static_cast<unsigned int>(per_frame_cost(track, frame));
-    track->track_time += qlip::media_seconds(track, frame->delta);
+    track->track_time += media_seconds(track, frame->delta);
     track->data_cursor = frame;
 }
 
@@ -81,7 +82,7 @@ int w_mdat(iso_file* file, unsigned int offset, double period) {
             if (written < 0) continue;
             live = true;
             offset += static_cast<unsigned int>(written);
-            if (qlip::failed(file)) return static_cast<int>(offset - start);
+            if (failed(file)) return static_cast<int>(offset - start);
         }
     }
     return static_cast<int>(offset - start);
@@ -95,7 +96,7 @@ int w_chunk(iso_track* track, unsigned int offset, double* limit) {
         if (!write_frame(track, frame)) break;
         frame->offset = offset;
         offset += static_cast<unsigned int>(frame->size);
-        track->track_time += qlip::media_seconds(track, frame->delta);
+        track->track_time += media_seconds(track, frame->delta);
         frame = frame->next;
     } while (frame && !passes(track, frame, *limit));
     track->data_cursor = frame;
@@ -105,7 +106,7 @@ int w_chunk(iso_track* track, unsigned int offset, double* limit) {
 
 int resize(iso_file* file, double period) {
     for (iso_track* track = file->tracks; track; track = track->next)
-        qlip::clear_counts(track);
+        clear_counts(track);
     double limit = 0;
     for (bool live = true; live;) {
         live = false;
@@ -122,10 +123,10 @@ int count_track_data(iso_track* track, double* limit) {
     if (!frame) return 0;
     do {
         const unsigned int extra =
-            qlip::size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
-        if (!qlip::fits(track->file, track->file->header_bytes + extra, frame->size)) {
+            size_table_cost(track, frame, static_cast<unsigned int>(track->sample_count));
+        if (!fits(track->file, track->file->header_bytes + extra, frame->size)) {
             pull_down(limit, track->track_time);
-            qlip::cut_frames_behind(track, track->data_cursor);
+            cut_frames_behind(track, track->data_cursor);
             return 0;
         }
         count_frame(track, frame);

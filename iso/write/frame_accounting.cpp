@@ -5,6 +5,8 @@
 
 #include "common/to_integer.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr unsigned int kRoomMargin = 24;
@@ -35,7 +37,7 @@ int time_table_cost(iso_track* track, const iso_data* frame) {
 
 void settle_bit_rates(iso_track* track, double seconds) {
     if (track->avg_bitrate == 0 && seconds > 0) {
-        track->avg_bitrate = qlip::to_u32(8.0 * (track->total_bytes / seconds));
+        track->avg_bitrate = to_u32(8.0 * (track->total_bytes / seconds));
     }
     if (track->max_bitrate == 0) track->max_bitrate = track->avg_bitrate;
 }
@@ -72,18 +74,18 @@ void fix_groups(iso_track* track) {
 
 }  // namespace
 
-int per_frame_cost(iso_track* track, const iso_data* frame) {
-    const int cost = frame->size + 4 + time_table_cost(track, frame);
-    track->buffer_size_db = std::max(track->buffer_size_db, static_cast<unsigned int>(frame->size));
-    return cost;
-}
-
 int fixhdr(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next) {
         fix_sync_list(track);
         fix_groups(track);
     }
     return 0;
+}
+
+int per_frame_cost(iso_track* track, const iso_data* frame) {
+    const int cost = frame->size + 4 + time_table_cost(track, frame);
+    track->buffer_size_db = std::max(track->buffer_size_db, static_cast<unsigned int>(frame->size));
+    return cost;
 }
 
 namespace qlip {

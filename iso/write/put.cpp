@@ -4,23 +4,25 @@
 
 #include "common/byte_order.h"
 
+using namespace qlip;
+
 int put8(int pass, unsigned char* dst, unsigned int value) {
     if (pass) *dst = static_cast<unsigned char>(value);
     return 1;
 }
 
 int put16(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) qlip::store_be16(dst, static_cast<uint16_t>(value));
+    if (pass) store_be16(dst, static_cast<uint16_t>(value));
     return 2;
 }
 
 int put24(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) qlip::store_be24(dst, value);
+    if (pass) store_be24(dst, value);
     return 3;
 }
 
 int put32(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) qlip::store_be32(dst, value);
+    if (pass) store_be32(dst, value);
     return 4;
 }
 

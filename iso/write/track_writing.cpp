@@ -7,6 +7,8 @@
 #include "iso/write/frame_accounting.h"
 #include "iso/write/writer_output.h"
 
+using namespace qlip;
+
 namespace {
 
 bool is_direct(const iso_file* file) {
@@ -21,7 +23,7 @@ int close_with(iso_track* track, int result) {
 // The tests ahead of any change, in their order. 0 when the track takes frames.
 int check_call(const iso_track* track, const void* buf, int n) {
     if (!track || !track->file || n < 0 || (n > 0 && !buf)) return ISO_WRITE_BAD_CALL;
-    if (qlip::failed(track->file)) return ISO_WRITE_FAILED;
+    if (failed(track->file)) return ISO_WRITE_FAILED;
     if (track->flags & ISO_TRACK_CLOSED) return ISO_WRITE_TRACK_CLOSED;
     return 0;
 }
@@ -54,7 +56,7 @@ int write_normal_frame(iso_track* track, const void* buf, int n, unsigned int de
     if (!frame) return ISO_WRITE_NO_MEMORY;
     if (track->spill_file && n > 0) {
         if (fwrite(buf, 1, static_cast<size_t>(n), track->spill_file) != static_cast<size_t>(n)) {
-            qlip::set_failed(track->file);
+            set_failed(track->file);
             return ISO_WRITE_FAILED;
         }
     } else if (n > 0) {
@@ -62,8 +64,8 @@ int write_normal_frame(iso_track* track, const void* buf, int n, unsigned int de
     }
     append(track, frame);
     const auto samples = static_cast<unsigned int>(track->sample_count);
-    track->estimated_bytes += qlip::size_table_cost(track, frame, samples);
-    qlip::leave_constant_size(track, frame);
+    track->estimated_bytes += size_table_cost(track, frame, samples);
+    leave_constant_size(track, frame);
     track->estimated_bytes += static_cast<unsigned int>(per_frame_cost(track, frame));
     track->total_bytes += static_cast<unsigned int>(n);
     return n;
@@ -88,7 +90,7 @@ int write_direct_frame(iso_track* track, void* buf, int n, unsigned int delta, u
     track->pending_bytes += static_cast<unsigned int>(n);
     const int result = dwr_flush(track->file, buf);
     if (frame->data && !keep_waiting_frame(track, frame)) {
-        qlip::cut_frames_at(track, frame, buf);
+        cut_frames_at(track, frame, buf);
         return ISO_WRITE_NO_MEMORY;
     }
     if (result < 0) return result;
@@ -101,7 +103,7 @@ int write_direct_frame(iso_track* track, void* buf, int n, unsigned int delta, u
 int isoFFwrite(iso_track* track, void* buf, int n, int delta, int cto) {
     const int refused = check_call(track, buf, n);
     if (refused < 0) return refused;
-    if (!qlip::fits(track->file, track->estimated_bytes, n)) return close_with(track, ISO_WRITE_FILE_FULL);
+    if (!fits(track->file, track->estimated_bytes, n)) return close_with(track, ISO_WRITE_FILE_FULL);
     if (delta != 0) track->default_delta = static_cast<unsigned int>(delta);
     if (uint64_t{track->duration} + track->default_delta > track->duration_limit) {
         return close_with(track, ISO_WRITE_TOO_LONG);

@@ -6,6 +6,12 @@
 
 namespace qlip {
 
+namespace {
+
+constexpr std::array<unsigned char, 8> kFreeToTheEnd = {0, 0, 0, 0, 'f', 'r', 'e', 'e'};
+
+}  // namespace
+
 unsigned char* make_header(iso_file* file, int counted, unsigned int media_length, int* size) {
     int capacity = counted;
     for (const iso_track* track = file->tracks; track; track = track->next)
@@ -29,7 +35,6 @@ bool move_to(iso_file* file, long offset, int whence) {
 }
 
 void disown(iso_file* file) {
-    constexpr std::array<unsigned char, 8> kFreeToTheEnd = {0, 0, 0, 0, 'f', 'r', 'e', 'e'};
     clearerr(output(file));
     if (move_to(file, 0, SEEK_SET)) put_out(file, kFreeToTheEnd.data(), kFreeToTheEnd.size());
     fflush(output(file));

@@ -27,11 +27,11 @@ inline FILE* output(const iso_file* file) {
 // Writes to the output; a short write sets the error bit.
 bool put_out(iso_file* file, const void* data, int size);
 
+// Moves in the output; a failure sets the error bit.
+bool move_to(iso_file* file, long offset, int whence);
+
 // A header that could only be written in part would describe what is not there, so the file is made one box
 // of free space instead.
 void disown(iso_file* file);
-
-// Moves in the output; a failure sets the error bit.
-bool move_to(iso_file* file, long offset, int whence);
 
 }  // namespace qlip
