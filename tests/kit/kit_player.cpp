@@ -1,0 +1,124 @@
+#include "tests/kit/kit_player.h"
+
+#include "tests/session/player.h"
+
+namespace qlip_test {
+namespace {
+
+uint32_t be(const unsigned char* from, int bytes) {
+    uint32_t value = 0;
+    for (int i = 0; i < bytes; ++i)
+        value = value << 8 | from[i];
+    return value;
+}
+
+SentFrame speech_frame(const Bytes& header, const Bytes& payload) {
+    SentFrame frame{};
+    frame.facts.timestamp = word_at(header, 8);
+    frame.payloads = {payload};
+    return frame;
+}
+
+SentFrame picture(const Bytes& body) {
+    SentFrame frame{};
+    for (const Packet& packet : packets_of(body)) {
+        frame.facts.timestamp = packet.timestamp;
+        frame.payloads.push_back(packet.payload);
+    }
+    return frame;
+}
+
+}  // namespace
+
+KitPlayer::KitPlayer(const Bytes& file) {
+    EXPECT_EQ(qlip_source_memory(&source, file.data(), file.size()), 0);
+}
+
+KitPlayer::KitPlayer(const Bytes& file, size_t arrived) {
+    EXPECT_EQ(qlip_source_memory(&source, file.data(), arrived), 0);
+    EXPECT_EQ(qlip_source_set_growing(source, 1), 0);
+}
+
+KitPlayer::~KitPlayer() {
+    qlip_stream_close(&stream);
+    qlip_source_close(&source);
+}
+
+int KitPlayer::open(qlip_medium medium, qlip_stream_options options) {
+    char error[200] = "";
+    options.error = error;
+    options.error_size = sizeof error;
+    const int status = qlip_stream_open(&stream, source, medium, &options);
+    open_error = error;
+    next_sequence_ = options.first_sequence;
+    EXPECT_EQ(status == 0, stream != nullptr);
+    EXPECT_EQ(status == 0, open_error.empty());
+    return status;
+}
+
+int KitPlayer::read() {
+    const qlip_frame* frame = nullptr;
+    const int status = qlip_stream_read(stream, &frame);
+    EXPECT_EQ(frame != nullptr, status == 0);
+    EXPECT_EQ(qlip_stream_needs(stream) != 0, status == QLIP_NOT_AVAILABLE_YET);
+    EXPECT_EQ(std::string(qlip_stream_error(stream)).empty(), status == 0 || status == QLIP_END_OF_FILE);
+    if (!frame) return status;
+    check_headers(*frame, *qlip_stream_get_info(stream));
+    SentFrame sent = {*frame, {}};
+    for (unsigned int i = 0; i < frame->packet_count; ++i) {
+        const auto* bytes = static_cast<const unsigned char*>(frame->packets[i].iov_base);
+        sent.payloads.emplace_back(bytes + QLIP_RTP_HEADER_SIZE, bytes + frame->packets[i].iov_len);
+        EXPECT_FALSE(sent.payloads.back().empty());
+    }
+    frames.push_back(sent);
+    return status;
+}
+
+// RFC 3550 5.1, by the field.
+void KitPlayer::check_headers(const qlip_frame& frame, const qlip_stream_info& info) {
+    EXPECT_GE(frame.packet_count, 1U);
+    EXPECT_EQ(frame.sequence, next_sequence_);
+    if (!frames.empty() && !frame.is_sync) {
+        EXPECT_GE(frame.time, frames.back().facts.time);
+    }
+    for (unsigned int i = 0; i < frame.packet_count; ++i) {
+        const auto* header = static_cast<const unsigned char*>(frame.packets[i].iov_base);
+        const bool last = i + 1 == frame.packet_count;
+        EXPECT_EQ(header[0], 0x80);
+        EXPECT_EQ(header[1] & 0x7F, static_cast<int>(info.payload_type));
+        EXPECT_EQ((header[1] & 0x80) != 0, last && frame.marker);
+        EXPECT_EQ(be(header + 2, 2), next_sequence_++);
+        EXPECT_EQ(be(header + 4, 4), frame.timestamp);
+        EXPECT_EQ(be(header + 8, 4), info.ssrc);
+    }
+}
+
+const std::vector<SentFrame>& KitPlayer::rest() {
+    while ((end = read()) == QLIP_SUCCESS) {
+    }
+    return frames;
+}
+
+std::vector<Bytes> payloads_of(const std::vector<SentFrame>& frames) {
+    std::vector<Bytes> out;
+    for (const SentFrame& frame : frames)
+        out.insert(out.end(), frame.payloads.begin(), frame.payloads.end());
+    return out;
+}
+
+std::vector<SentFrame> native_frames(const Bytes& file, const char* mode) {
+    MemoryHost host(file);
+    Player player(host, mode, true);
+    const std::vector<Bytes> chunks = player.rest();
+    std::vector<SentFrame> frames;
+    if (mode[1] == 'a') {
+        for (size_t i = 4; i + 1 < chunks.size(); i += 2)
+            frames.push_back(speech_frame(chunks[i], chunks[i + 1]));
+    } else {
+        for (size_t i = 2; i < chunks.size(); i += 2)
+            frames.push_back(picture(chunks[i]));
+    }
+    return frames;
+}
+
+}  // namespace qlip_test
