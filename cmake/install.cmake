@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qlip qlip_static EXPORT qlip-targets
+install(TARGETS qlip qlip_static qlip_host qlip_host_static EXPORT qlip-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/qlip DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
@@ -13,4 +13,5 @@ install(FILES ${PROJECT_BINARY_DIR}/qlipConfig.cmake ${PROJECT_BINARY_DIR}/qlipC
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qlip)
 
 configure_file(cmake/qlip.pc.in ${PROJECT_BINARY_DIR}/qlip.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qlip.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/qlip-host.pc.in ${PROJECT_BINARY_DIR}/qlip-host.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qlip.pc ${PROJECT_BINARY_DIR}/qlip-host.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -30,12 +30,12 @@ SentFrame picture(const Bytes& body) {
 
 }  // namespace
 
-KitPlayer::KitPlayer(const Bytes& file) {
-    EXPECT_EQ(qlip_source_memory(&source, file.data(), file.size()), 0);
+KitPlayer::KitPlayer(Bytes file) : file_(std::move(file)) {
+    EXPECT_EQ(qlip_source_memory(&source, file_.data(), file_.size()), 0);
 }
 
-KitPlayer::KitPlayer(const Bytes& file, size_t arrived) {
-    EXPECT_EQ(qlip_source_memory(&source, file.data(), arrived), 0);
+KitPlayer::KitPlayer(Bytes file, size_t arrived) : file_(std::move(file)) {
+    EXPECT_EQ(qlip_source_memory(&source, file_.data(), arrived), 0);
     EXPECT_EQ(qlip_source_set_growing(source, 1), 0);
 }
 

@@ -20,8 +20,8 @@ struct SentFrame {
 class KitPlayer {
   public:
     // A source over memory. With `arrived`, it grows, and has so many bytes.
-    explicit KitPlayer(const Bytes& file);
-    KitPlayer(const Bytes& file, size_t arrived);
+    explicit KitPlayer(Bytes file);
+    KitPlayer(Bytes file, size_t arrived);
     ~KitPlayer();
     KitPlayer(const KitPlayer&) = delete;
     KitPlayer& operator=(const KitPlayer&) = delete;
@@ -43,6 +43,7 @@ class KitPlayer {
   private:
     void check_headers(const qlip_frame& frame, const qlip_stream_info& info);
 
+    const Bytes file_;
     uint16_t next_sequence_ = 0;
 };
 

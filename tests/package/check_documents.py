@@ -23,7 +23,8 @@ def check_block(language, code, where, scratch):
     command += ["-Wall", "-Wextra", "-Werror", "-I", str(top / "include"), str(source)]
     whole = re.search(r"\bmain\s*\(", code)
     program = scratch / "program"
-    command += ["-L", library, "-lqlip", f"-Wl,-rpath,{library}", "-o", str(program)] if whole else ["-fsyntax-only"]
+    libraries = ["-lqlip_host", "-lqlip"] if "qlip/host.h" in code else ["-lqlip"]
+    command += ["-L", library, *libraries, f"-Wl,-rpath,{library}", "-o", str(program)] if whole else ["-fsyntax-only"]
     subprocess.run(command, check=True)
     if whole:
         sample = top / "samples" / ("h263_hinted_pt96.3gp" if "C3gpInterface" in code else "amrnb.3gp")

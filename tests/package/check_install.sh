@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# check_install.sh BUILD CONSUMER SAMPLE: installs into a scratch prefix, builds a small host against it with the CMake
-# package and with pkg-config, and lets both stream a file.
+# check_install.sh BUILD CONSUMER SAMPLE: installs into a scratch prefix, builds small hosts against it with the CMake
+# package and with pkg-config, one on the library and one on the host kit, and lets them stream a file.
 set -euo pipefail
 build=$1 consumer=$2 sample=$3
 scratch=$(mktemp -d)
@@ -17,9 +17,15 @@ export PKG_CONFIG_PATH
 # The install prefix is only known now, so pkg-config is told.
 read -r -a flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs qlip)
 cc -std=c99 "$consumer/host.c" "${flags[@]}" -o "$scratch/host"
+read -r -a flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs qlip-host)
+cc -std=c99 "$consumer/packets.c" "${flags[@]}" -o "$scratch/packets"
 
 library=$(dirname "$(find "$prefix" -name libqlip.so)")
 LD_LIBRARY_PATH=$library "$scratch/cmake/host" "$sample" >"$scratch/a"
 LD_LIBRARY_PATH=$library "$scratch/host" "$sample" >"$scratch/b"
 cmp "$scratch/a" "$scratch/b"
 [ "$(head -c 5 "$scratch/a")" = AUDIO ]
+for packets in "$scratch/packets" "$scratch/cmake/packets" "$scratch/cmake/packets_static"; do
+  LD_LIBRARY_PATH=$library "$packets" "$sample" >"$scratch/c"
+  [ "$(wc -c <"$scratch/c")" -eq $((151 * (12 + 33))) ] # 151 frames of 12.2 kbit/s
+done
