@@ -4,6 +4,7 @@ install(TARGETS qlip qlip_static qlip_host qlip_host_static EXPORT qlip-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/qlip DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(FILES bindings/python/qlip.py DESTINATION ${CMAKE_INSTALL_DATADIR}/qlip/python)
 install(EXPORT qlip-targets NAMESPACE qlip:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qlip)
 
 configure_package_config_file(cmake/qlipConfig.cmake.in ${PROJECT_BINARY_DIR}/qlipConfig.cmake

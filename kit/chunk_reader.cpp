@@ -12,8 +12,8 @@ constexpr uint64_t kSlack = 4096;
 
 }  // namespace
 
-int ChunkReader::open(uint64_t structure_offset, qlip_medium medium, uint32_t pictures) {
-    io_.stand_at(structure_offset);
+int ChunkReader::open(const Structure& structure, qlip_medium medium, uint32_t pictures) {
+    io_.stand_before(structure);
     pictures_ = pictures;
     chunk_.reset(new unsigned char[QLIP_LARGEST_CHUNK]());
     const int status = qlip_Open(&session_, io_.record(), medium == QLIP_AUDIO ? "ra" : "rv");

@@ -18,7 +18,7 @@ class ChunkReader {
     ChunkReader& operator=(const ChunkReader&) = delete;
 
     // `pictures`: how many frames a video track without hints has, 0 for any other.
-    int open(uint64_t structure_offset, qlip_medium medium, uint32_t pictures);
+    int open(const Structure& structure, qlip_medium medium, uint32_t pictures);
 
     // `ahead` reads the same track by frames. A session loses pictures whose data is not there, so it is only
     // asked for the ones that `ahead` could read.

@@ -19,7 +19,8 @@ struct EngineSlots {
 
     static unsigned int SeekNRead(void* context, unsigned char* data, unsigned int* count, unsigned int) {
         EngineIo& from = io(context);
-        const int64_t got = from.read(data, *count, from.position_);
+        const uint32_t left = from.structure_end_ - std::min(from.position_, from.structure_end_);
+        const int64_t got = from.read(data, std::min(*count, left), from.position_);
         *count = 0;
         if (got < 0) return QLIP_FAILURE;
         *count = static_cast<unsigned int>(got);
@@ -71,6 +72,12 @@ EngineIo::EngineIo(Source& source)
               EngineSlots::IndexRead,
               EngineSlots::AdvanceRead,
               EngineSlots::ConvertStatus} {}
+
+void EngineIo::stand_before(const Structure& structure) {
+    position_ = static_cast<uint32_t>(structure.offset);
+    structure_end_ = static_cast<uint32_t>(structure.offset + structure.size);
+    forget_refusal();
+}
 
 int64_t EngineIo::read(void* to, uint32_t size, uint64_t offset) {
     const int64_t got = source_.read_at(to, size, offset);

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "kit/source.h"
+#include "kit/structure.h"
 
 namespace qlip::kit {
 
@@ -15,7 +15,10 @@ class EngineIo {
     EngineIo& operator=(const EngineIo&) = delete;
 
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& record() { return record_pointer_; }
-    void stand_at(uint64_t offset) { position_ = static_cast<uint32_t>(offset); }
+
+    // Where structure is read: from the start of moov to its end. Behind it the file ends, as far as the
+    // parse goes; indexed reads, which are for media data, see all of it.
+    void stand_before(const Structure& structure);
 
     // What the last refused read came to: 17, 4 or 16. While structure is read, what a short file holds is
     // enough; an indexed read is refused unless it is served whole.
@@ -31,6 +34,7 @@ class EngineIo {
 
     Source& source_;
     uint32_t position_ = 0;
+    uint32_t structure_end_ = 0;
     int refusal_ = QLIP_SUCCESS;
     uint64_t needed_ = 0;
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE record_;

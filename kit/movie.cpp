@@ -60,8 +60,7 @@ int Movie::open(const Structure& structure, Trouble& trouble) {
     }
     if (structure.fragmented)
         return trouble.tell(QLIP_NOT_SUPPORTED, "the file is in movie fragments, which are not supported");
-    io_.stand_at(structure.offset);
-    io_.forget_refusal();
+    io_.stand_before(structure);
     char mode[] = "r";
     int error = 0;
     file_ = isoFFopen(io_.record(), mode, &error);

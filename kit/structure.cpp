@@ -60,7 +60,7 @@ void take_moov(Source& source, const Box& box, uint64_t at, Structure& found) {
     found.offset = at;
     found.size = box.size;
     found.needed = at + box.size;
-    if (box.stored_size < kHeaderSize) {
+    if (box.stored_size < kHeaderSize || found.needed > kMostBytes) {
         found.contradictory = true;
         return;
     }
