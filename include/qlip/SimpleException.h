@@ -12,8 +12,8 @@
 // Starts at 3. Read and written without any locking.
 extern QLIP_API int sx_Debug;
 
-// Blocks handed out and given back by the ISO engine, over all files of the process. Statistics only,
-// unlocked.
+// Blocks handed out and given back by the ISO engine, over all files of the process. Statistics only; the
+// library counts with atomic access, so that sessions may run on several threads.
 extern QLIP_API int malloccount;
 extern QLIP_API int freecount;
 

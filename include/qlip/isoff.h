@@ -214,7 +214,7 @@ struct iso_track {       // NOLINT(clang-analyzer-optin.performance.Padding)
     unsigned int scheme_version;
     char* scheme_url;
     unsigned char* schi;
-    int schi_size;
+    unsigned int schi_size;
     unsigned int estimated_bytes;
     iso_data* pending;
     unsigned int pending_bytes;

@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "qlip/SimpleException.h"
-
 namespace {
 
 constexpr int kChunkSize = 2048000;
@@ -40,7 +38,7 @@ bool link_chunk(iso_file* file, void* memory, int size) {
 
 // A chunk that is clear already: for fresh memory the system does that at no cost.
 bool add_clear_chunk(iso_file* file, int size) {
-    ++malloccount;
+    qlip::count_block();
     return link_chunk(file, std::calloc(1, static_cast<size_t>(size)), size);
 }
 
@@ -63,7 +61,7 @@ void* cut_block(iso_file* file, int size, Content content) {
     unsigned char* taken = file->arena_next;
     file->arena_next += block;
     file->arena_left -= static_cast<int>(block);
-    ++malloccount;
+    qlip::count_block();
     if (!clear) std::memset(taken, 0, static_cast<size_t>(block));
     return taken;
 }
@@ -71,13 +69,13 @@ void* cut_block(iso_file* file, int size, Content content) {
 }  // namespace
 
 void* systemmalloc(iso_file* /*file*/, int size) {
-    ++malloccount;
+    qlip::count_block();
     return size < 0 ? nullptr : std::malloc(static_cast<size_t>(size));
 }
 
 void systemfree(void* block) {
     std::free(block);
-    ++freecount;
+    qlip::count_freed_block();
 }
 
 int getChunk(iso_file* file, int size) {
@@ -101,5 +99,5 @@ void* qlip::arena_take(iso_file* file, int size) {
 }
 
 void isoFFfree(void* /*block*/) {
-    ++freecount;
+    qlip::count_freed_block();
 }

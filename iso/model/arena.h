@@ -8,6 +8,7 @@
 
 #include <cstddef>
 
+#include "qlip/SimpleException.h"
 #include "qlip/isoff.h"
 
 struct arena_chunk {
@@ -26,6 +27,14 @@ int getChunk(iso_file* file, int size);
 void safefree(char* head);
 
 namespace qlip {
+
+// The counters of the process are plain ints for hosts to read; sessions on several threads count in them.
+inline void count_block() {
+    __atomic_fetch_add(&malloccount, 1, __ATOMIC_RELAXED);
+}
+inline void count_freed_block() {
+    __atomic_fetch_add(&freecount, 1, __ATOMIC_RELAXED);
+}
 
 // Arena memory that is not cleared. Null as for isoFFmalloc.
 [[nodiscard]] void* arena_take(iso_file* file, int size);

@@ -86,6 +86,6 @@ int P_schi(iso_file* file, int size) {
     unsigned char* body = read_block(file, size);
     if (!body) return kRefuse;
     track->schi = body;
-    track->schi_size = size;
+    track->schi_size = static_cast<unsigned int>(size);
     return kGoOn;
 }

@@ -10,7 +10,6 @@
 #include "iso/model/arena.h"
 #include "iso/model/open_file.h"
 #include "iso/read/stream_input.h"
-#include "qlip/SimpleException.h"
 
 using namespace qlip;
 
@@ -44,7 +43,7 @@ unsigned int* convert_in_place(iso_file* file, const MoovWindow& window, size_t 
     if (to < window.start) return nullptr;
     convert_run(to, from, words);
     seek_buf(file, static_cast<int>(4 * words));
-    ++malloccount;
+    count_block();
     return reinterpret_cast<unsigned int*>(to);
 }
 
@@ -92,7 +91,7 @@ unsigned int* read_table(iso_file* file, unsigned int count, unsigned int column
     return table;
 }
 
-chunk_span* read_chunk_starts(iso_file* file, unsigned int count) {
+chunk_span* read_chunk_starts(iso_file* file, unsigned int count, unsigned int* read) {
     constexpr long long kRowSize = sizeof(chunk_span);
     if (!may_claim(file, 4LL * count) || kRowSize * count > INT_MAX) return nullptr;
     auto* chunks = static_cast<chunk_span*>(arena_take(file, static_cast<int>(kRowSize * count)));
@@ -103,6 +102,7 @@ chunk_span* read_chunk_starts(iso_file* file, unsigned int count) {
     if (there > 0) seek_buf(file, static_cast<int>(4 * there));
     for (long long i = there; i < count; ++i)
         chunks[i] = {read_u32(file), 0};
+    *read = file->in_buffer ? static_cast<unsigned int>(there) : count;
     return chunks;
 }
 

@@ -26,8 +26,9 @@ inline constexpr int kTrustedPayload = 64 * 1024 * 1024;
 // moov buffer are converted where they lie.
 [[nodiscard]] unsigned int* read_table(iso_file* file, unsigned int count, unsigned int columns);
 
-// The entries of an stco table as the starts of chunks, or null.
-[[nodiscard]] chunk_span* read_chunk_starts(iso_file* file, unsigned int count);
+// The entries of an stco table as the starts of chunks, or null. *read counts those that are there: a chunk
+// whose place the file does not tell is none.
+[[nodiscard]] chunk_span* read_chunk_starts(iso_file* file, unsigned int count, unsigned int* read);
 
 // Reads `count` big-endian words into `to`; those behind the end of the moov buffer are zero, each with the
 // line that tells so.

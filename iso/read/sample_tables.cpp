@@ -148,9 +148,14 @@ void measure_sizes(iso_track* track) {
 }  // namespace
 
 int P_stbl(iso_file* file, int size) {
-    const int result = parse(file, stbl_box, size);
     iso_track* track = file->current_track;
-    if (result == kRefuse || !time_tables_fit(track)) return kRefuse;
+    const bool ended_before = track->chunk_count != 0;  // by an earlier stbl
+    const int result = parse(file, stbl_box, size);
+    if (result == kRefuse || !time_tables_fit(track)) {
+        // Nobody worked out where the chunks end: there is nothing to read.
+        if (!ended_before) track->chunk_count = 0;
+        return kRefuse;
+    }
     if (track->sample_count == track->chunk_count) {
         end_single_sample_chunks(track);
     } else {
@@ -203,9 +208,10 @@ int P_stco(iso_file* file, int /*size*/) {
     if (track->chunks) return refuse_extra("extra stco\n");
     skip(file, 4);  // version, flags
     const unsigned int count = read_u32(file);
-    track->chunks = read_chunk_starts(file, count);
+    unsigned int read = 0;
+    track->chunks = read_chunk_starts(file, count, &read);
     if (!track->chunks) return kRefuse;
-    track->chunk_count = static_cast<int>(count);
+    track->chunk_count = static_cast<int>(read);
     return kGoOn;
 }
 

@@ -24,17 +24,15 @@ struct BoxHeader {
     char type[5] = {};
 };
 
-// False at the end of the input. On the stream a failed size alone does not end a walk: the code behind it
-// decides.
+// False at the end of the stream, where a failed size alone does not end a walk: the code behind it decides.
+// Behind the end of the moov buffer both fields are zero, so that every walk ends there by itself and with
+// success: the tables ahead of a cut are complete and count.
 bool read_box_header(iso_file* file, BoxHeader* header) {
-    if (file->in_buffer) {
-        const int left = file->buffer_left;
-        header->size = getint32(file);
-        if (left < 4) return false;
-        read_buf(file, header->type, 4);
-        return left >= kHeaderSize;
-    }
     header->size = getint32(file);
+    if (file->in_buffer) {
+        read_buf(file, header->type, 4);
+        return true;
+    }
     unsigned int count = 4;
     const auto status = qliputil_seeknread(file->io, reinterpret_cast<unsigned char*>(header->type), &count);
     return status == 0 && count == 4;
@@ -73,7 +71,7 @@ class Walk {
         while (limit_ >= 1) {
             BoxHeader header;
             const unsigned char* start = file_->in_buffer ? file_->buffer_next : nullptr;
-            // The depth stays as it is here; kept, positions behind an empty moov depend on it.
+            // The depth stays as it is here; kept.
             if (!read_box_header(file_, &header)) return to_end_ ? kGoOn : kRefuse;
             const int result = take(header, start);
             if (result != kGoOn) {

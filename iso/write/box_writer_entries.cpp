@@ -204,7 +204,7 @@ int w_schm(int pass, iso_track* track, unsigned char* dst) {
 int w_schi(int pass, iso_track* track, unsigned char* dst) {
     if (track->schi_size == 0) return 0;
     PutBox box(pass, dst, "schi");
-    box.bytes(track->schi, track->schi_size);
+    box.bytes(track->schi, static_cast<int>(track->schi_size));
     return box.finish();
 }
 

@@ -155,7 +155,7 @@ unsigned int header_cost(const iso_track* track) {
         cost += 2 + 20 * static_cast<size_t>(entry->record_count);
     for (const char* text : {track->sdp, track->tsel_attributes, track->scheme_url})
         cost += box + (text != nullptr ? std::strlen(text) : 0);
-    return static_cast<unsigned int>(cost) + static_cast<unsigned int>(track->xml_size + track->schi_size);
+    return static_cast<unsigned int>(cost) + static_cast<unsigned int>(track->xml_size) + track->schi_size;
 }
 
 void describe(MovieFile& movie, Copy& copy) {
