@@ -8,11 +8,11 @@
 
 #include "boxes/fields.h"
 #include "boxes/input.h"
+#include "formats/nal.h"
 #include "qlip/vorn3gp/sample_entries.h"
 
 namespace {
 
-constexpr std::array<unsigned char, 4> kStartCode = {0, 0, 0, 1};
 constexpr unsigned int kLongestString = 256;  // what an 8-bit index reaches
 
 // The Annex B string while it is read. The index of 8 bits is kept: a total of 256 bytes or more wraps and
@@ -21,7 +21,7 @@ class ByteString {
   public:
     void append(unsigned char byte) { bytes_[size_++] = byte; }
     void append_start_code() {
-        for (const unsigned char byte : kStartCode)
+        for (const unsigned char byte : qlip::kNalStartCode)
             append(byte);
     }
     const unsigned char* data() const { return bytes_.data(); }
@@ -63,20 +63,18 @@ struct ParameterSets {
 // The next start code from `at` on, or the end. One that would begin in the last three bytes is none.
 size_t find_start_code(std::span<const unsigned char> string, size_t at) {
     const auto found = std::search(string.begin() + static_cast<std::ptrdiff_t>(at), string.end(),
-                                   kStartCode.begin(), kStartCode.end());
+                                   qlip::kNalStartCode.begin(), qlip::kNalStartCode.end());
     return static_cast<size_t>(found - string.begin());
 }
 
 void sort_units(std::span<const unsigned char> string, ParameterSets& sps, ParameterSets& pps) {
-    constexpr unsigned int kSps = 7;
-    constexpr unsigned int kPps = 8;
     for (size_t at = find_start_code(string, 0); at < string.size();) {
-        const size_t begin = at + kStartCode.size();
+        const size_t begin = at + qlip::kNalStartCode.size();
         at = find_start_code(string, begin);
         const auto unit = string.subspan(begin, at - begin);
-        const unsigned int nal_type = unit.empty() ? 0 : unit[0] % 32;
-        if (nal_type == kSps) sps.add(unit);
-        if (nal_type == kPps) pps.add(unit);
+        const unsigned int type = qlip::nal_type(unit);
+        if (type == qlip::kNalSequenceSet) sps.add(unit);
+        if (type == qlip::kNalPictureSet) pps.add(unit);
     }
 }
 
@@ -106,8 +104,8 @@ Stream& AVCCBox::Dump(Stream& stream) const {
     var8_write(stream, configuration_version);
     for (size_t i = 1; i <= 3; ++i)
         var8_write(stream, sps.bytes[i]);
-    var8_write(stream, static_cast<unsigned char>(0xFC + nal_length_size - 1));
-    var8_write(stream, static_cast<unsigned char>(0xE0 + sps.count));
+    var8_write(stream, static_cast<unsigned char>(qlip::kAvccLengthSizeReserved + nal_length_size - 1));
+    var8_write(stream, static_cast<unsigned char>(qlip::kAvccSetCountReserved + sps.count));
     write_sets(stream, sps);
     var8_write(stream, pps.count);
     write_sets(stream, pps);

@@ -4,13 +4,10 @@
 #include <cstring>
 #include <optional>
 
+#include "h263/start_code.h"
 #include "h263/walk.h"
 
 namespace {
-
-constexpr unsigned int kStartCodeZeros = 16;
-constexpr unsigned int kPictureCode =
-    32;  // the 1 bit of a start code and the 5 zeros that make it a picture's
 
 // Every round starts behind the run of zero bytes that the round before looked at, so that the search passes
 // over the data once.
@@ -50,9 +47,9 @@ class BoundarySearch {
 
     std::optional<tbq_boundary_t> kind_on_byte_grid() {
         const unsigned char behind = data_[cur_.byte];
-        if (zero_bytes_ < 2 || behind < 0x80) return std::nullopt;
+        if (zero_bytes_ < 2 || !qlip::ends_start_code(behind)) return std::nullopt;
         found_ = {cur_.byte - 2, 0};
-        return behind < 0x84 ? TBQ_BOUNDARY_PICTURE : TBQ_BOUNDARY_SEGMENT;
+        return qlip::ends_picture_code(behind) ? TBQ_BOUNDARY_PICTURE : TBQ_BOUNDARY_SEGMENT;
     }
 
     // To the first 1 bit, with found_ 16 bits ahead of it. False if fewer than 16 zero bits lie between the
@@ -61,9 +58,9 @@ class BoundarySearch {
         cur_.bit = static_cast<unsigned int>(__builtin_clz(data_[cur_.byte])) - 24;
         const unsigned long zeros = 8 * zero_bytes_ + cur_.bit;
         const auto distance = static_cast<uint32_t>(8 * (cur_.byte - found_.byte) + cur_.bit - found_.bit);
-        if (distance < kStartCodeZeros) return false;
-        found_ = qlip::advanced(found_, distance - kStartCodeZeros);
-        return zeros >= kStartCodeZeros || zeros + zeros_ending_found_byte() >= kStartCodeZeros;
+        if (distance < qlip::kStartCodeZeros) return false;
+        found_ = qlip::advanced(found_, distance - qlip::kStartCodeZeros);
+        return zeros >= qlip::kStartCodeZeros || zeros + zeros_ending_found_byte() >= qlip::kStartCodeZeros;
     }
 
     // Zero bits at the low end of the byte at found_, not counting those ahead of found_.
@@ -77,11 +74,13 @@ class BoundarySearch {
     // TBQ_BOUNDARY_NONE: not a boundary here, go on. Nothing: the data ends before that can be told.
     std::optional<tbq_boundary_t> kind_off_byte_grid() {
         int out_of_data = 0;
-        const unsigned long code = tbq_bits_get(data_, size_, &cur_, &cur_, 6, &out_of_data);
+        const unsigned long code =
+            tbq_bits_get(data_, size_, &cur_, &cur_, qlip::kStartCodeTail, &out_of_data);
         if (out_of_data != 0) return std::nullopt;
-        if (code != kPictureCode && state_.picture.ss == 0) return TBQ_BOUNDARY_SEGMENT;
-        tbq_err_print(&state_, code == kPictureCode ? TBQ_ERR_UNALIGNED_PICTURE : TBQ_ERR_UNALIGNED_SLICE,
-                      &cur_, -6);
+        if (code != qlip::kPictureTail && state_.picture.ss == 0) return TBQ_BOUNDARY_SEGMENT;
+        tbq_err_print(&state_,
+                      code == qlip::kPictureTail ? TBQ_ERR_UNALIGNED_PICTURE : TBQ_ERR_UNALIGNED_SLICE, &cur_,
+                      -int{qlip::kStartCodeTail});
         return TBQ_BOUNDARY_NONE;
     }
 

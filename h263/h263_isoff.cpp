@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "common/to_integer.h"
+#include "h263/start_code.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ constexpr int kExtendedPtype = 7;
 constexpr int kFormatNotTold = -1;
 
 bool is_picture_start(const unsigned char* at) {
-    return at[0] == 0 && at[1] == 0 && (at[2] & 0xFC) == 0x80;
+    return at[0] == 0 && at[1] == 0 && qlip::ends_picture_code(at[2]);
 }
 
 void set_size(H263VCFG& config, int width, int height) {

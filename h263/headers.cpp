@@ -2,6 +2,7 @@
 // everything else is passed over by its width.
 #include <iterator>
 
+#include "h263/start_code.h"
 #include "h263/walk.h"
 
 namespace {
@@ -122,7 +123,7 @@ void count_picture(tbq_state_t& state, const tbq_pos_t& begin) {
 
 void read_picture_header(tbq_state_t& state, BitReader& bits) {
     clear_for_picture(state);
-    bits.skip(22);  // PSC
+    bits.skip(qlip::kPictureCodeBits);
     state.picture.tr = bits.get(8);
     read_ptype(state, bits);
     skip_supplemental(bits);
@@ -136,7 +137,7 @@ void read_picture_header(tbq_state_t& state, BitReader& bits) {
 void read_gob_header(tbq_state_t& state, BitReader& bits) {
     tbq_gob_info_init(&state.gob);
     tbq_mb_info_init(&state.mb);
-    bits.skip(17);  // GBSC
+    bits.skip(qlip::kGroupCodeBits);
     state.gob.group_number = bits.get(5);
     if (state.picture.cpm == 1) bits.skip(2);  // GSBI
     state.gob.gob_frame_id = bits.get(2);

@@ -33,6 +33,12 @@ using HostIo = _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE;
 inline constexpr unsigned short kNoSlot = 13;
 inline constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 
+// Whether the record is there with a function in every slot. The context may be null.
+inline bool complete(const HostIo* io) {
+    return io && io->GetOffset && io->Seek && io->SeekNRead && io->SeekNWrite && io->Tell && io->IsEOF &&
+           io->IndexRead && io->AdvanceRead && io->ConvertStatus;
+}
+
 inline unsigned short io_seek(HostIo* io, unsigned int offset) {
     if (!io || !io->Seek) return kNoSlot;
     return static_cast<unsigned short>(io->Seek(io->pUserContext, offset));

@@ -6,11 +6,11 @@
 #include <iterator>
 #include <new>
 
+#include "formats/unity_matrix.h"
 #include "iso/model/arena.h"
 #include "iso/model/model.h"
 #include "iso/model/open_file.h"
 #include "iso/read/walk.h"
-#include "iso/write/unity_matrix.h"
 #include "iso/write/write_file.h"
 #include "qlip/isoff.h"
 
@@ -78,7 +78,7 @@ void start_writing(iso_file* file, iso_track* track) {
     track->track_id = file->next_track_id++;
     track->creation_time = file->creation_time;
     track->modification_time = file->modification_time;
-    std::copy(std::begin(unity_matrix), std::end(unity_matrix), std::begin(track->matrix));
+    std::copy(std::begin(qlip::kUnityMatrix), std::end(qlip::kUnityMatrix), std::begin(track->matrix));
     file->header_bytes += kTrackHeaderBytes;
     track->duration_limit = 0xFFFFFFFF;
 }

@@ -1,14 +1,8 @@
 #include "qlip/amr_isoff.h"
 
-#include "packets/amr_tables.h"
-
-const int bits[16] = {95, 103, 118, 134, 148, 159, 204, 244, 39, 0, 0, 0, 0, 0, 0, 0};
-const unsigned char flip[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
-const int amr_wb_size[16] = {17, 23, 32, 36, 40, 46, 50, 58, 60, 6, 34, 45, 60, 60, 0, 0};
+#include "formats/amr.h"
 
 namespace {
-
-constexpr unsigned char kQualityBit = 4;  // of the table-of-contents byte
 
 unsigned char flip_high(unsigned char byte) {
     return flip[byte >> 4];
@@ -44,7 +38,7 @@ int pack_speech(const unsigned char* in, unsigned char* out, unsigned int type) 
 
 int unpack_speech(const unsigned char* in, unsigned char* out, unsigned int type) {
     unsigned char* const begin = out;
-    *out++ = static_cast<unsigned char>(type * 8 | kQualityBit);
+    *out++ = static_cast<unsigned char>(qlip::amr_storage_entry(type) | qlip::kAmrQuality);
     int left = bits[type];
     for (; left > 4; left -= 8, ++in)
         *out++ = join(flip_high(in[0]), flip_low(in[1]));
@@ -112,7 +106,7 @@ int cod2amr(void* in, void* out) {
     const unsigned int type = qlip::amr_packed_type(*from);
     if (has_speech(type)) return unpack_speech(from, to, type);
     if (type != qlip::kAmrNoData) return 0;
-    *to = qlip::kAmrNoData * 8;
+    *to = qlip::amr_storage_entry(qlip::kAmrNoData);
     return 1;
 }
 

@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "common/byte_order.h"
+#include "formats/amr.h"
+#include "formats/native_header.h"
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
 
@@ -16,8 +18,8 @@ struct AudioFrameKind {
     unsigned int ticks;  // of 20 ms
 };
 
-inline constexpr AudioFrameKind kNarrowbandFrame = {10, 160};
-inline constexpr AudioFrameKind kWidebandFrame = {20, 320};
+inline constexpr AudioFrameKind kNarrowbandFrame = {kNarrowbandFrameWord, kNarrowbandTicks};
+inline constexpr AudioFrameKind kWidebandFrame = {kWidebandFrameWord, kWidebandTicks};
 
 // Field by field: this is written for every frame, and a copy of fields just stored would wait for them.
 inline void put_audio_frame(void* record, unsigned int size, WLD_RTP& rtp, AudioFrameKind kind) {
@@ -30,7 +32,7 @@ inline void put_audio_frame(void* record, unsigned int size, WLD_RTP& rtp, Audio
     store_le32(bytes + offsetof(AUD_AudFrame_Native, frame_word), kind.frame_word);
     store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp), timestamp);
     store_le32(bytes + offsetof(AUD_AudFrame_Native, timestamp2), timestamp);
-    store_le32(bytes + offsetof(AUD_AudFrame_Native, sequence), sequence & 0xFFFF);
+    store_le32(bytes + offsetof(AUD_AudFrame_Native, sequence), sequence & kRtpLastSequence);
 }
 
 }  // namespace qlip

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "formats/amr.h"
 #include "packets/record_family.h"
 #include "qlip/amr_isoff.h"
 #include "qlip/isoff.h"
@@ -11,7 +12,7 @@ namespace qlip {
 
 // A frame that says "nothing was recorded", in format 1 or 2.
 inline bool is_no_data_frame(bytes frame) {
-    return frame.size() == 1 && (frame[0] == 0x78 || frame[0] == 15);
+    return frame.size() == 1 && (frame[0] == amr_storage_entry(kAmrNoData) || frame[0] == kAmrNoData);
 }
 
 template <class Family>
@@ -34,7 +35,7 @@ bool drop_frame(typename Family::native& native, bytes frame) {
 template <class Family>
 int packetise_amr(void* out, int out_size, void* in, int in_size, typename Family::native& native) {
     if (int64_t{in_size} + 12 > out_size) return WLD_FAILED;
-    const int step = native.clock_rate / 50;
+    const int step = native.clock_rate / kAmrFramesPerSecond;
     const int format = amr_input_format<Family>(native);
     record_sink sink(out, out_size);
     auto* next = static_cast<unsigned char*>(in);

@@ -2,7 +2,8 @@
 #include <array>
 #include <limits>
 
-#include "packets/h264_isoff.h"
+#include "formats/nal.h"
+#include "formats/native_header.h"
 #include "packets/h264_packets.h"
 #include "packets/record_family.h"
 #include "qlip/isoff.h"
@@ -13,25 +14,7 @@ namespace {
 using qlip::bytes;
 using qlip::record_sink;
 
-// NAL unit types, ITU-T H.264 table 7-1, and RFC 3984 5.2.
-constexpr unsigned int kTypeMask = 0x1F;
-constexpr unsigned int kIdrSlice = 5;
-constexpr unsigned int kSequenceParameterSet = 7;
-constexpr unsigned int kPictureParameterSet = 8;
-constexpr unsigned int kFuA = 28;
-
-// FU indicator: F NRI type. FU header: S E R type (RFC 3984 5.8). F is sent as 0.
-constexpr unsigned int kNriMask = 0x60;
-constexpr unsigned int kFuStart = 0x80;
-constexpr unsigned int kFuEnd = 0x40;
-constexpr ptrdiff_t kFuHeaderSize = 2;
-
 constexpr int kUnlimited = std::numeric_limits<int>::max();
-
-// An empty NAL unit has no type.
-unsigned int nal_type(bytes nal) {
-    return nal.empty() ? 0 : nal[0] & kTypeMask;
-}
 
 [[gnu::always_inline]] inline bool put_h264_record(record_sink& sink, wld_native& native, bytes head,
                                                    bytes data, qlip::record_credit credit = {}) {
@@ -42,20 +25,20 @@ unsigned int nal_type(bytes nal) {
 
 // The two FU bytes are neither asked for nor charged, and two more are credited: kept, callers know the
 // slack.
-constexpr qlip::record_credit kFragmentCredit = {kFuHeaderSize, 2 * kFuHeaderSize};
+constexpr qlip::record_credit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuBytes};
 
 // The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
 bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
-    const ptrdiff_t room = native.max_payload - kFuHeaderSize;
+    const ptrdiff_t room = native.max_payload - qlip::kFuBytes;
     if (room < 1) return false;
-    const auto indicator = static_cast<unsigned char>((nal[0] & kNriMask) | kFuA);
-    unsigned int flags = kFuStart;
+    const auto indicator = static_cast<unsigned char>((nal[0] & qlip::kNalNriMask) | qlip::kNalFuA);
+    unsigned int flags = qlip::kFuStart;
     for (bytes left = nal.subspan(1); !left.empty(); flags = 0) {
         const bool last = std::ssize(left) <= room;
-        if (last) flags |= kFuEnd;
+        if (last) flags |= qlip::kFuEnd;
         const bytes fragment = last ? left : left.first(static_cast<size_t>(room));
         native.rtp.marker = last ? 1 : 0;
-        const std::array head{indicator, static_cast<unsigned char>(flags | nal_type(nal))};
+        const std::array head{indicator, static_cast<unsigned char>(flags | qlip::nal_type(nal))};
         if (!put_h264_record(sink, native, head, fragment, kFragmentCredit)) return false;
         left = left.subspan(fragment.size());
     }
@@ -90,8 +73,8 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
     native.rtp.sequence = running ? hint->last_seq : hint->snro;
     native.rtp.timestamp = running ? hint->last_timestamp : hint->tsro;
     native.rtp.payload_type = static_cast<unsigned int>(payload_type);
-    native.rtp.magic = 13;
-    native.clock_rate = 90000;
+    native.rtp.magic = qlip::kPacketMagic;
+    native.clock_rate = qlip::kVideoClock;
     native.nal_length_size = media->nal_length_size;
     native.dsi = media->parameter_sets;
     native.dsi_size = media->parameter_sets_size;
@@ -118,9 +101,9 @@ int packetise(record_sink& sink, void* in, int in_size, double seconds, wld_nati
     for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
         const auto nal = qlip::next_nal(left, native->nal_length_size);
         if (!nal) break;
-        const unsigned int type = nal_type(*nal);
-        if (type == kSequenceParameterSet || type == kPictureParameterSet) sets_done = true;
-        if (type == kIdrSlice && !sets_done) {
+        const unsigned int type = qlip::nal_type(*nal);
+        if (type == qlip::kNalSequenceSet || type == qlip::kNalPictureSet) sets_done = true;
+        if (type == qlip::kNalIdrSlice && !sets_done) {
             native->rtp.marker = 0;
             if (!put_parameter_sets(sink, *native)) return WLD_FAILED;
             sets_done = true;
@@ -159,4 +142,8 @@ int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigne
     hint->snro += static_cast<unsigned int>(sets);
     if (hint->seq_state == 0) hint->seq_state = 1;
     return 0;
+}
+
+unsigned int h264_get_nal_size(unsigned char* data, int prefix_size) {
+    return qlip::read_nal_size(data, prefix_size);
 }

@@ -5,6 +5,9 @@
 
 #include "common/byte_order.h"
 #include "common/to_integer.h"
+#include "formats/amr.h"
+#include "formats/mpeg4_visual.h"
+#include "formats/native_header.h"
 #include "packets/audio_frame.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
@@ -12,28 +15,17 @@
 
 namespace {
 
-constexpr unsigned int kVersion = 10;
 constexpr unsigned int kFiller = 0xCCCCCCCC;
 
-constexpr char pType[] = "AUDIO   ";
-constexpr char pTypeVid[] = "VIDEO   ";
-
-// Bytes of the whole header by kind of track.
-constexpr unsigned int kVideoFixedBytes = sizeof(PROP_Header_Info) + sizeof(VID_Header_NTSInfo) +
-                                          sizeof(VID_Header_IndxInfo) + sizeof(VID_Header_CodecInfo) +
-                                          sizeof(VID_FileInfo);
-constexpr unsigned int kAudioHeaderBytes =
-    sizeof(PROP_Header_Info) + sizeof(AUD_Codec_Header) + sizeof(AUD_Header_IndxInfo) + sizeof(VID_FileInfo);
-constexpr unsigned int kMpeg4HeaderBytes = kVideoFixedBytes + sizeof(VID_Header_MPEG4CodecConfig);
-constexpr unsigned int kH263HeaderBytes = kVideoFixedBytes + sizeof(VID_Header_H263CodecConfig);
-constexpr unsigned int kH264HeaderBytes = kVideoFixedBytes + sizeof(VID_Header_H264CodecConfig);
+// Bytes of the whole header of video.
+constexpr unsigned int kMpeg4HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_MPEG4CodecConfig);
+constexpr unsigned int kH263HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H263CodecConfig);
+constexpr unsigned int kH264HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H264CodecConfig);
 
 // `config_size` of VID_Header_CodecInfo. Neither fits H.263's record of 8 bytes nor H.264's of 368: kept,
 // since consumers go by the header size.
 constexpr unsigned int kConfigSize = 356;
 constexpr unsigned int kH264ConfigSize = 365;
-
-constexpr unsigned int kH263PayloadType = 34;
 
 // A caller may hand over a place in a byte buffer, so records are filled here and copied there.
 template <class Record>
@@ -42,7 +34,7 @@ void put(Record* record, const Record& value) {
 }
 
 void put_prop(PROP_Header_Info* record, const char (&type)[9], unsigned int header_size, int count) {
-    PROP_Header_Info value{{}, header_size, kVersion, 0, static_cast<unsigned int>(count)};
+    PROP_Header_Info value{{}, header_size, qlip::kStreamVersion, 0, static_cast<unsigned int>(count)};
     std::copy_n(type, sizeof value.type, value.type);
     put(record, value);
 }
@@ -78,7 +70,7 @@ void copy_shown_part(std::span<const unsigned char> config, unsigned char (&show
 }  // namespace
 
 void wld_put_hdr_aud_prop(PROP_Header_Info* record, int frame_count) {
-    put_prop(record, pType, kAudioHeaderBytes, frame_count);
+    put_prop(record, pType, qlip::kAudioHeaderBytes, frame_count);
 }
 
 void wld_put_hdr_vid_prop(PROP_Header_Info* record, int sample_count) {
@@ -94,12 +86,15 @@ void wld_put_hdr_vid_prop264(PROP_Header_Info* record, int sample_count) {
 }
 
 int wld_put_hdr_aud_codec(AUD_Codec_Header* record, iso_track*) {
-    put(record, {sizeof(AUD_Codec_Header), 33, 64, 8});
+    constexpr auto kHighestMode = static_cast<unsigned int>(qlip::kAmrBitRates.size()) - 1;
+    put(record, {sizeof(AUD_Codec_Header), qlip::kFirstNarrowbandCoding + kHighestMode,
+                 qlip::kNarrowbandClock / qlip::kRateUnit, 8});
     return 0;
 }
 
 int wld_put_hdr_aud_codec_wb(AUD_Codec_Header* record, iso_track*) {
-    put(record, {sizeof(AUD_Codec_Header), 51, 128, 16});
+    put(record,
+        {sizeof(AUD_Codec_Header), qlip::kWidebandCoding, qlip::kWidebandClock / qlip::kRateUnit, 16});
     return 0;
 }
 
@@ -136,7 +131,7 @@ void wld_put_hdr_vid_codec(VID_Header_CodecInfo* record, int, int bit_rate, iso_
 }
 
 void wld_put_hdr_vid_codec263(VID_Header_CodecInfo* record, int, int bit_rate, iso_track* track) {
-    if (track->payload_type == kH263PayloadType) {
+    if (track->payload_type == WLD_TYPE_H263) {
         put_codec_info(record, "s263", bit_rate, track, kConfigSize);
     } else {
         put_codec_info(record, "s263+", bit_rate, track, kConfigSize);
@@ -150,7 +145,7 @@ void wld_put_hdr_vid_codec264(VID_Header_CodecInfo* record, int, int bit_rate, i
 void wld_put_hdr_vid_codecCfg(VID_Header_MPEG4CodecConfig* record, iso_track* track) {
     const auto config = configuration(track);
     VID_Header_MPEG4CodecConfig value{};
-    value.profile_level = byte_at(config, 4);
+    value.profile_level = byte_at(config, qlip::kMpeg4ProfileAt);
     copy_shown_part(config, value.config);
     value.config_size = static_cast<unsigned short>(std::min(config.size(), sizeof value.config));
     put(record, value);

@@ -4,14 +4,13 @@
 #include <cstring>
 
 #include "common/byte_order.h"
+#include "formats/native_header.h"
 #include "packets/audio_packets.h"
 #include "packets/pkq_header.h"
 #include "packets/video_packets.h"
 #include "qlip/isoff.h"
 
 namespace {
-
-constexpr int kLastSequence = 65535;
 
 void choose(pkq_native* native, int clock_rate, pkq_packetiser packetise) {
     native->clock_rate = clock_rate;
@@ -22,10 +21,10 @@ int choose_packetiser(pkq_native* native) {
     switch (native->codec) {
         case ISO_CODEC_MP4V:
         case ISO_CODEC_S263:
-            choose(native, 90000, pkq_video_packet);
+            choose(native, qlip::kVideoClock, pkq_video_packet);
             return 0;
         case ISO_CODEC_SAMR:
-            choose(native, 8000, pkq_amr_packet);
+            choose(native, qlip::kNarrowbandClock, pkq_amr_packet);
             return 0;
         case ISO_CODEC_MP4A:
         case ISO_CODEC_AVC1:
@@ -44,7 +43,7 @@ int pkq_native_init(pkq_native* native, int type, int packet_size, int rfc_mode,
     native->rtp.sequence = 0;
     native->rtp.time = 0;
     native->rtp.marker = 0;
-    native->rtp.magic = qlip::kPkqMagic;
+    native->rtp.magic = qlip::kPacketMagic;
     native->rtp.type = type;
     native->dsi = nullptr;
     native->dsi_size = 0;
@@ -77,25 +76,26 @@ int pkq_put_header(void* out, PKQ_RTP* rtp) {
     if ((rtp->flags & PKQ_FLAG_PRINT) != 0) print_pkq_header(rtp);
     pkq_packet_record record{};
     qlip::store_be16(record.size, static_cast<uint16_t>(rtp->size));
-    record.magic = qlip::kPkqMagic;
+    record.magic = qlip::kPacketMagic;
     record.marker_type = qlip::pkq_marker_type(rtp->marker, rtp->type);
     qlip::store_be16(record.sequence, static_cast<uint16_t>(rtp->sequence));
     qlip::store_be32(record.timestamp, rtp->time);
     std::memcpy(out, &record, sizeof record);
     // Only the one value wraps, so that a preset of -2 counts up through -1.
-    rtp->sequence =
-        rtp->sequence == kLastSequence ? 0 : static_cast<int>(static_cast<unsigned int>(rtp->sequence) + 1);
+    rtp->sequence = rtp->sequence == int{qlip::kRtpLastSequence}
+                        ? 0
+                        : static_cast<int>(static_cast<unsigned int>(rtp->sequence) + 1);
     return sizeof record;
 }
 
 void rtp2pkq(void* packet, int size, int type, int) {
-    auto* rtp = static_cast<unsigned char*>(packet);  // RFC 3550 5.1: V.. M|PT sequence(2) timestamp(4) SSRC
+    auto* rtp = static_cast<unsigned char*>(packet);
     pkq_packet_record record{};
     qlip::store_be16(record.size, static_cast<uint16_t>(static_cast<unsigned int>(size) - sizeof record));
-    record.magic = qlip::kPkqMagic;
-    record.marker_type = qlip::pkq_marker_type(rtp[1] >> 7, type);
-    std::memcpy(record.sequence, rtp + 2, sizeof record.sequence);
-    std::memcpy(record.timestamp, rtp + 4, sizeof record.timestamp);
+    record.magic = qlip::kPacketMagic;
+    record.marker_type = qlip::pkq_marker_type(static_cast<int>(qlip::rtp_marker(rtp)), type);
+    std::memcpy(record.sequence, rtp + qlip::kRtpSequenceAt, sizeof record.sequence);
+    std::memcpy(record.timestamp, rtp + qlip::kRtpTimestampAt, sizeof record.timestamp);
     std::memcpy(rtp, &record, sizeof record);
 }
 
@@ -103,8 +103,8 @@ void wld_put_header_pkq2wld(unsigned char* in, unsigned char* out, int type) {
     pkq_packet_record record;
     std::memcpy(&record, in, sizeof record);
     const uint32_t word =
-        qlip::rtp_word(record.marker_type >> 7, static_cast<uint32_t>(type) & qlip::kPkqTypeMask,
-                       qlip::load_be16(record.sequence));
+        qlip::rtp_word(record.marker_type >> qlip::kRtpMarkerShift,
+                       static_cast<uint32_t>(type) & qlip::kRtpTypeMask, qlip::load_be16(record.sequence));
     qlip::put_packet_record(out, qlip::load_be16(record.size), qlip::load_be32(record.timestamp), word);
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "formats/rtp.h"
 #include "packets/record_sink.h"
-#include "packets/timestamp.h"
 #include "packets/wld_header.h"
 #include "qlip/pkq_native.h"
 #include "qlip/wld_native.h"

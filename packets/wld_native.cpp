@@ -1,5 +1,6 @@
 #include "qlip/wld_native.h"
 
+#include "formats/native_header.h"
 #include "packets/audio_packets.h"
 #include "packets/rfc2190_fragments.h"
 #include "packets/video_packets.h"
@@ -7,15 +8,13 @@
 
 namespace {
 
-constexpr int kMaxPayload = 1400;
-
 void choose(wld_native* native, int clock_rate, wld_packetiser packetise) {
     native->clock_rate = clock_rate;
     native->packetise = packetise;
 }
 
 void choose_h264(wld_native* native, int packet_size, const iso_track* track) {
-    choose(native, 90000, wld_rfc3984_packet);
+    choose(native, qlip::kVideoClock, wld_rfc3984_packet);
     native->max_payload = packet_size;
     native->nal_length_size = track->nal_length_size;
     native->unused = 0;
@@ -27,13 +26,13 @@ int choose_packetiser(wld_native* native, int packet_size, const iso_track* trac
     switch (native->codec) {
         case ISO_CODEC_MP4V:
         case ISO_CODEC_S263:
-            choose(native, 90000, wld_video_packet);
+            choose(native, qlip::kVideoClock, wld_video_packet);
             return 0;
         case ISO_CODEC_SAMR:
-            choose(native, 8000, wld_amr_packet);
+            choose(native, qlip::kNarrowbandClock, wld_amr_packet);
             return 0;
         case ISO_CODEC_SAWB:
-            choose(native, 16000, wld_amr_packet);
+            choose(native, qlip::kWidebandClock, wld_amr_packet);
             return 0;
         case ISO_CODEC_AVC1:
             choose_h264(native, packet_size, track);
@@ -53,12 +52,12 @@ int wld_native_init(wld_native* native, int payload_type, int packet_size, int r
     native->rtp.sequence = 0;
     native->rtp.timestamp = 0;
     native->rtp.marker = 0;
-    native->rtp.magic = 13;
+    native->rtp.magic = qlip::kPacketMagic;
     native->rtp.payload_type = static_cast<unsigned int>(payload_type);
     native->dsi = nullptr;
     native->dsi_size = 0;
     native->time_accumulator = 0.0;
-    native->max_payload = kMaxPayload;
+    native->max_payload = qlip::kPacketBytes;
     native->last_source_format = 0;
     native->rfc_mode = static_cast<unsigned int>(rfc_mode);
     native->flags = static_cast<unsigned int>(flags);

@@ -1,20 +1,12 @@
 // The properties of an AMR track: clock and duration from the media track, bit rate from its mode set.
 #include "common/to_integer.h"
+#include "formats/amr.h"
+#include "formats/native_header.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
 using qlip::kReaderPath;
 using qlip::required;
-
-namespace {
-
-constexpr unsigned int kCoderAmr = 10;
-constexpr unsigned int kHighestAmrBitRate = 12200;
-
-// 3GPP TS 26.101 table 1a, modes 0 to 6.
-constexpr unsigned int kAmrBitRates[] = {4750, 5150, 5900, 6700, 7400, 7950, 10200};
-
-}  // namespace
 
 void C3gpInterface::ParseAudioBoxes() {
     m_uAudioTimescale = m_Boxes.m_pMdhd->GetTimescale();
@@ -43,7 +35,7 @@ void C3gpInterface::ParseAudioCoder() {
         const auto* amr = required(dynamic_cast<Vorn3gp::AMRSampleEntry*>(entry), "samr", m_uStatus);
         const auto* specific = required(amr->GetAMRSpecific(), "damr", m_uStatus);
         m_AudioParams.uBitRate = GetAMRBitRate(specific->GetModeSet());
-        m_AudioParams.uCoder = kCoderAmr;
+        m_AudioParams.uCoder = qlip::kNarrowbandFrameWord;
     }
     if (m_AudioParams.uCoder == 0)
         throw SimpleException(kReaderPath, __LINE__, "Unsupported audio coder type found");
@@ -51,7 +43,7 @@ void C3gpInterface::ParseAudioCoder() {
 
 // A mode set with exactly one bit names a mode; every other one counts as the highest.
 unsigned int C3gpInterface::GetAMRBitRate(int iModeSet) {
-    for (unsigned int mode = 0; mode < std::size(kAmrBitRates); ++mode)
-        if (iModeSet == 1 << mode) return kAmrBitRates[mode];
-    return kHighestAmrBitRate;
+    for (unsigned int mode = 0; mode < qlip::kAmrBitRates.size(); ++mode)
+        if (iModeSet == 1 << mode) return static_cast<unsigned int>(qlip::kAmrBitRates[mode]);
+    return static_cast<unsigned int>(qlip::kAmrBitRates.back());
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "host/host_calls.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -29,11 +30,6 @@ void set_log_level_from_environment() {
     }
 }
 
-bool is_complete(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io) {
-    return io && io->GetOffset && io->Seek && io->SeekNRead && io->SeekNWrite && io->Tell && io->IsEOF &&
-           io->IndexRead && io->AdvanceRead && io->ConvertStatus;
-}
-
 unsigned int track_id(const Vorn3gp::TrakBox* trak, unsigned int& status) {
     return required(trak->GetTkhd(), "tkhd", status)->GetTrackId();
 }
@@ -55,7 +51,7 @@ unsigned int C3gpInterface::Open(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, con
             m_uStatus = QLIP_NOT_SUPPORTED;
             throw SimpleException(kReaderPath, __LINE__, "Unsupported conversion type");
         }
-        if (!is_complete(pIO)) {
+        if (!qlip::complete(pIO)) {
             m_uStatus = QLIP_BAD_ARGUMENT;
             throw SimpleException(kReaderPath, __LINE__, "Incomplete IO callback interface");
         }

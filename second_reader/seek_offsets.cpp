@@ -1,6 +1,7 @@
 // From a hint sample to file offsets: its own, and that of the media sample that it starts with.
 #include <algorithm>
 
+#include "formats/rtp_hint_sample.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/producers/hint_walk.h"
 #include "second_reader/support.h"
@@ -42,10 +43,10 @@ class HintReader {
 bool take_constructor(HintReader& reader, unsigned int& lowest) {
     if (!reader.fits(1)) return false;
     const unsigned int kind = reader.u8();
-    if (kind > qlip::kSampleDescription) return true;
-    if (!reader.fits(qlip::kBehindKind)) return false;
-    if (kind != qlip::kSample) {
-        reader.skip(qlip::kBehindKind);
+    if (kind > qlip::kSampleDescriptionConstructor) return true;
+    if (!reader.fits(qlip::kBehindConstructorKind)) return false;
+    if (kind != qlip::kSampleConstructor) {
+        reader.skip(qlip::kBehindConstructorKind);
         return true;
     }
     reader.skip(3);  // track reference, length
@@ -61,7 +62,7 @@ bool take_packet(HintReader& reader, unsigned int& lowest) {
     reader.skip(8);  // relative time, RTP header, sequence
     const unsigned int flags = reader.u16();
     const unsigned int constructors = reader.u16();
-    if (flags & qlip::kExtraInformationFlag) reader.skip(reader.u32() - 4);
+    if (flags & qlip::kHintExtraInformation) reader.skip(reader.u32() - qlip::kHintExtraLengthBytes);
     for (unsigned int i = 0; i < constructors; ++i)
         if (!take_constructor(reader, lowest)) return false;
     return true;
@@ -94,7 +95,7 @@ unsigned int C3gpInterface::GetMediaSample(unsigned int uHintSample, unsigned in
     Vorn3gp::macro_Read(m_pIOCallback, m_pHintBuffer, uSize);
     HintReader reader(m_pHintBuffer, uSize);
     unsigned int lowest = kNoSample;
-    bool whole = reader.fits(qlip::kSampleHeaderBytes);
+    bool whole = reader.fits(qlip::kHintSampleHeaderBytes);
     if (whole) {
         const unsigned int packets = reader.u16();
         reader.skip(2);  // reserved

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/to_integer.h"
+#include "formats/rtp.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -11,7 +12,6 @@ using qlip::required;
 
 namespace {
 
-constexpr unsigned int kVideoClock = 90000;
 constexpr int kEmptyEdit = -1;
 
 const tagELST_EDIT_ENTRY* first_empty_edit(const Vorn3gp::ElstBox* elst) {
@@ -45,9 +45,9 @@ void C3gpInterface::ParseEditBoxes() {
 void C3gpInterface::ParseVideoDelay() {
     const auto* edit = first_empty_edit(m_Boxes.m_pElst);
     if (!edit) return;
-    m_VideoParams.uVideoNTS = to_ticks(edit->segment_duration, m_uMovieTimescale, kVideoClock);
+    m_VideoParams.uVideoNTS = to_ticks(edit->segment_duration, m_uMovieTimescale, qlip::kVideoClock);
     QLIP_LOG_DEBUG(kReaderPath, "VideoNTS: %d  In 3gp file: %d  timescale_mvhd: %d  ClockFreq: %d",
-                   m_VideoParams.uVideoNTS, edit->segment_duration, m_uMovieTimescale, kVideoClock);
+                   m_VideoParams.uVideoNTS, edit->segment_duration, m_uMovieTimescale, qlip::kVideoClock);
 }
 
 // The audio track's edit list must be there, but the numbers are those of the video track: kept.

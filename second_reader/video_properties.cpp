@@ -4,7 +4,10 @@
 
 #include "common/byte_order.h"
 #include "common/to_integer.h"
+#include "formats/rtp.h"
+#include "formats/rtp_hint_sample.h"
 #include "qlip/vorn3gp.h"
+#include "qlip/wld_native.h"
 #include "second_reader/producers/hint_walk.h"
 #include "second_reader/support.h"
 
@@ -13,23 +16,21 @@ using qlip::required;
 
 namespace {
 
-constexpr unsigned int kPayloadTypeMask = 0x7F;
-constexpr unsigned int kPayloadTypeH263 = 34;  // RFC 3551 6: the payload format of RFC 2190
-
 constexpr unsigned int kH263DefaultProfile = 0;
 constexpr unsigned int kH263DefaultLevel = 10;
 
 // Of the first packet; 0 when the hint sample ends before its header does. Extra information that reaches
 // further than the hint sample does not hide the type.
 unsigned int payload_type(const unsigned char* cursor, const unsigned char* end) {
-    if (static_cast<size_t>(end - cursor) < qlip::kSampleHeaderBytes + qlip::kPacketHeaderBytes) return 0;
+    if (static_cast<size_t>(end - cursor) < qlip::kHintSampleHeaderBytes + qlip::kHintPacketHeaderBytes)
+        return 0;
     _TAG_RTPsample3gp sample;
     PropFile::GetRTPsample3gp(&sample, &cursor);
     if (!qlip::packet_header_fits(cursor, static_cast<size_t>(end - cursor)))
-        return qlip::load_be16(cursor + qlip::kRtpHeaderOffset) & kPayloadTypeMask;
+        return qlip::load_be16(cursor + qlip::kHintRtpHeaderAt) & qlip::kRtpTypeMask;
     _TAG_RTPpacket3gp packet;
     PropFile::GetRTPpacket3gp(&packet, &cursor);
-    return packet.RTPheader & kPayloadTypeMask;
+    return packet.RTPheader & qlip::kRtpTypeMask;
 }
 
 }  // namespace
@@ -98,7 +99,7 @@ Vorn3gp::Box* C3gpInterface::FindVideoEntry() {
 // hint sample that holds no packet names no payload type.
 unsigned int C3gpInterface::PeekH263Track() {
     GetCurrentHintSample();
-    if (payload_type(HintSample(), HintSampleEnd()) == kPayloadTypeH263) {
+    if (payload_type(HintSample(), HintSampleEnd()) == WLD_TYPE_H263) {
         QLIP_LOG_DEBUG(kReaderPath, "H263 Video codec found");
         return qlip::kCodecH263;
     }

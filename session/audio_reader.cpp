@@ -8,9 +8,11 @@
 #include <cstring>
 
 #include "common/byte_order.h"
+#include "formats/amr.h"
+#include "formats/native_header.h"
+#include "formats/rtp.h"
 #include "iso/play/sample_reading.h"
 #include "packets/audio_frame.h"
-#include "packets/timestamp.h"
 #include "qlip/native_stream.h"
 #include "session/progress.h"
 #include "session/session.h"
@@ -19,10 +21,8 @@ namespace {
 
 enum Stage : int { kFileHeader, kCodecHeader, kIndexHeader, kFileInfo, kFrameHeader, kFramePayload };
 
-using SpeechBytes = std::array<unsigned char, 16>;  // by mode, without the table-of-contents byte
-
 struct AudioCodec {
-    SpeechBytes speech_bytes;
+    qlip::AmrSpeechBytes speech_bytes;
     unsigned char highest_cmr;  // modes above it are no speech and repeat the last request
     qlip::AudioFrameKind frame;
     int payload_type;
@@ -33,23 +33,18 @@ struct AudioCodec {
     int ticks() const { return static_cast<int>(frame.ticks); }
 };
 
-// 3GPP TS 26.101: speech bits of the eight modes and the SID frame.
-constexpr SpeechBytes narrowband_bytes() {
-    constexpr std::array<int, 16> kBits = {95, 103, 118, 134, 148, 159, 204, 244, 39};
-    SpeechBytes bytes{};
-    for (size_t mode = 0; mode < kBits.size(); ++mode)
-        bytes[mode] = static_cast<unsigned char>((kBits[mode] + 7) / 8);
-    return bytes;
-}
-
-constexpr AudioCodec kNarrowband = {narrowband_bytes(),   0x70, qlip::kNarrowbandFrame, WLD_TYPE_AMR, true, 0,
+constexpr AudioCodec kNarrowband = {qlip::narrowband_speech_bytes(),
+                                    qlip::amr_mode_request(qlip::amr_storage_entry(7)),
+                                    qlip::kNarrowbandFrame,
+                                    WLD_TYPE_AMR,
+                                    true,
+                                    0,
                                     wld_put_hdr_aud_codec};
 
-// 3GPP TS 26.201. The SID frame of mode 9 counts 5 bytes here and 6 in amr_get_size; both are kept.
-constexpr AudioCodec kWideband = {{17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 34, 45, 60, 60, 0, 0},
-                                  0x80,
+constexpr AudioCodec kWideband = {qlip::wideband_speech_bytes(),
+                                  qlip::amr_mode_request(qlip::amr_storage_entry(8)),
                                   qlip::kWidebandFrame,
-                                  102,
+                                  qlip::kWidebandType,
                                   false,
                                   1,
                                   wld_put_hdr_aud_codec_wb};
@@ -104,8 +99,7 @@ int deliver_file_info(const AudioCodec& codec, mm_Interface& session, unsigned c
     VID_FileInfo record;
     wld_put_hdr_fileInfo(&record, seconds);
     std::memcpy(buffer, &record, sizeof record);
-    constexpr int kPacketSize = 1400;
-    wld_native_init(&session.native, codec.payload_type, kPacketSize, WLD_RFC_NONE, session.track, 0);
+    wld_native_init(&session.native, codec.payload_type, qlip::kPacketBytes, WLD_RFC_NONE, session.track, 0);
     return QLIP_SUCCESS;
 }
 
@@ -114,13 +108,13 @@ int deliver_file_info(const AudioCodec& codec, mm_Interface& session, unsigned c
 int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
     *size = 0;
     session.stage = kFrameHeader;
-    constexpr AUD_AudFrame_Native kStandIn = {0, 20, 0, 0, 0, 0};
+    constexpr AUD_AudFrame_Native kStandIn = {0, qlip::kWidebandFrameWord, 0, 0, 0, 0};
     std::memcpy(buffer, &kStandIn, sizeof kStandIn);
     return QLIP_NOT_AVAILABLE_YET;
 }
 
 size_t frame_bytes_of(const AudioCodec& codec, unsigned char toc) {
-    return codec.speech_bytes[(toc >> 3) & 15] + kTocBytes;
+    return codec.speech_bytes[qlip::amr_storage_type(toc)] + kTocBytes;
 }
 
 // Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
@@ -157,7 +151,7 @@ void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_byt
 
 // The request of a speech frame, or the last one for frames that carry none.
 unsigned char mode_request(const AudioCodec& codec, mm_Interface& session, unsigned char toc) {
-    const auto request = static_cast<unsigned char>((toc << 1) & 0xF0);
+    const unsigned char request = qlip::amr_mode_request(toc);
     if (request <= codec.highest_cmr) session.last_cmr = request;
     return session.last_cmr;
 }

@@ -40,11 +40,6 @@ constexpr StatusText kStatusTexts[] = {
 
 constexpr int kUnusedOpenArgument = 20480;
 
-bool complete(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io) {
-    return io != nullptr && io->GetOffset && io->Seek && io->SeekNRead && io->SeekNWrite && io->Tell &&
-           io->IsEOF && io->IndexRead && io->AdvanceRead && io->ConvertStatus;
-}
-
 void release(mm_Interface** handle) {
     mmfi_Close(*handle);
     std::free(*handle);
@@ -68,7 +63,7 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
     int engine_error = 0;
     iso_file* file = isoFFopen(io, engine_mode, &engine_error);
     if (handle == nullptr) return QLIP_BAD_HANDLE;
-    if (!complete(io)) return QLIP_BAD_ARGUMENT;
+    if (!qlip::complete(io)) return QLIP_BAD_ARGUMENT;
     if (mode == nullptr) return QLIP_BAD_MODE;
     // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
     auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));

@@ -4,16 +4,12 @@
 #include <cstring>
 
 #include "common/byte_order.h"
+#include "formats/nal.h"
+#include "formats/rtp.h"
 
 namespace qlip {
 
 namespace {
-
-// NAL unit types (ITU-T H.264 table 7-1, RFC 3984 5.2).
-constexpr unsigned int kIdrSlice = 5;
-constexpr unsigned int kFuA = 28;
-constexpr unsigned int kTypeMask = 0x1F;
-constexpr unsigned int kFuStart = 0x80;
 
 // The packets of a stream's first IDR frame have the lowest numbers, and their sets went out with the header.
 constexpr unsigned int kLowestIdrSequence = 3;
@@ -42,9 +38,9 @@ bool put_parameter_sets(VideoCall& call) {
 //  FU-A:  | F NRI 28 | S E R type | ...      single NAL unit:  | F NRI type | ...
 bool opens_idr_picture(const unsigned char* payload, int bytes) {
     if (bytes < 1) return false;
-    const unsigned int type = payload[0] & kTypeMask;
-    if (type != kFuA) return type == kIdrSlice;
-    return bytes > 1 && (payload[1] & kTypeMask) == kIdrSlice && (payload[1] & kFuStart) != 0;
+    const unsigned int type = payload[0] & kNalTypeMask;
+    if (type != kNalFuA) return type == kNalIdrSlice;
+    return bytes > 1 && (payload[1] & kNalTypeMask) == kNalIdrSlice && (payload[1] & kFuStart) != 0;
 }
 
 // Moves the packet in hand up, behind the sets that go in front of it. It stands aside at the end of the
@@ -69,12 +65,13 @@ bool open_with_parameter_sets(VideoCall& call) {
 int precede_idr_packet(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
     const unsigned char* packet = packet_in_hand(session);
-    const unsigned int sequence = load_be16(packet + 2);
-    const bool last = (packet[1] & 0x80) != 0;
+    const unsigned int sequence = rtp_sequence(packet);
+    const bool last = rtp_marker(packet) != 0;
     if (opens_idr_picture(packet + kRtpHeaderBytes, bytes - kRtpHeaderBytes) &&
         sequence >= kLowestIdrSequence && session.dsi_sent == 0) {
         if (!put_parameter_sets_ahead(call, bytes)) return -1;
-        store_be16(packet_in_hand(session) + 2, static_cast<uint16_t>(sequence + set_count(session.track)));
+        store_be16(packet_in_hand(session) + kRtpSequenceAt,
+                   static_cast<uint16_t>(sequence + set_count(session.track)));
     }
     if (last) session.dsi_sent = 0;
     return bytes;

@@ -5,21 +5,17 @@
 #include <bit>
 #include <cstdint>
 
+#include "formats/mpeg4_visual.h"
 #include "packets/zero_pair.h"
 
 namespace {
-
-constexpr unsigned char kSequenceCode = 0xB0;
-constexpr unsigned char kVopCode = 0xB6;
-constexpr int kCodeBytes = 4;
-constexpr int kIntraBelow = 64;  // vop_coding_type, the two bits behind the code, is 0 for an intra VOP
 
 constexpr int kBlock = 16;
 constexpr int kStride = 8 * kBlock;
 constexpr int kClearedByStride = kStride - 2;  // a start code's three first bytes may reach beyond it
 
 bool is_start_code(const unsigned char* at) {
-    return qlip::is_zero_pair(at) && at[2] == 1 && at[4] < kIntraBelow;
+    return qlip::is_zero_pair(at) && at[2] == 1 && at[4] < qlip::kMpeg4IntraBelow;
 }
 
 __m128i least_of_two_blocks(const unsigned char* from) {
@@ -51,7 +47,8 @@ const unsigned char* pass_clear_strides(const unsigned char* begin, const unsign
 // begin with one, so the first block is looked at closely without asking.
 template <typename Visit>
 void visit_start_codes(const unsigned char* data, int length, Visit visit) {
-    const unsigned char* end = data + (length > kCodeBytes ? length - kCodeBytes : 0);
+    const unsigned char* end =
+        data + (length > qlip::kMpeg4StartCodeBytes ? length - qlip::kMpeg4StartCodeBytes : 0);
     const unsigned char* at = data;
     while (end - at >= kBlock) {
         for (uint32_t pairs = qlip::zero_mask(qlip::pairs_in_block(at)); pairs != 0; pairs &= pairs - 1) {
@@ -77,7 +74,7 @@ int find_code(const unsigned char* data, int length, unsigned char code) {
 }  // namespace
 
 int CheckForIFrame(unsigned char* data, int length) {
-    return find_code(data, length, kVopCode) >= 0 ? 1 : 0;
+    return find_code(data, length, qlip::kMpeg4VopCode) >= 0 ? 1 : 0;
 }
 
 int FindStartCode(unsigned char* data, int length, char code) {
@@ -90,8 +87,8 @@ qlip::StartCodes qlip::find_start_codes(const unsigned char* data, int length) {
         if (place < 0) place = static_cast<int>(at - data);
     };
     visit_start_codes(data, length, [&](const unsigned char* at) {
-        if (at[3] == kSequenceCode) keep_first(found.sequence, at);
-        if (at[3] == kVopCode) keep_first(found.vop, at);
+        if (at[3] == qlip::kMpeg4SequenceCode) keep_first(found.sequence, at);
+        if (at[3] == qlip::kMpeg4VopCode) keep_first(found.vop, at);
         return found.sequence >= 0 && found.vop >= 0;
     });
     return found;

@@ -4,12 +4,12 @@
 #include <cctype>
 
 #include "common/log.h"
+#include "formats/rtp.h"
 #include "session/mpeg4_configuration.h"
 
 namespace {
 
 constexpr const char* kPath = qlip::kSessionPath;
-constexpr int kLargestHintPacket = 1400;
 
 void parse_mode_switch(mm_Interface* session, const char character) {
     const int letter = std::tolower(static_cast<unsigned char>(character));
@@ -101,8 +101,8 @@ iso_track* choose_track(mm_Interface* session) {
 // A hint track that names no packet size cannot be replayed. The choice holds for the file, so that the
 // readers need not look for the track again.
 iso_track* arm_hint_track(iso_track* media) {
-    isoFFrtpHinter(media, kLargestHintPacket);
-    iso_track* hint = isoFFfindHintTrack(media, kLargestHintPacket);
+    isoFFrtpHinter(media, qlip::kPacketBytes);
+    iso_track* hint = isoFFfindHintTrack(media, qlip::kPacketBytes);
     return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
 }
 

@@ -7,6 +7,7 @@
 #include "common/byte_order.h"
 #include "common/padding.h"
 #include "common/to_integer.h"
+#include "formats/rtp.h"
 #include "iso/play/armed_hint.h"
 #include "iso/play/sample_reading.h"
 #include "packets/wld_header.h"
@@ -17,8 +18,6 @@ namespace qlip {
 namespace {
 
 enum Stage : int { kFileHeader, kHeaderAndFrame, kFrameBody, kFrameRecord };
-
-constexpr int kPacketSize = 1400;
 
 iso_track* delivered_track(const VideoCall& call) {
     return call.hint != nullptr ? call.hint : call.session.track;
@@ -157,10 +156,6 @@ int end_without_frame(VideoCall& call, bool first, int result) {
     return true;
 }
 
-bool has_marker(const unsigned char* rtp) {
-    return (rtp[1] & 0x80) != 0;
-}
-
 // A frame is the run of packets up to the next marker, whatever the hint samples are.
 int deliver_hinted_frame(VideoCall& call, bool first) {
     mm_Interface& session = call.session;
@@ -174,7 +169,7 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
         if (bytes < 1) return end_without_frame(call, first, bytes);
         if (header_due) append_codec_records(call);
         header_due = false;
-        const bool complete = has_marker(packet_in_hand(session));
+        const bool complete = rtp_marker(packet_in_hand(session)) != 0;
         if (codec.before_conversion != nullptr) bytes = codec.before_conversion(call, bytes);
         if (!append_packet(call, bytes)) return fail(call);
         if (complete) break;
@@ -187,7 +182,7 @@ void open_stream(VideoCall& call) {
     append_opening_records(call);
     if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
     if (call.hint != nullptr) return;
-    wld_native_init(&call.session.native, call.codec.payload_type, kPacketSize, call.codec.rfc_mode,
+    wld_native_init(&call.session.native, call.codec.payload_type, kPacketBytes, call.codec.rfc_mode,
                     call.session.track, 0);
     if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
 }

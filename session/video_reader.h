@@ -2,6 +2,7 @@
 // samples into packets itself where it has none. A row per codec holds everything in which the codecs differ.
 #pragma once
 
+#include "formats/rtp.h"
 #include "qlip/native_stream.h"
 #include "session/session.h"
 
@@ -51,8 +52,6 @@ struct VideoCodec {
 int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
                const VideoCodec& codec);
 
-// Bytes of an RTP header without extensions (RFC 3550 5.1).
-inline constexpr int kRtpHeaderBytes = 12;
 inline constexpr int kRecordBytes = sizeof(wld_packet_record);
 
 // The packet records of the frame in hand. Hint playback has all of the working memory for them and the RTP

@@ -4,17 +4,15 @@
 #include <span>
 
 #include "common/byte_order.h"
+#include "formats/nal.h"
 #include "iso/model/arena.h"
 
 namespace {
 
-constexpr std::array<unsigned char, 4> kStartCode = {0, 0, 0, 1};
-constexpr int kSpsUnit = 7, kPpsUnit = 8;  // ITU-T H.264 table 7-1
-
 // Calls take(set, length) for each parameter set of an avcC payload. False when the payload ends early.
 template <typename Take>
 bool walk_parameter_sets(std::span<const unsigned char> avcc, Take take) {
-    size_t at = 5;
+    size_t at = qlip::kAvccSetsAt;
     const auto next_set = [&] {
         if (at + 2 > avcc.size()) return false;
         const size_t length = qlip::load_be16(&avcc[at]);
@@ -24,7 +22,7 @@ bool walk_parameter_sets(std::span<const unsigned char> avcc, Take take) {
         return true;
     };
     if (at >= avcc.size()) return false;
-    for (int sps = avcc[at] & 31; sps > 0; --sps) {
+    for (int sps = static_cast<int>(avcc[at] & qlip::kAvccSetCountMask); sps > 0; --sps) {
         ++at;  // right for the first set alone: with more the walk is a byte off; kept
         if (!next_set()) return false;
     }
@@ -44,11 +42,11 @@ struct FoundSets {
 
     // False when there is no slot left.
     bool add(Set unit) {
-        const int type = unit[0] & 31;
-        if (type == kSpsUnit) {
+        const unsigned int type = qlip::nal_type(unit);
+        if (type == qlip::kNalSequenceSet) {
             if (sps_count == sps.size()) return false;
             sps[sps_count++] = unit;
-        } else if (type == kPpsUnit) {
+        } else if (type == qlip::kNalPictureSet) {
             if (pps_count == pps.size()) return false;
             pps[pps_count++] = unit;
         }
@@ -65,7 +63,7 @@ bool find_sets(std::span<const unsigned char> in, FoundSets* sets) {
         const bool ended = i + 1 == in.size();
         if (window != 0x000001 && !ended) continue;
         const size_t scanned = i + 1 - start;
-        const size_t cut = ended ? 0 : kStartCode.size();
+        const size_t cut = ended ? 0 : qlip::kNalStartCode.size();
         if (scanned > cut && !sets->add(in.subspan(start, scanned - cut))) return false;
         start = i + 1;
         window = 0xFFFFFF;
@@ -110,11 +108,11 @@ class AvccWriter {
 };
 
 void write_avcc(const FoundSets& sets, AvccWriter* out) {
-    out->u8(1);  // configurationVersion
+    out->u8(qlip::kAvccVersion);
     for (int i = 1; i <= 3; ++i)
         out->u8(sets.sps[0][static_cast<size_t>(i)]);  // profile, compatibility, level
-    out->u8(0xFD);                                     // NAL lengths of two bytes
-    out->u8(static_cast<unsigned int>(0xE0 | sets.sps_count));
+    out->u8(qlip::kAvccLengthSizeReserved | (2 - 1));  // NAL lengths of two bytes
+    out->u8(static_cast<unsigned int>(qlip::kAvccSetCountReserved | sets.sps_count));
     for (size_t i = 0; i < sets.sps_count; ++i)
         out->set(sets.sps[i]);
     out->u8(static_cast<unsigned int>(sets.pps_count));
@@ -152,14 +150,15 @@ int isoFFGetDSIin3GPP(iso_track* track, int prepend, unsigned char** out) {
     if (!dsi || size < 0 || !out) return -1;
     const std::span avcc(dsi, static_cast<size_t>(size));
     size_t total = 0;
-    if (!walk_parameter_sets(avcc, [&](auto set) { total += kStartCode.size() + set.size(); })) return -1;
+    if (!walk_parameter_sets(avcc, [&](auto set) { total += qlip::kNalStartCode.size() + set.size(); }))
+        return -1;
     auto* buffer = static_cast<unsigned char*>(systemmalloc(track->file, static_cast<int>(total)));
     if (!buffer) return -1;
     unsigned char* to = buffer;
     walk_parameter_sets(avcc, [&](auto set) {
-        std::memcpy(to, kStartCode.data(), kStartCode.size());
-        if (!set.empty()) std::memcpy(to + kStartCode.size(), set.data(), set.size());
-        to += kStartCode.size() + set.size();
+        std::memcpy(to, qlip::kNalStartCode.data(), qlip::kNalStartCode.size());
+        if (!set.empty()) std::memcpy(to + qlip::kNalStartCode.size(), set.data(), set.size());
+        to += qlip::kNalStartCode.size() + set.size();
     });
     *out = buffer;
     return static_cast<int>(total);
@@ -168,8 +167,9 @@ int isoFFGetDSIin3GPP(iso_track* track, int prepend, unsigned char** out) {
 int convertDCI_3gpp_to_ISO(unsigned char* in, unsigned int len, unsigned char** out, int* outlen) {
     if (!in || !out || !outlen) return 0;
     std::span<const unsigned char> stream(in, len);
-    if (len >= kStartCode.size() && std::memcmp(in, kStartCode.data(), kStartCode.size()) == 0)
-        stream = stream.subspan(kStartCode.size());
+    if (len >= qlip::kNalStartCode.size() &&
+        std::memcmp(in, qlip::kNalStartCode.data(), qlip::kNalStartCode.size()) == 0)
+        stream = stream.subspan(qlip::kNalStartCode.size());
     FoundSets sets;
     if (!find_sets(stream, &sets) || sets.sps_count == 0 || sets.sps[0].size() < 4) return 0;
     auto* buffer = static_cast<unsigned char*>(systemmalloc(nullptr, AvccWriter::kCapacity));

@@ -11,7 +11,8 @@
 
 #include "common/byte_order.h"
 #include "common/log.h"
-#include "common/to_integer.h"
+#include "formats/rtp.h"
+#include "formats/rtp_hint_sample.h"
 #include "iso/model/arena.h"
 #include "iso/play/armed_hint.h"
 #include "iso/play/sample_reading.h"
@@ -20,21 +21,8 @@ namespace {
 
 constexpr const char* kPath = "interface/src/isoff";
 
-constexpr unsigned int kSampleHeadSize = 4;
-constexpr unsigned int kEntrySize = 12;
-constexpr unsigned int kConstructorSize = 16;
-constexpr int kRtpHeaderSize = 12;
-constexpr unsigned char kRtpVersion2 = 0x80;
-constexpr unsigned char kExtraInformation = 0x04;
-constexpr unsigned char kPayloadTypeMask = 127;
-constexpr unsigned char kSelfReference = 255;
-constexpr unsigned int kImmediateRoom = kConstructorSize - 2;
-constexpr double kClockLimit = 4294967295.5;
-constexpr double kClockWrap = 4294967295.0;  // not 2^32; kept
-constexpr int kMostEmptySamples =
-    1 << 20;  // in one call; a track of nothing else would keep it busy for ever
-
-enum ConstructorKind : unsigned char { kImmediate = 1, kSampleData = 2, kSampleDescription = 3 };
+// In one call; a track of nothing else would keep it busy for ever.
+constexpr int kMostEmptySamples = 1 << 20;
 
 void give_record(iso_track* hint, void* memory) {
     if (!memory) return;
@@ -79,9 +67,8 @@ void next_sample(iso_track* track, hint_state* hint) {
 
 void advance_clock(const iso_track* track, hint_state* hint) {
     const double duration = qlip::time_at(track, track->stts, track->stts_count, track->stts_index);
-    hint->timestamp = qlip::to_u32(0.5 + hint->rtp_time) + track->tsro;
-    hint->rtp_time += duration * static_cast<int>(track->tims);
-    if (hint->rtp_time > kClockLimit) hint->rtp_time -= kClockWrap;
+    const double ticks = duration * static_cast<int>(track->tims);
+    hint->timestamp = qlip::take_timestamp(hint->rtp_time, ticks) + track->tsro;
 }
 
 bool stands_on_sample(const iso_track* track) {
@@ -97,16 +84,16 @@ int open_sample(iso_track* track, hint_state* hint) {
             return 0;
         }
         if (empty == kMostEmptySamples || !stands_on_sample(track)) return ISOFF_END;
-        std::array<unsigned char, kSampleHeadSize> head{};
+        std::array<unsigned char, qlip::kHintSampleHeaderBytes> head{};
         const int got = qlip::read_slice(track, hint->sample, qlip::size_of_sample(track, hint->sample),
                                          hint->sample_offset, head.data(), head.size());
         if (got == ISOFF_NOT_YET) return got;
-        if (got != kSampleHeadSize) return ISOFF_END;
+        if (got != qlip::kHintSampleHeaderBytes) return ISOFF_END;
         hint->packets_left = qlip::load_be16(head.data());
         if (hint->packets_left == 0) {
             next_sample(track, hint);
         } else {
-            hint->sample_offset += kSampleHeadSize;
+            hint->sample_offset += qlip::kHintSampleHeaderBytes;
             advance_clock(track, hint);
         }
     }
@@ -126,15 +113,15 @@ class PacketBuilder {
 
     // The packet's length, or a result below 0.
     int build() {
-        std::array<unsigned char, kEntrySize> entry{};
+        std::array<unsigned char, qlip::kHintPacketHeaderBytes> entry{};
         int result = read_hint(entry);
         if (result < 0) return result;
         write_header(entry.data());
-        if (entry[9] & kExtraInformation) {
+        if (entry[qlip::kHintFlagsAt + 1] & qlip::kHintExtraInformation) {
             result = pass_extra_information();
             if (result < 0) return result;
         }
-        for (int left = qlip::load_be16(&entry[10]); left > 0; --left) {
+        for (int left = qlip::load_be16(&entry[qlip::kHintEntryCountAt]); left > 0; --left) {
             result = construct();
             if (result < 0) return result;
         }
@@ -158,22 +145,23 @@ class PacketBuilder {
     }
 
     void write_header(const unsigned char* entry) {
-        const unsigned int seed = qlip::load_be16(entry + 6);
+        const unsigned char* rtp = entry + qlip::kHintRtpHeaderAt;
+        const unsigned int seed = qlip::load_be16(entry + qlip::kHintSequenceSeedAt);
         restarts_numbering_ = track_->seq_state == 1;
         // Behind injected packets the numbering goes on where those ended.
         snro_ = restarts_numbering_ ? track_->snro - seed : track_->snro;
-        sequence_ = (snro_ + seed) & 0xFFFF;
-        payload_type_ = entry[5] & kPayloadTypeMask;
-        out_[0] = entry[4] | kRtpVersion2;
-        out_[1] = entry[5];
-        qlip::store_be16(out_ + 2, static_cast<uint16_t>(sequence_));
-        qlip::store_be32(out_ + 4, hint_->timestamp);
-        qlip::store_be32(out_ + 8, hint_->ssrc);
-        length_ = kRtpHeaderSize;
+        sequence_ = (snro_ + seed) & qlip::kRtpLastSequence;
+        payload_type_ = rtp[1] & qlip::kRtpTypeMask;
+        out_[0] = rtp[0] | qlip::kRtpVersion2;
+        out_[1] = rtp[1];
+        qlip::store_be16(out_ + qlip::kRtpSequenceAt, static_cast<uint16_t>(sequence_));
+        qlip::store_be32(out_ + qlip::kRtpTimestampAt, hint_->timestamp);
+        qlip::store_be32(out_ + qlip::kRtpSsrcAt, hint_->ssrc);
+        length_ = qlip::kRtpHeaderBytes;
     }
 
     int pass_extra_information() {
-        std::array<unsigned char, 4> size{};
+        std::array<unsigned char, qlip::kHintExtraLengthBytes> size{};
         const int got = read_own(size.data(), size.size());
         if (got == ISOFF_NOT_YET) return got;
         offset_ += qlip::load_be32(size.data());
@@ -181,14 +169,14 @@ class PacketBuilder {
     }
 
     int construct() {
-        std::array<unsigned char, kConstructorSize> constructor{};
+        std::array<unsigned char, qlip::kConstructorBytes> constructor{};
         const int result = read_hint(constructor);
         if (result < 0) return result;
         switch (constructor[0]) {
-            case kImmediate:
+            case qlip::kImmediateConstructor:
                 return append_immediate(constructor.data());
-            case kSampleData:
-            case kSampleDescription:
+            case qlip::kSampleConstructor:
+            case qlip::kSampleDescriptionConstructor:
                 return append_sample(constructor.data());
             default:
                 return 0;
@@ -201,14 +189,14 @@ class PacketBuilder {
 
     int append_immediate(const unsigned char* constructor) {
         const unsigned int count = constructor[1];
-        if (count > kImmediateRoom || !has_room(count)) return ISOFF_END;
+        if (count > qlip::kImmediateRoom || !has_room(count)) return ISOFF_END;
         std::memcpy(out_ + length_, constructor + 2, count);
         length_ += static_cast<int>(count);
         return 0;
     }
 
     int append_sample(const unsigned char* constructor) {
-        const bool from_self = constructor[1] == kSelfReference;
+        const bool from_self = constructor[1] == qlip::kOwnTrackReference;
         const unsigned int count = qlip::load_be16(constructor + 2);
         const auto sample = static_cast<int>(qlip::load_be32(constructor + 4) - 1);
         if (!has_room(count)) return ISOFF_END;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "common/byte_order.h"
+#include "formats/nal.h"
 #include "iso/model/arena.h"
 #include "iso/read/box_handlers.h"
 #include "iso/read/box_tables.h"
@@ -172,13 +173,13 @@ int P_avcC(iso_file* file, int size) {
     track->profile = avcc[1];
     track->profile_compat = avcc[2];
     track->level = avcc[3];
-    track->nal_length_size = (avcc[4] & 3U) + 1;
-    track->sps_count = avcc[5] & 31;
+    track->nal_length_size = (avcc[4] & qlip::kAvccLengthSizeMask) + 1;
+    track->sps_count = avcc[qlip::kAvccSetsAt] & qlip::kAvccSetCountMask;
     ParameterSets sets(file, avcc, size, track->nal_length_size == 4);
     unsigned int sps_bytes = 0;
     unsigned int pps_bytes = 0;
     if (!sets.copy(track->sps_count, &track->sps, &sps_bytes)) return kRefuse;
-    track->pps_count = sets.next_byte() & 31;
+    track->pps_count = sets.next_byte() & kAvccSetCountMask;
     if (!sets.copy(track->pps_count, &track->pps, &pps_bytes)) return kRefuse;
     return join_parameter_sets(file, track, sps_bytes, pps_bytes) ? kGoOn : kRefuse;
 }

@@ -1,8 +1,8 @@
 // The esds box (ISO/IEC 14496-1 7.2.6): nested descriptors of a tag, an expandable length and a body.
 #include <algorithm>
 
-#include "common/byte_order.h"
 #include "common/diagnostics.h"
+#include "formats/mpeg4_visual.h"
 #include "iso/read/box_handlers.h"
 #include "iso/read/payload.h"
 #include "iso/read/stream_input.h"
@@ -12,8 +12,6 @@ using namespace qlip;
 namespace {
 
 enum Tag : int { kEsDescriptor = 3, kDecoderConfig = 4, kDecoderSpecificInfo = 5 };
-
-constexpr unsigned int kVisualObjectSequenceStart = 0x000001B0;  // ISO/IEC 14496-2
 
 struct Descriptor {
     int tag = 0;
@@ -36,8 +34,8 @@ int read_specific_info(iso_file* file, iso_track* track, int length) {
     if (!dsi) return kRefuse;
     track->dsi = dsi;
     track->dsi_size = length;
-    const bool has_level = length > 4 && load_be32(dsi) == kVisualObjectSequenceStart;
-    track->level = has_level ? dsi[4] : 0;  // profile_and_level_indication
+    const auto level = mpeg4_profile_level({dsi, static_cast<size_t>(length)});
+    track->level = static_cast<unsigned char>(level);
     return kGoOn;
 }
 

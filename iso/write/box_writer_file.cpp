@@ -1,8 +1,8 @@
 #include <cstring>
 
+#include "formats/unity_matrix.h"
 #include "iso/write/box_writer.h"
 #include "iso/write/put_sequence.h"
-#include "iso/write/unity_matrix.h"
 
 using namespace qlip;
 
@@ -51,7 +51,7 @@ int w_mvhd(int pass, iso_file* file, unsigned char* dst) {
     PutBox box(pass, dst, "mvhd");
     box.u32s({0, file->creation_time, file->modification_time, file->timescale, file->duration});
     box.u32(0x10000).u16(256).u16(0).u32s({0, 0});
-    for (const unsigned int word : unity_matrix)
+    for (const unsigned int word : qlip::kUnityMatrix)
         box.u32(word);
     box.u32s({0, 0, 0, 0, 0, 0}).u32(file->next_track_id);
     return box.finish();

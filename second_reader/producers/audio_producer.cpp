@@ -4,6 +4,8 @@
 #include "common/byte_order.h"
 #include "common/log.h"
 #include "common/to_integer.h"
+#include "formats/amr.h"
+#include "formats/native_header.h"
 #include "qlip/native_stream.h"
 #include "qlip/propfile.h"
 #include "second_reader/producers/control_signals.h"
@@ -12,11 +14,7 @@
 
 namespace {
 
-constexpr char pType[] = "AUDIO   ";
 constexpr unsigned int kFrameBytes = 1568;
-constexpr unsigned int kHeaderBytes =
-    sizeof(PROP_Header_Info) + sizeof(AUD_Codec_Header) + sizeof(AUD_Header_IndxInfo) + sizeof(VID_FileInfo);
-constexpr unsigned int kNoDataFrame = 15;
 
 constexpr qlip::ProducerTexts kTexts{
     "propfile/src/propfile_audio", "audio", "Audio",
@@ -27,8 +25,9 @@ unsigned char* frame_field(PropFileAudio& file, size_t offset) {
 }
 
 void write_stream_header(PropFileAudio& file, const _TAG_AUDIO_OPEN_PARAMS& params) {
-    const unsigned int padding = file.GetPadding(kHeaderBytes);
-    PROP_Header_Info prop{{}, kHeaderBytes + padding, qlip::kStreamVersion, padding, params.uFrameCount};
+    const unsigned int padding = file.GetPadding(qlip::kAudioHeaderBytes);
+    PROP_Header_Info prop{
+        {}, qlip::kAudioHeaderBytes + padding, qlip::kStreamVersion, padding, params.uFrameCount};
     std::memcpy(prop.type, pType, sizeof prop.type);
     const auto bit_rate = static_cast<int>(params.uBitRate);
     const AUD_Codec_Header codec{sizeof codec, static_cast<unsigned int>(GetAMRCoding(bit_rate)),
@@ -74,13 +73,13 @@ unsigned int run_forgivingly(PropFileAudio& file, unsigned char kind, const unsi
 // read even if the packet delivered fewer than two: then it is what the buffer held, or 0 behind its end.
 unsigned int frame_type(const PropFileAudio& file, unsigned int payload_start) {
     const unsigned int entry = payload_start + 1;
-    return entry < kFrameBytes ? (file.m_pBuffer[entry] & 0x78) >> 3 : 0;
+    return entry < kFrameBytes ? qlip::amr_storage_type(file.m_pBuffer[entry]) : 0;
 }
 
 // Flags speech that starts again after a no-data frame.
 void mark_talk_spurt(PropFileAudio& file, unsigned int payload_start) {
     const unsigned int type = frame_type(file, payload_start);
-    const bool starts = type != kNoDataFrame && file.m_uLastFrameType == kNoDataFrame;
+    const bool starts = type != qlip::kAmrNoData && file.m_uLastFrameType == qlip::kAmrNoData;
     qlip::store_le16(frame_field(file, offsetof(AUD_AudFrame_Native, reserved)), starts);
     file.m_uLastFrameType = type;
 }
@@ -176,10 +175,8 @@ unsigned int PropFileAudio::ProcessRTPsampledescriptionconstructor(const unsigne
 }
 
 int GetAMRCoding(int iBitRate) {
-    constexpr int kFirstCoding = 26;
-    constexpr int kRates[] = {4750, 5150, 5900, 6700, 7400, 7950, 10200, 12200};
-    int coding = kFirstCoding;
-    for (const int rate : kRates) {
+    int coding = qlip::kFirstNarrowbandCoding;
+    for (const int rate : qlip::kAmrBitRates) {
         if (rate == iBitRate) return coding;
         ++coding;
     }
@@ -189,7 +186,7 @@ int GetAMRCoding(int iBitRate) {
 // In units of 125 Hz, for these three rates only: kept.
 unsigned int SampleRateHZ_to_MM(unsigned int uRate) {
     const bool known = uRate == 6000 || uRate == 8000 || uRate == 11000;
-    return known ? uRate / 125 : 0;
+    return known ? uRate / qlip::kRateUnit : 0;
 }
 
 int GetAMRBitsPerSample(int /*iBitRate*/) {

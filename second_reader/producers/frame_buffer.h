@@ -28,9 +28,6 @@ void require_room(const PropFile& file, unsigned int bytes, unsigned int capacit
 // else is logged and goes on, as a SimpleException if it was of a foreign type.
 void settle_frame_failure(PropFile& file, const ProducerTexts& texts);
 
-// The native stream's fixed file-level values.
-inline constexpr unsigned int kStreamVersion = 10;
-
 // Records lie in the buffer at any alignment.
 template <class Record>
 void put_record(unsigned char* at, const Record& record) {

@@ -6,6 +6,7 @@
 
 #include "common/byte_order.h"
 #include "common/log.h"
+#include "formats/rtp_hint_sample.h"
 #include "qlip/c3gpinterface.h"
 #include "second_reader/producers/control_signals.h"
 #include "second_reader/producers/frame_buffer.h"
@@ -14,10 +15,6 @@
 namespace qlip {
 
 namespace {
-
-constexpr size_t kLengthWordBytes = 4;
-constexpr size_t kFlagsOffset = 8;
-constexpr unsigned int kImmediateData = 14;  // bytes of an immediate constructor behind its count
 
 // The fields of a sample constructor, in their order.
 struct SampleReference {
@@ -84,7 +81,7 @@ unsigned int append(PropFile& file, const unsigned char* data, unsigned int byte
 
 void dump_immediate(const unsigned char* data, unsigned int count) {
     QLIP_DUMP("count(8):                %d\n", count);
-    QLIP_DUMP("  padding:               %d\n", static_cast<int>(kImmediateData) - static_cast<int>(count));
+    QLIP_DUMP("  padding:               %d\n", static_cast<int>(kImmediateRoom) - static_cast<int>(count));
     QLIP_DUMP("  data: ");
     for (unsigned int i = 0; i < count; ++i)
         QLIP_DUMP("%02X ", data[i]);
@@ -94,16 +91,16 @@ void dump_immediate(const unsigned char* data, unsigned int count) {
 }  // namespace
 
 bool packet_header_fits(const unsigned char* cursor, size_t left) {
-    if (left < kPacketHeaderBytes) return false;
-    if (!(load_be16(cursor + kFlagsOffset) & kExtraInformationFlag)) return true;
-    left -= kPacketHeaderBytes;
-    if (left < kLengthWordBytes) return false;
-    const uint32_t length = load_be32(cursor + kPacketHeaderBytes);
-    return length >= kLengthWordBytes && length <= left;
+    if (left < kHintPacketHeaderBytes) return false;
+    if (!(load_be16(cursor + kHintFlagsAt) & kHintExtraInformation)) return true;
+    left -= kHintPacketHeaderBytes;
+    if (left < kHintExtraLengthBytes) return false;
+    const uint32_t length = load_be32(cursor + kHintPacketHeaderBytes);
+    return length >= kHintExtraLengthBytes && length <= left;
 }
 
 void read_sample_header(const PropFile& file, _TAG_RTPsample3gp* sample, const unsigned char** cursor) {
-    if (bytes_left(file, *cursor) < kSampleHeaderBytes) refuse_truncated();
+    if (bytes_left(file, *cursor) < kHintSampleHeaderBytes) refuse_truncated();
     PropFile::GetRTPsample3gp(sample, cursor);
 }
 
@@ -117,7 +114,7 @@ unsigned char read_constructor_kind(const PropFile& file, const unsigned char** 
     if (left == 0) refuse_truncated();
     const unsigned char kind = PropFile::GetAndAdvance8(cursor);
     QLIP_LOG_VERBOSE(path, "constructor_type(8):     %d\n", kind);
-    if (kind <= kSampleDescription && left - 1 < kBehindKind) refuse_truncated();
+    if (kind <= kSampleDescriptionConstructor && left - 1 < kBehindConstructorKind) refuse_truncated();
     return kind;
 }
 
@@ -125,13 +122,13 @@ unsigned char read_constructor_kind(const PropFile& file, const unsigned char** 
 // from the wrong place, and nothing resynchronises it: kept.
 unsigned int run_constructor(PropFile& file, unsigned char kind, const unsigned char** cursor) {
     switch (kind) {
-        case kNoOp:
+        case kNoOpConstructor:
             return file.ProcessRTPnoopconstructor(cursor);
-        case kImmediate:
+        case kImmediateConstructor:
             return file.ProcessRTPimmediateconstructor(cursor);
-        case kSample:
+        case kSampleConstructor:
             return file.ProcessRTPsampleconstructor(cursor);
-        case kSampleDescription:
+        case kSampleDescriptionConstructor:
             return file.ProcessRTPsampledescriptionconstructor(cursor);
         default:
             return 0;
@@ -144,7 +141,7 @@ unsigned int append_immediate(PropFile& file, const unsigned char** cursor, unsi
     const unsigned int count = PropFile::GetAndAdvance8(cursor);
     const unsigned char* data = *cursor;
     const size_t left = bytes_left(file, data);
-    *cursor += kImmediateData;
+    *cursor += kImmediateRoom;
     if (left < count) refuse_truncated();
     require_room(file, count, capacity);
     if (sx_Debug > 4) dump_immediate(data, count);

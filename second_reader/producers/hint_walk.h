@@ -8,7 +8,6 @@
 #include <cstddef>
 
 #include "qlip/propfile.h"
-#include "second_reader/producers/hint_layout.h"
 
 namespace qlip {
 

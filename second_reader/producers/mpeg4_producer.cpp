@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "common/byte_order.h"
 #include "common/log.h"
+#include "formats/mpeg4_visual.h"
 #include "qlip/native_stream.h"
 #include "qlip/propfile.h"
 #include "second_reader/producers/frame_buffer.h"
@@ -10,14 +10,6 @@
 namespace {
 
 constexpr const char* kPath = "propfile/src/propfile_video_mpeg4";
-constexpr unsigned int kVisualObjectSequenceStart = 0x000001B0;  // ISO/IEC 14496-2 6.2.2
-constexpr unsigned int kProfileOffset = 4;                       // profile_and_level_indication
-
-// A configuration that ends with its start code has zero bytes behind it in the record.
-unsigned int profile_level(const VID_Header_MPEG4CodecConfig& record) {
-    const bool starts = qlip::load_be32(record.config) == kVisualObjectSequenceStart;
-    return starts ? record.config[kProfileOffset] : 0;
-}
 
 VID_Header_MPEG4CodecConfig config_record(const unsigned char* config, unsigned int bytes) {
     VID_Header_MPEG4CodecConfig record{};
@@ -25,7 +17,7 @@ VID_Header_MPEG4CodecConfig config_record(const unsigned char* config, unsigned 
         throw SimpleException(kPath, __LINE__, "Decoder configuration of %d bytes is too long", bytes);
     }
     if (bytes > 0 && config) std::memcpy(record.config, config, bytes);
-    record.profile_level = profile_level(record);
+    record.profile_level = qlip::mpeg4_profile_level(record.config);  // shorter ones end in zeros
     record.config_size = static_cast<unsigned short>(bytes);
     return record;
 }

@@ -2,11 +2,13 @@
 
 #include "common/byte_order.h"
 #include "common/log.h"
+#include "common/padding.h"
 #include "common/to_integer.h"
+#include "formats/rtp.h"
+#include "formats/rtp_hint_sample.h"
 #include "qlip/propfile.h"
 #include "second_reader/producers/frame_buffer.h"
 #include "second_reader/producers/hint_dump.h"
-#include "second_reader/producers/hint_layout.h"
 
 PropFile::PropFile(C3gpInterface* pInterface)
     : m_pBuffer(nullptr), m_uLength(0), m_uOffset(0), m_uFrameCount(0), m_pInterface(pInterface) {}
@@ -17,7 +19,7 @@ PropFile::~PropFile() {
 
 unsigned int PropFile::ProcessRTPnoopconstructor(const unsigned char** ppCursor) {
     QLIP_DUMP("RTPnoopconstructor\n");
-    *ppCursor += qlip::kBehindKind;
+    *ppCursor += qlip::kBehindConstructorKind;
     return 0;
 }
 
@@ -53,19 +55,20 @@ void PropFile::GetRTPpacket3gp(_TAG_RTPpacket3gp* pPacket, const unsigned char**
     QLIP_DUMP(
         "relative_time(32):       0x%08X\nRTPheader(16):           0x%04X\n  P_bit:                 0x%01X\n"
         "  X_bit:                 0x%01X\n  M_bit:                 0x%01X\n  payload_type:          0x%02X\n",
-        pPacket->relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1, header & 0x7F);
+        pPacket->relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1,
+        header & qlip::kRtpTypeMask);
     QLIP_DUMP(
         "RTPsequenceseed(16):     0x%04X\nRTPflags(16):            0x%04X\n  extra_flag:            0x%01X\n"
         "  bframe_flag:           0x%01X\n  repeat_flag:           0x%01X\nentrycount(16):          %d\n",
         pPacket->RTPsequenceseed, flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1, pPacket->entrycount);
-    if (!(flags & qlip::kExtraInformationFlag)) return;
+    if (!(flags & qlip::kHintExtraInformation)) return;
     pPacket->extra_information_length = GetAndAdvance32(ppCursor);
     QLIP_DUMP("extra_information_length(32): %d\n", pPacket->extra_information_length);
-    *ppCursor += pPacket->extra_information_length - 4;
+    *ppCursor += pPacket->extra_information_length - qlip::kHintExtraLengthBytes;
 }
 
 unsigned int PropFile::GetPadding(unsigned int uSize) {
-    const unsigned int padding = -uSize & 3;
+    const unsigned int padding = ::GetPadding(uSize);
     QLIP_LOG_VERBOSE(qlip::kBasePath, "Padding size: %d", padding);
     return padding;
 }

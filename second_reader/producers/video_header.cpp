@@ -1,5 +1,6 @@
 #include "second_reader/producers/video_header.h"
 
+#include "formats/native_header.h"
 #include "qlip/SimpleException.h"
 #include "qlip/native_stream.h"
 #include "second_reader/producers/frame_buffer.h"
@@ -8,12 +9,6 @@
 namespace qlip {
 
 namespace {
-
-constexpr char pType[] = "VIDEO   ";
-
-static_assert(kVideoHeaderBytes == sizeof(PROP_Header_Info) + sizeof(VID_Header_NTSInfo) +
-                                       sizeof(VID_Header_IndxInfo) + sizeof(VID_Header_CodecInfo) +
-                                       sizeof(VID_FileInfo));
 
 // What the offset table was filled with; asking GetCodecHeaderSize again would log again.
 unsigned int codec_header_bytes(const PropFileVideo& file) {
@@ -31,7 +26,7 @@ unsigned int write_video_header(PropFileVideo& file, const _TAG_VIDEO_OPEN_PARAM
                               bytes + padding, file.m_uBufferBytes);
     }
     PROP_Header_Info prop{{}, bytes + padding, kStreamVersion, padding, params.uFrameCount};
-    std::memcpy(prop.type, pType, sizeof prop.type);
+    std::memcpy(prop.type, pTypeVid, sizeof prop.type);
     put_record(file.m_pBuffer + file.m_uPropHeaderOffset, prop);
     put_record(file.m_pBuffer + file.m_uNtsInfoOffset,
                VID_Header_NTSInfo{{params.uVideoNTS, params.uAudioNTS}});

@@ -5,9 +5,6 @@
 
 namespace qlip {
 
-// Bytes of the header without the codec's configuration record.
-inline constexpr unsigned int kVideoHeaderBytes = 84;
-
 // All but the codec's part. Throws SimpleException when the buffer cannot hold the header. Returns
 // header_size.
 unsigned int write_video_header(PropFileVideo& file, const _TAG_VIDEO_OPEN_PARAMS& params);

@@ -3,6 +3,7 @@
 #include "common/byte_order.h"
 #include "common/log.h"
 #include "common/to_integer.h"
+#include "formats/rtp.h"
 #include "qlip/native_stream.h"
 #include "qlip/propfile.h"
 #include "second_reader/producers/frame_buffer.h"
@@ -12,8 +13,6 @@
 
 namespace {
 
-constexpr double kClock = 90000.0;               // Hz, of RTP video timestamps
-constexpr unsigned int kRtpVersion2 = 1u << 31;  // RFC 3550 5.1, in the first word of the RTP header
 constexpr const char* kPath = qlip::kVideoTexts.path;
 
 void store_word(PropFileVideo& file, unsigned int offset, unsigned int value) {
@@ -31,8 +30,8 @@ void write_packet_record(PropFileVideo& file, unsigned int start, const _TAG_RTP
     wld_packet_record record;
     record.size = file.m_uPacketPayloadOffset;
     record.rtp_word =
-        static_cast<unsigned int>(packet.RTPheader) << 16 | packet.RTPsequenceseed | kRtpVersion2;
-    record.timestamp2 = qlip::to_u32(kClock * seconds);
+        static_cast<unsigned int>(packet.RTPheader) << 16 | packet.RTPsequenceseed | qlip::kRtpVersionWord;
+    record.timestamp2 = qlip::to_u32(qlip::kVideoClock * seconds);
     if (file.m_uFrameCount == 1) file.m_uFirstTimestamp = record.timestamp2;
     record.timestamp = record.timestamp2 - file.m_uFirstTimestamp;
     record.reserved = 0;
