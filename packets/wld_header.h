@@ -17,9 +17,10 @@ inline void put_packet_record(void* out, uint32_t payload_size, uint32_t timesta
 }
 
 inline void put_next_header(void* out, WLD_RTP& rtp, int payload_type) {
-    const uint32_t word = rtp_word(rtp.marker, static_cast<uint32_t>(payload_type), rtp.sequence);
+    const uint32_t sequence = rtp.sequence & kRtpLastSequence;
+    const uint32_t word = rtp_word(rtp.marker, static_cast<uint32_t>(payload_type), sequence);
     put_packet_record(out, rtp.payload_size, rtp.timestamp, word);
-    if (++rtp.sequence > kRtpLastSequence) rtp.sequence = 0;
+    rtp.sequence = (sequence + 1) & kRtpLastSequence;
 }
 
 // The record of an RTP packet: what rtp2pkq and wld_put_header_pkq2wld make of it together.

@@ -213,6 +213,12 @@ TEST(H264Packets, HintedSetsTakeTheNumberOfThePacketTheyPrecede) {
     }
 }
 
+TEST(H264Packets, HintedSetsKeepTheLow16BitsOfARandomOffset) {
+    Hinted h(0);
+    h.hint.snro = 0x7FFFFFFF;
+    EXPECT_EQ(h.served(), records({{kType, false, 65535, 9000, kSps}, {kType, false, 0, 9000, kPps}}));
+}
+
 TEST(H264Packets, HintedSetsAreNoMoreThanTheCountsSay) {
     Hinted h(0, 0);
     EXPECT_EQ(h.served(), records({{kType, false, 500, 9000, kSps}}));
