@@ -14,7 +14,7 @@ using namespace qlip_tool;
 
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Looks into 3GP files, turns their tracks into a native stream, and plays them as RTP.\n"
     "\n"
     "Examples:\n"
@@ -24,7 +24,7 @@ constexpr const char* about =
     "  qlip rtp clip.3gp --sdp clip.sdp      the track to a player, over RTP\n"
     "  qlip boxes clip.3gp                   the file's boxes, also of a file that does not open\n";
 
-constexpr const char* exit_codes =
+constexpr const char* kExitCodes =
     "\nExit codes: 0 done; 1 the file or stream is damaged or has no such track; 2 the command line is "
     "wrong;\n"
     "3 something could not be opened, read, written or sent; 4 the file is not complete.\n"
@@ -47,13 +47,13 @@ int refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** a
 }
 
 int run(int argc, char** argv) {
-    CLI::App app(about, "qlip");
+    CLI::App app(kAbout, "qlip");
     app.require_subcommand(1);
     app.set_version_flag("--version", "qlip " QLIP_TOOL_VERSION);
-    app.footer(exit_codes);
+    app.footer(kExitCodes);
     app.add_flag_callback("--diagnostics", show_diagnostics,
                           "Show on standard error what the library prints while it reads");
-    for (const auto add : all_commands)
+    for (const auto add : kAllCommands)
         add(app);
     try {
         app.parse(argc, argv);

@@ -23,8 +23,8 @@ namespace {
 using namespace Vorn3gp;
 using Json = nlohmann::ordered_json;
 
-constexpr double sixteen_sixteen = 65536.0;
-constexpr double eight_eight = 256.0;
+constexpr double kSixteenSixteen = 65536.0;
+constexpr double kEightEight = 256.0;
 
 std::string word_text(unsigned int word) {
     char letters[sizeof word];
@@ -34,10 +34,9 @@ std::string word_text(unsigned int word) {
 
 // Seconds since 1904 as a date (ISO 8601).
 std::string date_text(unsigned int seconds) {
-    constexpr int64_t from_1904_to_1970 = 2082844800;
+    constexpr int64_t kFrom1904To1970 = 2082844800;
     if (seconds == 0) return "not set";
-    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}",
-                       fmt::gmtime(static_cast<time_t>(seconds - from_1904_to_1970)));
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<time_t>(seconds - kFrom1904To1970)));
 }
 
 // Collects the fields of one box.
@@ -108,8 +107,8 @@ void visual_fields(Sheet& sheet, const SampleEntry& entry, const VisualFields& v
     sheet.number("data_reference_index", entry.data_reference_index)
         .number("width", visual.width)
         .number("height", visual.height)
-        .fixed("horizresolution", visual.horizresolution, sixteen_sixteen)
-        .fixed("vertresolution", visual.vertresolution, sixteen_sixteen)
+        .fixed("horizresolution", visual.horizresolution, kSixteenSixteen)
+        .fixed("vertresolution", visual.vertresolution, kSixteenSixteen)
         .number("frame_count", visual.frame_count)
         .number("depth", visual.depth);
 }
@@ -122,8 +121,8 @@ class Visit {
     std::map<uint64_t, BoxFields> finish() { return std::move(by_offset_); }
 
     void file(const Simple3gp& file) {
-        if (file.ftyp != nullptr) ftyp(*file.ftyp);
-        if (file.moov != nullptr) moov(*file.moov);
+        if (file.ftyp) ftyp(*file.ftyp);
+        if (file.moov) moov(*file.moov);
         for (const MdatBox* box : file.mdats) {
             const unsigned int header = 8;
             put(box, Sheet().number("data_size", box->size - std::min(box->size, header)));
@@ -147,7 +146,7 @@ class Visit {
 
     void moov(const MoovBox& box) {
         put(&box, Sheet());
-        if (box.mvhd != nullptr) mvhd(*box.mvhd);
+        if (box.mvhd) mvhd(*box.mvhd);
         for (const TrakBox* trak : box.traks)
             this->trak(*trak);
     }
@@ -160,17 +159,17 @@ class Visit {
                       .date("modification_time", box.modification_time)
                       .number("timescale", box.timescale)
                       .time("duration", box.duration, box.timescale)
-                      .fixed("rate", box.rate, sixteen_sixteen)
-                      .fixed("volume", box.volume, eight_eight)
+                      .fixed("rate", box.rate, kSixteenSixteen)
+                      .fixed("volume", box.volume, kEightEight)
                       .number("next_track_ID", box.next_track_ID));
     }
 
     void trak(const TrakBox& box) {
         put(&box, Sheet());
-        if (box.tkhd != nullptr) tkhd(*box.tkhd);
-        if (box.edts != nullptr) edts(*box.edts);
-        if (box.tref != nullptr) tref(*box.tref);
-        if (box.mdia != nullptr) mdia(*box.mdia);
+        if (box.tkhd) tkhd(*box.tkhd);
+        if (box.edts) edts(*box.edts);
+        if (box.tref) tref(*box.tref);
+        if (box.mdia) mdia(*box.mdia);
     }
 
     void tkhd(const TkhdBox& box) {
@@ -182,37 +181,37 @@ class Visit {
                       .time("duration", box.duration, movie_timescale_)
                       .number("layer", box.layer)
                       .number("alternate_group", box.alternate_group)
-                      .fixed("volume", box.volume, eight_eight)
-                      .fixed("width", box.width, sixteen_sixteen)
-                      .fixed("height", box.height, sixteen_sixteen));
+                      .fixed("volume", box.volume, kEightEight)
+                      .fixed("width", box.width, kSixteenSixteen)
+                      .fixed("height", box.height, kSixteenSixteen));
     }
 
     void edts(const EdtsBox& box) {
         put(&box, Sheet());
-        if (box.elst == nullptr) return;
+        if (!box.elst) return;
         const auto show = [&](const tagELST_EDIT_ENTRY& edit) {
             return Json{{"segment_duration", edit.segment_duration},
                         {"media_time", edit.media_time},
-                        {"rate", edit.media_rate_integer + edit.media_rate_fraction / sixteen_sixteen}};
+                        {"rate", edit.media_rate_integer + edit.media_rate_fraction / kSixteenSixteen}};
         };
         put(box.elst, Sheet().full(*box.elst).table(box.elst->edit_entries, show));
     }
 
     void tref(const TrefBox& box) {
         put(&box, Sheet());
-        if (box.hint != nullptr) put(box.hint, Sheet().number("track_ID", box.hint->track_ID));
+        if (box.hint) put(box.hint, Sheet().number("track_ID", box.hint->track_ID));
     }
 
     void mdia(const MdiaBox& box) {
         put(&box, Sheet());
-        if (box.mdhd != nullptr) mdhd(*box.mdhd);
-        if (box.hdlr != nullptr) {
+        if (box.mdhd) mdhd(*box.mdhd);
+        if (box.hdlr) {
             put(box.hdlr, Sheet()
                               .full(*box.hdlr)
                               .word("handler_type", box.hdlr->handler_type)
                               .text("name", printable(box.hdlr->name)));
         }
-        if (box.minf != nullptr) minf(*box.minf);
+        if (box.minf) minf(*box.minf);
     }
 
     void mdhd(const MdhdBox& box) {
@@ -227,13 +226,13 @@ class Visit {
 
     void minf(const MinfBox& box) {
         put(&box, Sheet());
-        if (box.vmhd != nullptr) put(box.vmhd, Sheet().full(*box.vmhd).number("opcolor", box.vmhd->opcolor));
-        if (box.smhd != nullptr) {
-            put(box.smhd, Sheet().full(*box.smhd).fixed("balance", box.smhd->balance, eight_eight));
+        if (box.vmhd) put(box.vmhd, Sheet().full(*box.vmhd).number("opcolor", box.vmhd->opcolor));
+        if (box.smhd) {
+            put(box.smhd, Sheet().full(*box.smhd).fixed("balance", box.smhd->balance, kEightEight));
         }
-        if (box.hmhd != nullptr) hmhd(*box.hmhd);
-        if (box.dinf != nullptr) dinf(*box.dinf);
-        if (box.stbl != nullptr) stbl(*box.stbl);
+        if (box.hmhd) hmhd(*box.hmhd);
+        if (box.dinf) dinf(*box.dinf);
+        if (box.stbl) stbl(*box.stbl);
     }
 
     void hmhd(const HmhdBox& box) {
@@ -247,7 +246,7 @@ class Visit {
 
     void dinf(const DinfBox& box) {
         put(&box, Sheet());
-        if (box.dref == nullptr) return;
+        if (!box.dref) return;
         put(box.dref, Sheet().full(*box.dref).number("entries", box.dref->entries.size()));
         for (const DataEntryBox* entry : box.dref->entries)
             put(entry, Sheet());
@@ -255,22 +254,22 @@ class Visit {
 
     void stbl(const StblBox& box) {
         put(&box, Sheet());
-        if (box.stsd != nullptr) stsd(*box.stsd);
-        if (box.stts != nullptr) {
+        if (box.stsd) stsd(*box.stsd);
+        if (box.stts) {
             put(box.stts, Sheet().full(*box.stts).table(box.stts->sample_entries, [](const auto& row) {
                 return Json{{"sample_count", row.sample_count}, {"sample_delta", row.sample_delta}};
             }));
         }
-        if (box.stsc != nullptr) {
+        if (box.stsc) {
             put(box.stsc, Sheet().full(*box.stsc).table(box.stsc->sample_entries, [](const auto& row) {
                 return Json{{"first_chunk", row.first_chunk},
                             {"samples_per_chunk", row.samples_per_chunk},
                             {"sample_description_index", row.sample_description_index}};
             }));
         }
-        if (box.stsz != nullptr) stsz(*box.stsz);
-        if (box.stco != nullptr) put(box.stco, Sheet().full(*box.stco).table(box.stco->chunk_offsets, plain));
-        if (box.stss != nullptr) put(box.stss, Sheet().full(*box.stss).table(box.stss->sync_samples, plain));
+        if (box.stsz) stsz(*box.stsz);
+        if (box.stco) put(box.stco, Sheet().full(*box.stco).table(box.stco->chunk_offsets, plain));
+        if (box.stss) put(box.stss, Sheet().full(*box.stss).table(box.stss->sync_samples, plain));
     }
 
     void stsz(const StszBox& box) {
@@ -299,7 +298,7 @@ class Visit {
         visual_fields(sheet, box, box.visual);
         put(&box, sheet);
         const H263SpecificBox* config = box.h263_specific;
-        if (config == nullptr) return;
+        if (!config) return;
         put(config, Sheet()
                         .word("vendor", config->vendor)
                         .number("decoder_version", config->decoder_version)
@@ -309,13 +308,13 @@ class Visit {
 
     // The configuration box keeps no place of its own: it stands behind the entry's fixed fields.
     void entry(const H264SampleEntry& box) {
-        constexpr uint64_t fixed_fields = 8 + 78;
+        constexpr uint64_t kFixedFields = 8 + 78;
         Sheet sheet;
         visual_fields(sheet, box, box.visual);
         put(&box, sheet);
         const AVCCBox* config = box.avcc;
-        if (config == nullptr) return;
-        by_offset_[offset_of(box) + fixed_fields] =
+        if (!config) return;
+        by_offset_[offset_of(box) + kFixedFields] =
             Sheet()
                 .number("configuration_version", config->configuration_version)
                 .number("profile", config->profile)
@@ -332,7 +331,7 @@ class Visit {
         visual_fields(sheet, box, box.visual);
         put(&box, sheet);
         const ESDBox* config = box.esd;
-        if (config == nullptr) return;
+        if (!config) return;
         const tagESD_INFO& info = *config->GetESDInfo();
         Sheet fields;
         fields.full(*config)
@@ -340,7 +339,7 @@ class Visit {
             .number("max_bitrate", info.max_bitrate)
             .number("avg_bitrate", info.avg_bitrate)
             .number("decoder_information_size", info.dsi_size);
-        if (info.dsi != nullptr) fields.hex("decoder_information", {info.dsi, info.dsi_size});
+        if (info.dsi) fields.hex("decoder_information", {info.dsi, info.dsi_size});
         put(config, fields);
     }
 
@@ -351,7 +350,7 @@ class Visit {
                       .number("samplesize", box.samplesize)
                       .number("samplerate", box.samplerate_high));
         const AMRSpecificBox* config = box.amr_specific;
-        if (config == nullptr) return;
+        if (!config) return;
         put(config, Sheet()
                         .word("vendor", config->vendor)
                         .number("decoder_version", config->decoder_version)

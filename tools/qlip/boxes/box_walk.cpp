@@ -11,15 +11,15 @@
 namespace qlip_tool {
 namespace {
 
-constexpr uint64_t header_size = 8;
-constexpr int deepest = 16;  // real files nest no deeper than 10
+constexpr uint64_t kHeaderSize = 8;
+constexpr int kDeepest = 16;  // real files nest no deeper than 10
 
 // Boxes with children, and the bytes of their own that stand in front of the first one.
 struct ContainerRow {
     std::string_view type;
     uint64_t own;
 };
-constexpr std::array container_rows = {
+constexpr std::array kContainerRows = {
     ContainerRow{"moov", 0},  ContainerRow{"trak", 0},  ContainerRow{"mdia", 0},  ContainerRow{"minf", 0},
     ContainerRow{"stbl", 0},  ContainerRow{"dinf", 0},  ContainerRow{"edts", 0},  ContainerRow{"tref", 0},
     ContainerRow{"udta", 0},  ContainerRow{"hnti", 0},  ContainerRow{"hinf", 0},  ContainerRow{"dref", 8},
@@ -29,9 +29,9 @@ constexpr std::array container_rows = {
 };
 
 const ContainerRow* container_row(std::string_view type) {
-    const auto* row = std::find_if(container_rows.begin(), container_rows.end(),
+    const auto* row = std::find_if(kContainerRows.begin(), kContainerRows.end(),
                                    [&](const ContainerRow& candidate) { return candidate.type == type; });
-    return row == container_rows.end() ? nullptr : row;
+    return row == kContainerRows.end() ? nullptr : row;
 }
 
 class Walk {
@@ -57,25 +57,25 @@ class Walk {
     BoxNode box(uint64_t at, uint64_t end, int depth) {
         Header header = {};
         const uint64_t left = end - at;
-        if (left < header_size || host_.read_at(at, &header, sizeof header) < sizeof header) {
+        if (left < kHeaderSize || host_.read_at(at, &header, sizeof header) < sizeof header) {
             return {"", at, left, fmt::format("{} bytes that are no box", left), {}};
         }
         const uint64_t size = ntohl(header.size);
         BoxNode node = {std::string(header.type, sizeof header.type), at, std::min(size, left), {}, {}};
         if (size == 1) node.fault = "has a 64-bit size, which is not supported";
         if (size == 0) node.fault = "has size 0, to the end of the file, which is not supported";
-        if (size > 1 && size < header_size)
+        if (size > 1 && size < kHeaderSize)
             node.fault = fmt::format("has size {}, less than its header", size);
         if (size > left) node.fault = fmt::format("says {} bytes, but only {} are left", size, left);
-        if (size < header_size) node.size = left;
-        if (size >= header_size) node.children = children_of(node, depth);
+        if (size < kHeaderSize) node.size = left;
+        if (size >= kHeaderSize) node.children = children_of(node, depth);
         return node;
     }
 
     std::vector<BoxNode> children_of(const BoxNode& node, int depth) {
         const ContainerRow* row = container_row(node.type);
-        if (row == nullptr || depth >= deepest) return {};
-        const uint64_t first = node.offset + header_size + row->own;
+        if (!row || depth >= kDeepest) return {};
+        const uint64_t first = node.offset + kHeaderSize + row->own;
         return range(first, std::max(first, node.offset + node.size), depth + 1);
     }
 

@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Shows the boxes of a 3GP file as a tree: type, offset, size, and the fields of every box that the "
     "library's box\n"
     "model reads. A box that does not fit where it stands is marked with '!!', so that one look tells why a "
@@ -73,10 +73,10 @@ class Tree {
     Json json(const BoxNode& node, int level) const {
         const BoxFields* fields = fields_of(node);
         Json object = {{"type", printable(node.type)}, {"offset", node.offset}, {"size", node.size}};
-        object["known"] = fields != nullptr;
+        object["known"] = static_cast<bool>(fields);
         if (!node.fault.empty()) object["fault"] = node.fault;
         object["fields"] = Json::object();
-        if (fields != nullptr) {
+        if (fields) {
             for (const BoxField& field : *fields)
                 object["fields"][field.name] = field.value;
         }
@@ -92,9 +92,9 @@ class Tree {
             return;
         }
         out.print("{}{}  @{}  {} bytes{}\n", indent, printable(node.type), node.offset, node.size,
-                  fields == nullptr ? "  (unknown)" : "");
+                  !fields ? "  (unknown)" : "");
         if (!node.fault.empty()) out.print("{}  !! {}\n", indent, node.fault);
-        if (fields != nullptr) show_fields(out, indent, *fields);
+        if (fields) show_fields(out, indent, *fields);
         if (level < depth_) text(out, node.children, level + 1);
     }
 
@@ -125,7 +125,7 @@ void run(const Options& options) {
     }
     out.flush();
     const BoxNode* fault = first_fault(boxes);
-    if (fault != nullptr) {
+    if (fault) {
         throw ToolError(Exit::bad_input, fmt::format("{}: '{}' at {} {}", options.file,
                                                      printable(fault->type), fault->offset, fault->fault));
     }
@@ -137,7 +137,7 @@ void run(const Options& options) {
 void add_boxes(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("boxes", "Show the boxes of a file with their fields");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("FILE", options->file, "The 3GP file")->required();
     command->add_flag("--json", options->json, "One JSON document instead of a tree");
     command->add_option("--depth", options->depth, "Show so many levels")

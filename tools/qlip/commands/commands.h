@@ -24,7 +24,7 @@ inline CLI::Validator one_of(const std::vector<std::string>& words) {
     return CLI::IsMember(words).description("");
 }
 
-inline constexpr void (*all_commands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
+inline constexpr void (*kAllCommands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
                                                       add_boxes, add_seek,   add_h263,    add_fragments,
                                                       add_make,  add_copy};
 

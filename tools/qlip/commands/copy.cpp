@@ -6,15 +6,15 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "host/file_host.h"
 #include "host/progress.h"
 #include "host/tool_error.h"
-#include "movie/movie_file.h"
+#include "movie/movie.h"
+#include "movie/movie_writer.h"
 
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Reads the tracks of a 3GP file and writes them again, with their configuration, times and sync samples: "
     "to put "
     "the\n"
@@ -28,7 +28,7 @@ constexpr const char* about =
     "  qlip copy clip.3gp audio.3gp --tracks 2\n"
     "  qlip copy clip.3gp short.3gp --max-size 300000";
 
-constexpr unsigned int usual_depth = 24;
+constexpr unsigned int kUsualDepth = 24;
 
 struct Options {
     std::string in;
@@ -36,11 +36,6 @@ struct Options {
     std::vector<unsigned int> tracks;
     MovieOptions movie;
 };
-
-struct CloseFile {
-    void operator()(iso_file* file) const { isoFFclose(file); }
-};
-using SourceFile = std::unique_ptr<iso_file, CloseFile>;
 
 // A track on its way. What it was read from stays open until the copy is closed, so tables can be shared.
 struct Copy {
@@ -51,20 +46,16 @@ struct Copy {
     bool done = false;
 };
 
-bool is_hint(const iso_track* track) {
-    return track->codec == ISO_CODEC_RTP || track->codec == ISO_CODEC_SRTP;
-}
-
 bool is_wanted(const Options& options, const iso_track* track) {
     if (track->codec == ISO_CODEC_NONE || track->sample_count == 0) return false;
-    const unsigned int id = is_hint(track) ? track->hint_ref_track : track->track_id;
+    const unsigned int id = is_hint(*track) ? track->hint_ref_track : track->track_id;
     return options.tracks.empty() ||
            std::find(options.tracks.begin(), options.tracks.end(), id) != options.tracks.end();
 }
 
-std::vector<Copy> choose(const Options& options, const iso_file* file) {
+std::vector<Copy> choose(const Options& options, const Movie& movie) {
     std::vector<Copy> copies;
-    for (iso_track* track = file->tracks; track != nullptr; track = track->next) {
+    for (iso_track* track : movie.tracks()) {
         if (is_wanted(options, track)) copies.push_back({track});
     }
     if (copies.empty()) {
@@ -84,7 +75,7 @@ void share_presentation(const iso_track* from, iso_track* to) {
     to->height = from->height;
     to->h_resolution = from->h_resolution;
     to->v_resolution = from->v_resolution;
-    to->depth = usual_depth;
+    to->depth = kUsualDepth;
     to->timescale = from->timescale;
     to->edit_count = from->edit_count;
     to->edits = from->edits;
@@ -135,7 +126,7 @@ void copy_sync_samples(const iso_track* from, iso_track* to) {
     iso_sync_sample** link = &to->sync_list;
     for (int i = 0; i < from->sync_count; ++i) {
         auto* sync = static_cast<iso_sync_sample*>(isoFFmalloc(to->file, sizeof(iso_sync_sample)));
-        if (sync == nullptr) throw ToolError(Exit::io, "no memory for the sync samples");
+        if (!sync) throw ToolError(Exit::io, "no memory for the sync samples");
         *sync = {from->sync_samples[i], nullptr};
         *link = sync;
         link = &sync->next;
@@ -145,20 +136,20 @@ void copy_sync_samples(const iso_track* from, iso_track* to) {
 
 // What the track's header takes beyond what the writer counts by itself, so that a size limit holds.
 unsigned int header_cost(const iso_track* track) {
-    constexpr size_t sample_entry = 160;
+    constexpr size_t kSampleEntry = 160;
     constexpr size_t box = 16;
-    size_t cost = sample_entry + static_cast<size_t>(track->dsi_size);
+    size_t cost = kSampleEntry + static_cast<size_t>(track->dsi_size);
     cost += box + 4 * static_cast<size_t>(track->sync_count);
     cost += box + 12 * static_cast<size_t>(track->edit_count);
     cost += box + 8 * static_cast<size_t>(track->sbgp_count);
-    for (const iso_group_entry* entry = track->sgpd; entry != nullptr; entry = entry->next)
+    for (const iso_group_entry* entry = track->sgpd; entry; entry = entry->next)
         cost += 2 + 20 * static_cast<size_t>(entry->record_count);
     for (const char* text : {track->sdp, track->tsel_attributes, track->scheme_url})
-        cost += box + (text != nullptr ? std::strlen(text) : 0);
+        cost += box + (text ? std::strlen(text) : 0);
     return static_cast<unsigned int>(cost) + static_cast<unsigned int>(track->xml_size) + track->schi_size;
 }
 
-void describe(MovieFile& movie, Copy& copy) {
+void describe(MovieWriter& movie, Copy& copy) {
     copy.to = movie.add_track();
     share_presentation(copy.from, copy.to);
     share_configuration(copy.from, copy.to);
@@ -171,7 +162,7 @@ void describe(MovieFile& movie, Copy& copy) {
 void connect_hints(const std::vector<Copy>& copies) {
     for (const Copy& hint : copies) {
         for (const Copy& media : copies) {
-            if (is_hint(hint.from) && !is_hint(media.from) &&
+            if (is_hint(*hint.from) && !is_hint(*media.from) &&
                 media.from->track_id == hint.from->hint_ref_track)
                 hint.to->hint_ref_track = media.to->track_id;
         }
@@ -183,7 +174,7 @@ int units(const iso_track* track, double seconds) {
 }
 
 // Copies the next sample; its bytes, or nothing at the end.
-uint64_t copy_sample(MovieFile& movie, Copy& copy, std::vector<unsigned char>& buffer) {
+uint64_t copy_sample(MovieWriter& movie, Copy& copy, std::vector<unsigned char>& buffer) {
     iso_track* from = copy.from;
     double duration = 0.0;
     double offset = 0.0;
@@ -202,19 +193,16 @@ uint64_t copy_sample(MovieFile& movie, Copy& copy, std::vector<unsigned char>& b
 Copy* earliest(std::vector<Copy>& copies) {
     Copy* found = nullptr;
     for (Copy& copy : copies) {
-        if (!copy.done && (found == nullptr || copy.seconds < found->seconds)) found = &copy;
+        if (!copy.done && (!found || copy.seconds < found->seconds)) found = &copy;
     }
     return found;
 }
 
 void run(const Options& options) {
     FileHost host(options.in);
-    auto* io = host.record();
-    char mode[] = "r";
-    const SourceFile source(isoFFopen(io, mode, nullptr));
-    if (!source) throw ToolError(Exit::io, "no memory to read " + options.in);
-    std::vector<Copy> copies = choose(options, source.get());
-    MovieFile movie(options.out, options.movie, static_cast<int>(copies.size()), options.in);
+    const Movie source(host);
+    std::vector<Copy> copies = choose(options, source);
+    MovieWriter movie(options.out, options.movie, static_cast<int>(copies.size()), options.in);
     for (Copy& copy : copies)
         describe(movie, copy);
     connect_hints(copies);
@@ -225,7 +213,7 @@ void run(const Options& options) {
         done += copy_sample(movie, *copy, buffer);
         progress.advance_to(done);
     }
-    if (host.read_error() != 0) throw io_error("cannot read " + options.in, host.read_error());
+    host.throw_if_unreadable();
     // The writer works out an AMR track's frames per sample from it; a last sample may be shorter than the
     // others.
     for (const Copy& copy : copies)
@@ -238,7 +226,7 @@ void run(const Options& options) {
 void add_copy(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("copy", "Write the tracks of a 3GP file again");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("IN", options->in, "The file to read")->required();
     command->add_option("OUT", options->out, "The file to write")->required();
     command->add_option("--tracks", options->tracks, "Ids of the tracks to take; all without it")

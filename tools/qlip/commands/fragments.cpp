@@ -14,7 +14,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Cuts the pictures of an H.263 elementary stream, or of the H.263 track of a 3GP file, into packets: RFC "
     "2190 with\n"
     "cuts at groups of blocks (2190), RFC 2190 with cuts at macroblocks (2190mb), or RFC 2429, now 4629 "
@@ -27,7 +27,7 @@ constexpr const char* about =
     "  qlip fragments clip.263 --rfc 2190 --to 127.0.0.1:5004 --sdp clip.sdp\n"
     "                                                             to a player, as payload type 34 (2429: 96)";
 
-const std::map<std::string, wld_rfc_mode> forms = {
+const std::map<std::string, wld_rfc_mode> kForms = {
     {"2190", WLD_RFC_2190}, {"2190mb", WLD_RFC_2190_B}, {"2429", WLD_RFC_2429}};
 
 struct Options {
@@ -101,7 +101,7 @@ void send_packets(ChunkSource& source, const Options& options) {
 }
 
 void run(const Options& options, bool sends) {
-    FragmentSource source(load_h263(options.file), forms.at(options.form), options.max_payload);
+    FragmentSource source(load_h263(options.file), kForms.at(options.form), options.max_payload);
     if (sends) return send_packets(source, options);
     if (!options.out.empty()) return write_stream(source, options);
     list_packets(source, options.json);
@@ -112,7 +112,7 @@ void run(const Options& options, bool sends) {
 void add_fragments(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("fragments", "Cut H.263 pictures into RTP packets");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("FILE", options->file, "An elementary stream or 3GP file; - is standard input")
         ->required();
     command->add_option("--rfc", options->form, "The form of the packets")

@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Lists the pictures of an H.263 elementary stream, or of the H.263 track of a 3GP file: offset, size, "
     "temporal\n"
     "reference, type, format, quantiser, groups of blocks or slices, and macroblocks. With -v also every "
@@ -33,14 +33,14 @@ struct Format {
 };
 
 // By source format (ITU-T H.263 5.1.3).
-constexpr std::array<Format, 8> formats = {{{"unknown", 0},
-                                            {"sub-QCIF", 48},
-                                            {"QCIF", 99},
-                                            {"CIF", 396},
-                                            {"4CIF", 1584},
-                                            {"16CIF", 6336},
-                                            {"custom", 0},
-                                            {"extended", 0}}};
+constexpr std::array<Format, 8> kFormats = {{{"unknown", 0},
+                                             {"sub-QCIF", 48},
+                                             {"QCIF", 99},
+                                             {"CIF", 396},
+                                             {"4CIF", 1584},
+                                             {"16CIF", 6336},
+                                             {"custom", 0},
+                                             {"extended", 0}}};
 
 struct Macroblock {
     uint64_t bit;         // where the step to it begins: at its segment's header, if that has one
@@ -70,20 +70,20 @@ uint64_t bit_of(const tbq_pos_t& at) {
 // Where the groups or slices behind the first begin, in bits; how to look for them depends on the picture
 // header.
 std::vector<uint64_t> segment_starts(tbq_state_t state, std::vector<unsigned char>& data) {
-    constexpr unsigned long start_code_bits = 17;
+    constexpr unsigned long kStartCodeBits = 17;
     std::vector<uint64_t> starts;
     tbq_pos_t at = {};
     int error = 0;
-    tbq_pos_add(&at, &at, start_code_bits);
+    tbq_pos_add(&at, &at, kStartCodeBits);
     while (tbq_boundary_next(&state, data.data(), data.size(), &at, &at, &error) != TBQ_BOUNDARY_NONE) {
         starts.push_back(bit_of(at));
-        tbq_pos_add(&at, &at, start_code_bits);
+        tbq_pos_add(&at, &at, kStartCodeBits);
     }
     return starts;
 }
 
 unsigned int macroblocks_of(const tbq_state_t& state) {
-    return formats[state.picture.source_format & 7U].macroblocks;
+    return kFormats[state.picture.source_format & 7U].macroblocks;
 }
 
 // Walks over the macroblocks of a picture.
@@ -147,7 +147,7 @@ Json json_of(const H263Picture& picture, const Walked& walked, bool verbose) {
                    {"temporal_reference", header.tr},
                    {"type", type_of(header)},
                    {"source_format", header.source_format},
-                   {"format", formats[header.source_format & 7U].name},
+                   {"format", kFormats[header.source_format & 7U].name},
                    {"quantiser", header.pquant},
                    {header.ss != 0 ? "slices" : "groups", walked.segments},
                    {"macroblocks", walked.macroblocks.size()},
@@ -167,7 +167,7 @@ Json json_of(const H263Picture& picture, const Walked& walked, bool verbose) {
 void show(Output& out, const H263Picture& picture, const Walked& walked, bool verbose) {
     const tbq_picture_info_t& header = walked.state.picture;
     out.print("{:>10}{:>8}{:>5}  {:<5}{:<10}{:>4}{:>8}{:>13}{}\n", picture.offset, picture.data.size(),
-              header.tr, type_of(header), formats[header.source_format & 7U].name, header.pquant,
+              header.tr, type_of(header), kFormats[header.source_format & 7U].name, header.pquant,
               walked.segments, walked.macroblocks.size(), walked.whole ? "" : "  !! the walk ends early");
     if (!verbose) return;
     for (const Macroblock& mb : walked.macroblocks) {
@@ -215,7 +215,7 @@ void run(const Options& options) {
 void add_h263(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("h263", "List the pictures of an H.263 stream");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("FILE", options->file, "An elementary stream or 3GP file; - is standard input")
         ->required();
     command->add_flag("--json", options->json, "One JSON document instead of a table");

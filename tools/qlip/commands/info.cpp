@@ -6,6 +6,7 @@
 #include "host/json_text.h"
 #include "host/output.h"
 #include "host/text.h"
+#include "movie/movie.h"
 #include "movie/track_facts.h"
 #include "qlip/qlip.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Shows the brands and tracks of a 3GP file, which hint track would be replayed for which track, and "
     "whether the\n"
     "library opens the file for audio (ra) and for video (rv), and if not, why.\n"
@@ -23,8 +24,7 @@ constexpr const char* about =
     "  qlip info clip.3gp\n"
     "  qlip info clip.3gp --json | jq '.open.rv.opens'";
 
-constexpr unsigned int sample_limit = 64000;
-constexpr double most_shown = 1e18;  // of a bit rate
+constexpr double kMostShown = 1e18;  // of a bit rate
 
 struct Options {
     std::string file;
@@ -121,11 +121,11 @@ void show_track(Output& out, const TrackFacts& track) {
     out.print("\n    media   {} samples, {} bytes, {}, {} bit/s, largest sample {} bytes\n",
               count_text(static_cast<uint64_t>(std::max(track.samples, 0))), count_text(track.bytes),
               duration_text(track.seconds),
-              count_text(static_cast<uint64_t>(std::min(track.bits_per_second, most_shown))),
+              count_text(static_cast<uint64_t>(std::min(track.bits_per_second, kMostShown))),
               track.largest_sample);
-    if (track.largest_sample > sample_limit) {
+    if (track.largest_sample > kLargestSample) {
         out.print("    note    a sample above {} bytes ends the stream where it stands\n",
-                  count_text(sample_limit));
+                  count_text(kLargestSample));
     }
     if (track.is_amr) show_amr(out, track);
     if (track.is_hint) {
@@ -173,7 +173,7 @@ void run(const Options& options) {
 void add_info(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("info", "Show what a file holds and what can be delivered");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("FILE", options->file, "The 3GP file")->required();
     command->add_flag("--json", options->json, "One JSON document instead of lines");
     command->callback([options] { run(*options); });

@@ -7,14 +7,14 @@
 #include "host/progress.h"
 #include "host/tool_error.h"
 #include "movie/amr_storage.h"
-#include "movie/movie_file.h"
+#include "movie/movie_writer.h"
 #include "qlip/h263_isoff.h"
 #include "stream/h263_pictures.h"
 
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Makes a 3GP file from AMR or AMR-WB storage files (RFC 4867 section 5) and an H.263 elementary stream, "
     "one "
     "track\n"
@@ -25,7 +25,7 @@ constexpr const char* about =
     "  qlip make clip.3gp --amr speech.amr --h263 pictures.263 --fps 15\n"
     "  qlip make clip.3gp --awb speech.awb --max-size 300000 --direct";
 
-constexpr int video_timescale = 30000;
+constexpr int kVideoTimescale = 30000;
 
 struct Options {
     std::string out;
@@ -40,9 +40,9 @@ struct Options {
 class Feed {
   public:
     virtual ~Feed() = default;
-    virtual iso_track* add_to(MovieFile& movie) = 0;
+    virtual iso_track* add_to(MovieWriter& movie) = 0;
     virtual bool at_end() const = 0;
-    virtual void write_next(MovieFile& movie) = 0;
+    virtual void write_next(MovieWriter& movie) = 0;
     virtual uint64_t bytes() const = 0;
 
     double seconds = 0.0;  // reached so far
@@ -56,7 +56,7 @@ class SpeechFeed : public Feed {
   public:
     SpeechFeed(const std::string& path, AmrStorage::Band band) : storage_(path, band), band_(band) {}
 
-    iso_track* add_to(MovieFile& movie) override {
+    iso_track* add_to(MovieWriter& movie) override {
         track_ = movie.add_track();
         const bool narrow = band_ == AmrStorage::Band::narrow;
         std::copy_n("soun", 5, track_->handler);
@@ -73,7 +73,7 @@ class SpeechFeed : public Feed {
     bool at_end() const override { return next_ == storage_.frame_count(); }
     uint64_t bytes() const override { return storage_.size(); }
 
-    void write_next(MovieFile& movie) override {
+    void write_next(MovieWriter& movie) override {
         const auto frame = storage_.frame(next_++);
         movie.write(track_, frame, 0);
         written += frame.size();
@@ -95,18 +95,18 @@ class PictureFeed : public Feed {
         }
     }
 
-    iso_track* add_to(MovieFile& movie) override {
+    iso_track* add_to(MovieWriter& movie) override {
         H263VCFG config = {};
         H263Picture& first = pictures_.front();
         if (h263_get_config(first.data.data(), static_cast<int>(first.data.size()), &config) != 0) {
             throw ToolError(Exit::bad_input, "the first picture is not sub-QCIF, QCIF or CIF",
                             "qlip h263, to see the formats of the pictures");
         }
-        config.timescale = video_timescale;
+        config.timescale = kVideoTimescale;
         config.profile = 0;
         config.level = config.width > 176 ? 30 : 10;
         track_ = h263_isoFFtrack(movie.file(), &config);
-        if (track_ == nullptr) throw ToolError(Exit::io, "no memory for the video track");
+        if (!track_) throw ToolError(Exit::io, "no memory for the video track");
         return track_;
     }
 
@@ -114,11 +114,11 @@ class PictureFeed : public Feed {
     uint64_t bytes() const override { return bytes_; }
 
     // Rounded on the running time, so that uneven rates do not drift.
-    void write_next(MovieFile& movie) override {
+    void write_next(MovieWriter& movie) override {
         const H263Picture& picture = pictures_[next_++];
-        const auto begins = static_cast<int64_t>(std::llround(seconds * video_timescale));
+        const auto begins = static_cast<int64_t>(std::llround(seconds * kVideoTimescale));
         seconds += picture.seconds;
-        const auto ends = static_cast<int64_t>(std::llround(seconds * video_timescale));
+        const auto ends = static_cast<int64_t>(std::llround(seconds * kVideoTimescale));
         movie.write(track_, picture.data, static_cast<int>(ends - begins));
         written += picture.data.size();
     }
@@ -149,14 +149,14 @@ Feeds open_feeds(const Options& options) {
 Feed* earliest(const Feeds& feeds) {
     Feed* found = nullptr;
     for (const auto& feed : feeds) {
-        if (!feed->at_end() && (found == nullptr || feed->seconds < found->seconds)) found = feed.get();
+        if (!feed->at_end() && (!found || feed->seconds < found->seconds)) found = feed.get();
     }
     return found;
 }
 
 void run(const Options& options) {
     Feeds feeds = open_feeds(options);
-    MovieFile movie(options.out, options.movie, static_cast<int>(feeds.size()), {});
+    MovieWriter movie(options.out, options.movie, static_cast<int>(feeds.size()), {});
     uint64_t total = 0;
     for (const auto& feed : feeds) {
         feed->add_to(movie);
@@ -178,7 +178,7 @@ void run(const Options& options) {
 void add_make(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("make", "Make a 3GP file from AMR and H.263 files");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("OUT", options->out, "The file to make")->required();
     command->add_option("--amr", options->amr, "AMR storage file")->type_name("FILE");
     command->add_option("--awb", options->awb, "AMR-WB storage file")->type_name("FILE");

@@ -12,7 +12,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Reads a native stream back as a consumer does and shows every record field by field. A length that does "
     "not\n"
     "fit ends it with a message that says where, and exit code 1.\n"
@@ -118,7 +118,7 @@ void run(const Options& options) {
 void add_records(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("records", "Show the records of a native stream");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("STREAM", options->file, "A native stream; - is standard input")->required();
     command->add_flag("--json", options->json, "One JSON document instead of lines");
     command->add_flag("--payload", options->payload, "With every payload, in hexadecimal digits");

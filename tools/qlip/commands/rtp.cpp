@@ -13,7 +13,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Sends one track of a 3GP file as RTP over UDP, each packet at its time, and writes the session "
     "description\n"
     "(SDP) that a player opens. AMR goes octet-aligned (RFC 4867), H.263 as RFC 4629 or, from such a hint "
@@ -87,7 +87,7 @@ class Player {
 void add_rtp(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("rtp", "Play a track to a standard player");
-    command->footer(about);
+    command->footer(kAbout);
     options->source.add_to(*command);
     options->send.add_to(*command);
     command->add_flag("--as-is", options->as_is,

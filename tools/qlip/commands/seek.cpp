@@ -3,18 +3,18 @@
 #include <array>
 #include <memory>
 
-#include "boxes/box_source.h"
 #include "commands/commands.h"
 #include "host/json_text.h"
 #include "host/output.h"
 #include "host/tool_error.h"
+#include "stream/box_source.h"
 
 namespace qlip_tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Asks the second reader where a seek to a time would land, under each of its three flags: the sync "
     "sample, its\n"
     "time, and the lowest file offset that reading on from there needs. The file must have a hint track. "
@@ -29,10 +29,10 @@ struct FlagRow {
     const char* name;
     unsigned int value;
 };
-constexpr std::array<FlagRow, 3> flag_rows = {{{"next", QLIP_SEEK_NEXT_SYNC},
+constexpr std::array<FlagRow, 3> kFlagRows = {{{"next", QLIP_SEEK_NEXT_SYNC},
                                                {"previous", QLIP_SEEK_PREVIOUS_SYNC},
                                                {"nearest", QLIP_SEEK_NEAREST_SYNC}}};
-constexpr unsigned int offset_unknown = 0xFFFFFFFF;
+constexpr unsigned int kOffsetUnknown = 0xFFFFFFFF;
 
 struct Options {
     std::string file;
@@ -54,7 +54,7 @@ Json json_of(const Landing& landing) {
     object["time_ms"] = landing.params.nTime;
     object["sample"] = landing.params.uFrameNum;
     const unsigned int offset = landing.params.uFileOffset;
-    object["file_offset"] = offset == offset_unknown ? Json() : Json(offset);
+    object["file_offset"] = offset == kOffsetUnknown ? Json() : Json(offset);
     return object;
 }
 
@@ -65,16 +65,16 @@ void show(Output& out, const Landing& landing) {
     }
     const unsigned int offset = landing.params.uFileOffset;
     out.print("{:<10}{:>10}{:>10}{:>14}\n", landing.flag, landing.params.nTime, landing.params.uFrameNum,
-              offset == offset_unknown ? "unknown" : std::to_string(offset));
+              offset == kOffsetUnknown ? "unknown" : std::to_string(offset));
 }
 
 void run(const Options& options) {
     FileHost host(options.file);
     BoxSource source(host, Growth(host, false, Seconds(0)), options.mode, false);
-    std::array<Landing, flag_rows.size()> landings = {};
-    for (size_t i = 0; i < flag_rows.size(); ++i) {
-        landings[i] = {flag_rows[i].name, 0, {}};
-        landings[i].status = source.try_seek(options.at, flag_rows[i].value, landings[i].params);
+    std::array<Landing, kFlagRows.size()> landings = {};
+    for (size_t i = 0; i < kFlagRows.size(); ++i) {
+        landings[i] = {kFlagRows[i].name, 0, {}};
+        landings[i].status = source.try_seek(options.at, kFlagRows[i].value, landings[i].params);
     }
     Output out;
     if (options.json) {
@@ -101,7 +101,7 @@ void run(const Options& options) {
 void add_seek(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("seek", "Show where a seek lands");
-    command->footer(about);
+    command->footer(kAbout);
     command->add_option("FILE", options->file, "The 3GP file")->required();
     command->add_option("--at", options->at, "The time to seek to")->type_name("MS")->required();
     command->add_option("--mode", options->mode, "ra or rv; without it, video if there is any")

@@ -1,8 +1,8 @@
 #include "commands/source_options.h"
 
-#include "boxes/box_source.h"
 #include "commands/commands.h"
 #include "host/tool_error.h"
+#include "stream/box_source.h"
 #include "stream/session_source.h"
 
 namespace qlip_tool {

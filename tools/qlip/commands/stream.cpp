@@ -10,7 +10,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr const char* about =
+constexpr const char* kAbout =
     "Turns one track of a 3GP file into the library's native stream: a header, then frames and packets that\n"
     "carry their RTP sequence numbers, timestamps and markers.\n"
     "\n"
@@ -53,7 +53,7 @@ void run(const Options& options) {
 void add_stream(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("stream", "Turn one track into a native stream");
-    command->footer(about);
+    command->footer(kAbout);
     options->source.add_to(*command);
     command->add_option("-o,--output", options->out, "Where the stream goes; - is standard output")
         ->type_name("OUT")

@@ -15,14 +15,14 @@ namespace {
 
 // Statuses of this host.
 enum Status : unsigned int {
-    done = 0,
-    not_there_yet = 5,  // also what ConvertStatus makes of it: the second reader knows 5
-    read_failed = 6,
-    not_writable = 7,
+    kDone = 0,
+    kNotThereYet = 5,  // also what ConvertStatus makes of it: the second reader knows 5
+    kReadFailed = 6,
+    kNotWritable = 7,
 };
 
-constexpr unsigned int current_position = 0xFFFFFFFF;
-constexpr uint64_t most_bytes = std::numeric_limits<uint32_t>::max();
+constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
+constexpr uint64_t kMostBytes = std::numeric_limits<uint32_t>::max();
 
 int open_input(const std::string& path) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -41,36 +41,36 @@ struct FileHostSlots {
                              unsigned int* got) {
         *got = static_cast<unsigned int>(from.read_at(offset, data, wanted));
         from.furthest_ = std::max(from.furthest_, uint64_t{offset} + *got);
-        if (from.read_error_ != 0) return read_failed;
-        if (*got == wanted || !from.refuse_short_reads_) return done;
+        if (from.read_error_ != 0) return kReadFailed;
+        if (*got == wanted || !from.refuse_short_reads_) return kDone;
         from.ran_short_ = true;
-        return not_there_yet;
+        return kNotThereYet;
     }
 
     static unsigned int GetOffset(void* context, unsigned int* offset) {
         *offset = host(context).position_;
-        return done;
+        return kDone;
     }
 
     static unsigned int Seek(void* context, unsigned int offset) {
         host(context).position_ = offset;
-        return done;
+        return kDone;
     }
 
     static unsigned int SeekNRead(void* context, unsigned char* data, unsigned int* count,
                                   unsigned int position) {
         FileHost& from = host(context);
-        if (position != current_position) from.position_ = position;
+        if (position != kCurrentPosition) from.position_ = position;
         const unsigned int status = read(from, from.position_, data, *count, count);
-        if (status == done) from.position_ += *count;
+        if (status == kDone) from.position_ += *count;
         return status;
     }
 
-    static unsigned int SeekNWrite(void*, unsigned char*, unsigned int, unsigned int) { return not_writable; }
+    static unsigned int SeekNWrite(void*, unsigned char*, unsigned int, unsigned int) { return kNotWritable; }
 
     static unsigned int Tell(void* context, unsigned int* size) {
-        *size = static_cast<unsigned int>(std::min(host(context).size(), most_bytes));
-        return done;
+        *size = static_cast<unsigned int>(std::min(host(context).size(), kMostBytes));
+        return kDone;
     }
 
     static unsigned int IsEOF(void* context) {
@@ -84,12 +84,12 @@ struct FileHostSlots {
     }
 
     // A file keeps its bytes, so there is nothing to release.
-    static unsigned int AdvanceRead(void*, unsigned int) { return done; }
+    static unsigned int AdvanceRead(void*, unsigned int) { return kDone; }
 
     static unsigned int ConvertStatus(unsigned int* result, unsigned int status) {
-        const bool passes = status == done || status == not_there_yet;
+        const bool passes = status == kDone || status == kNotThereYet;
         *result = passes ? status : static_cast<unsigned int>(QLIP_FAILURE);
-        return done;
+        return kDone;
     }
 };
 
@@ -108,7 +108,7 @@ FileHost::FileHost(const std::string& path)
               FileHostSlots::ConvertStatus} {
     struct stat facts = {};
     const bool known = fstat(fd_, &facts) == 0;
-    if (known && S_ISREG(facts.st_mode) && size() <= most_bytes) return;
+    if (known && S_ISREG(facts.st_mode) && size() <= kMostBytes) return;
     close(fd_);
     if (!known || !S_ISREG(facts.st_mode)) {
         throw ToolError(Exit::io, path + " is not a regular file",
@@ -135,6 +135,10 @@ void FileHost::start_over() {
 void FileHost::refuse_short_reads() {
     refuse_short_reads_ = true;
     furthest_ = 0;
+}
+
+void FileHost::throw_if_unreadable() const {
+    if (unreadable()) throw io_error("cannot read " + path_, read_error_);
 }
 
 size_t FileHost::read_at(uint64_t offset, void* into, size_t size) {

@@ -32,8 +32,9 @@ class FileHost {
     // How far into the file reading has come since then: a measure of progress.
     uint64_t furthest() const { return furthest_; }
 
-    // The errno of a read that failed, 0 if none has.
-    int read_error() const { return read_error_; }
+    // Whether a read failed, which the library does not tell from bytes that are not there.
+    bool unreadable() const { return read_error_ != 0; }
+    void throw_if_unreadable() const;
 
     // Whether a read failed as "not there yet" since the last time this was forgotten.
     bool ran_short() const { return ran_short_; }

@@ -8,7 +8,7 @@
 namespace qlip_tool {
 
 namespace {
-constexpr std::chrono::milliseconds look_again{40};
+constexpr std::chrono::milliseconds kLookAgain{40};
 }
 
 Growth::Growth(FileHost& host, bool follow, Seconds patience)
@@ -19,7 +19,7 @@ bool Growth::wait() {
     const auto give_up = std::chrono::steady_clock::now() + patience_;
     while (host_.size() <= seen_) {
         if (std::chrono::steady_clock::now() >= give_up) return false;
-        std::this_thread::sleep_for(look_again);
+        std::this_thread::sleep_for(kLookAgain);
     }
     seen_ = host_.size();
     return true;

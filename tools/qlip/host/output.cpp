@@ -11,7 +11,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr size_t flush_at = 1 << 16;
+constexpr size_t kFlushAt = 1 << 16;
 int result_fd = STDOUT_FILENO;
 
 bool same_file(const std::string& one, const std::string& other) {
@@ -65,7 +65,7 @@ void Output::write(std::span<const unsigned char> bytes) {
 
 void Output::write(std::string_view text) {
     pending_.append(text);
-    if (pending_.size() >= flush_at) flush();
+    if (pending_.size() >= kFlushAt) flush();
 }
 
 void Output::flush() {

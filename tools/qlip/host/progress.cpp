@@ -8,9 +8,9 @@
 namespace qlip_tool {
 
 namespace {
-constexpr int width = 30;
-constexpr std::chrono::milliseconds first_after{300};
-constexpr std::chrono::milliseconds between{100};
+constexpr int kWidth = 30;
+constexpr std::chrono::milliseconds kFirstAfter{300};
+constexpr std::chrono::milliseconds kBetween{100};
 }  // namespace
 
 Progress::Progress(std::string label, uint64_t total, std::string unit)
@@ -18,7 +18,7 @@ Progress::Progress(std::string label, uint64_t total, std::string unit)
       total_(total),
       unit_(std::move(unit)),
       shown_(isatty(STDERR_FILENO) != 0),
-      next_(std::chrono::steady_clock::now() + first_after) {}
+      next_(std::chrono::steady_clock::now() + kFirstAfter) {}
 
 Progress::~Progress() {
     if (drawn_) fmt::print(stderr, "\r\033[K");
@@ -26,7 +26,7 @@ Progress::~Progress() {
 
 void Progress::advance_to(uint64_t done) {
     if (!shown_ || std::chrono::steady_clock::now() < next_) return;
-    next_ = std::chrono::steady_clock::now() + between;
+    next_ = std::chrono::steady_clock::now() + kBetween;
     draw(done);
     drawn_ = true;
 }
@@ -37,8 +37,8 @@ void Progress::draw(uint64_t done) const {
         return;
     }
     const uint64_t shown = std::min(done, total_);
-    const int filled = static_cast<int>(width * shown / total_);
-    fmt::print(stderr, "\r\033[K{} [{:#<{}}{:.<{}}] {}% {}/{} {}", label_, "", filled, "", width - filled,
+    const int filled = static_cast<int>(kWidth * shown / total_);
+    fmt::print(stderr, "\r\033[K{} [{:#<{}}{:.<{}}] {}% {}/{} {}", label_, "", filled, "", kWidth - filled,
                100 * shown / total_, done, total_, unit_);
 }
 

@@ -12,7 +12,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr int reserved = -1;
+constexpr int kReserved = -1;
 
 struct Format {
     std::string_view magic;
@@ -21,14 +21,14 @@ struct Format {
 };
 
 // 3GPP TS 26.101 and 26.201: frame types 15 (no data) and 14 (speech lost, AMR-WB only) are empty.
-constexpr Format narrow = {
+constexpr Format kNarrow = {
     "#!AMR\n",
     "AMR",
-    {12, 13, 15, 17, 19, 20, 26, 31, 5, reserved, reserved, reserved, reserved, reserved, reserved, 0}};
-constexpr Format wide = {
+    {12, 13, 15, 17, 19, 20, 26, 31, 5, kReserved, kReserved, kReserved, kReserved, kReserved, kReserved, 0}};
+constexpr Format kWide = {
     "#!AMR-WB\n",
     "AMR-WB",
-    {17, 23, 32, 36, 40, 46, 50, 58, 60, 5, reserved, reserved, reserved, reserved, 0, 0}};
+    {17, 23, 32, 36, 40, 46, 50, 58, 60, 5, kReserved, kReserved, kReserved, kReserved, 0, 0}};
 
 std::vector<unsigned char> read_all(const std::string& path) {
     StreamFile file(path);
@@ -41,7 +41,7 @@ std::vector<unsigned char> read_all(const std::string& path) {
 }  // namespace
 
 AmrStorage::AmrStorage(const std::string& path, Band band) : bytes_(read_all(path)) {
-    const Format& format = band == Band::narrow ? narrow : wide;
+    const Format& format = band == Band::narrow ? kNarrow : kWide;
     const size_t head = format.magic.size();
     if (bytes_.size() < head || std::memcmp(bytes_.data(), format.magic.data(), head) != 0) {
         throw ToolError(
@@ -52,7 +52,7 @@ AmrStorage::AmrStorage(const std::string& path, Band band) : bytes_(read_all(pat
     while (at < bytes_.size()) {
         const unsigned int type = (bytes_[at] >> 3U) & 15U;
         const int speech = format.speech_bytes[type];
-        if (speech == reserved || static_cast<size_t>(speech) >= bytes_.size() - at) {
+        if (speech == kReserved || static_cast<size_t>(speech) >= bytes_.size() - at) {
             throw ToolError(Exit::bad_input,
                             fmt::format("{} is damaged at byte {}: a frame of type {}", path, at, type));
         }

@@ -2,17 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
-#include <memory>
 #include <sstream>
 
 #include "host/text.h"
-#include "qlip/isoff.h"
+#include "movie/movie.h"
 
 namespace qlip_tool {
 namespace {
 
-constexpr int packet_limit = 1400;  // hint tracks with larger packets are not taken
+constexpr int kPacketLimit = 1400;  // hint tracks with larger packets are not taken
 
 struct CodecRow {
     int codec;
@@ -21,7 +21,7 @@ struct CodecRow {
     bool audio, video;  // delivered with "ra", "rv"
 };
 
-constexpr std::array<CodecRow, 10> codec_rows = {{
+constexpr std::array<CodecRow, 10> kCodecRows = {{
     {ISO_CODEC_MP4V, "mp4v", "MPEG-4 visual", false, true},
     {ISO_CODEC_MP4A, "mp4a", "AAC", false, false},
     {ISO_CODEC_S263, "s263", "H.263", false, true},
@@ -35,64 +35,44 @@ constexpr std::array<CodecRow, 10> codec_rows = {{
 }};
 
 const CodecRow& row_of(int codec) {
-    for (const CodecRow& row : codec_rows) {
+    for (const CodecRow& row : kCodecRows) {
         if (row.codec == codec) return row;
     }
-    return codec_rows.back();
-}
-
-bool is_hint(const iso_track& track) {
-    return track.codec == ISO_CODEC_RTP || track.codec == ISO_CODEC_SRTP;
-}
-
-struct CloseFile {
-    void operator()(iso_file* file) const { isoFFclose(file); }
-};
-using IsoFile = std::unique_ptr<iso_file, CloseFile>;
-
-IsoFile parse(FileHost& host) {
-    auto* io = host.record();
-    char mode[] = "r";
-    int error = 0;
-    host.start_over();
-    IsoFile file(isoFFopen(io, mode, &error));
-    if (host.read_error() != 0) throw io_error("cannot read " + host.path(), host.read_error());
-    if (!file) throw ToolError(Exit::io, "no memory to read " + host.path());
-    return file;
+    return kCodecRows.back();
 }
 
 // 3GPP TS 26.244 D.2: one bit for each frame type, the lowest for mode 0.
 std::vector<std::string> modes_of(const iso_track& track) {
-    static constexpr std::array<const char*, 9> narrow = {"4.75", "5.15", "5.90", "6.70", "7.40",
-                                                          "7.95", "10.2", "12.2", "SID"};
-    static constexpr std::array<const char*, 10> wide = {"6.60",  "8.85",  "12.65", "14.25", "15.85",
-                                                         "18.25", "19.85", "23.05", "23.85", "SID"};
+    static constexpr std::array<const char*, 9> kNarrow = {"4.75", "5.15", "5.90", "6.70", "7.40",
+                                                           "7.95", "10.2", "12.2", "SID"};
+    static constexpr std::array<const char*, 10> kWide = {"6.60",  "8.85",  "12.65", "14.25", "15.85",
+                                                          "18.25", "19.85", "23.05", "23.85", "SID"};
     std::vector<std::string> modes;
     const auto collect = [&](const auto& names) {
         for (size_t i = 0; i < names.size(); ++i) {
             if ((track.mode_set >> i & 1U) != 0) modes.emplace_back(names[i]);
         }
     };
-    if (track.codec == ISO_CODEC_SAMR) collect(narrow);
-    if (track.codec == ISO_CODEC_SAWB) collect(wide);
+    if (track.codec == ISO_CODEC_SAMR) collect(kNarrow);
+    if (track.codec == ISO_CODEC_SAWB) collect(kWide);
     return modes;
 }
 
 std::string why_not_taken(const iso_track& hint, const iso_track* chosen, bool video) {
     if (!video) return "audio is delivered frame by frame, without hints";
     if (hint.max_packet_size == 0) return "its largest packet size is 0, which counts as no hint track";
-    if (hint.max_packet_size > packet_limit) {
+    if (hint.max_packet_size > kPacketLimit) {
         return fmt::format("its packets go up to {} bytes, the limit is {}", hint.max_packet_size,
-                           packet_limit);
+                           kPacketLimit);
     }
     return &hint == chosen ? "" : "another hint track comes first";
 }
 
-std::vector<HintFacts> hints_for(const iso_file& file, iso_track& media) {
+std::vector<HintFacts> hints_for(const Movie& movie, iso_track& media) {
     std::vector<HintFacts> hints;
     if (is_hint(media)) return hints;
-    const iso_track* chosen = isoFFrtpHinter(&media, packet_limit);
-    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
+    const iso_track* chosen = isoFFrtpHinter(&media, kPacketLimit);
+    for (const iso_track* track : movie.tracks()) {
         if (!is_hint(*track) || track->hint_ref_track != media.track_id) continue;
         std::string why_not = why_not_taken(*track, chosen, row_of(media.codec).video);
         const bool taken = why_not.empty();
@@ -101,7 +81,7 @@ std::vector<HintFacts> hints_for(const iso_file& file, iso_track& media) {
     return hints;
 }
 
-TrackFacts describe(const iso_file& file, iso_track& track) {
+TrackFacts describe(const Movie& movie, iso_track& track) {
     const CodecRow& row = row_of(track.codec);
     TrackFacts facts = {};
     int bytes = 0;
@@ -125,7 +105,7 @@ TrackFacts describe(const iso_file& file, iso_track& track) {
     facts.mode_set = track.mode_set;
     facts.frames_per_sample = track.frames_per_sample;
     facts.amr_modes = modes_of(track);
-    facts.hint_tracks = hints_for(file, track);
+    facts.hint_tracks = hints_for(movie, track);
     return facts;
 }
 
@@ -133,29 +113,27 @@ bool serves(const CodecRow& row, bool audio) {
     return audio ? row.audio : row.video;
 }
 
-std::string why_no_track(const iso_file& file, bool audio) {
-    if (file.tracks == nullptr) {
+std::string why_no_track(const Movie& movie, bool audio) {
+    if (movie.tracks().empty()) {
         return "no tracks were found: this is no 3GP file, or its structure (the moov box) is missing or "
                "damaged";
     }
-    bool aac = false;
-    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
-        aac = aac || track->codec == ISO_CODEC_MP4A;
-    }
+    const bool aac = std::any_of(movie.tracks().begin(), movie.tracks().end(),
+                                 [](const iso_track* track) { return track->codec == ISO_CODEC_MP4A; });
     if (!audio) return "it has no MPEG-4 visual, H.263 or H.264 track";
     return aac ? "its audio is AAC, which is not supported" : "it has no AMR-NB or AMR-WB track";
 }
 
 // The last track that serves the medium is the one that is delivered.
-unsigned int delivered_track(const iso_file& file, bool audio) {
+unsigned int delivered_track(const Movie& movie, bool audio) {
     unsigned int id = 0;
-    for (const iso_track* track = file.tracks; track != nullptr; track = track->next) {
+    for (const iso_track* track : movie.tracks()) {
         if (serves(row_of(track->codec), audio)) id = track->track_id;
     }
     return id;
 }
 
-OpenFacts try_open(FileHost& host, const iso_file& file, const char* mode) {
+OpenFacts try_open(FileHost& host, const Movie& movie, const char* mode) {
     const bool audio = mode[1] == 'a';
     OpenFacts facts = {mode, QLIP_SUCCESS, 0, {}};
     mm_Interface* session = nullptr;
@@ -163,16 +141,16 @@ OpenFacts try_open(FileHost& host, const iso_file& file, const char* mode) {
     facts.status = qlip_Open(&session, host.record(), mode);
     qlip_Close(&session);
     if (facts.status == QLIP_SUCCESS) {
-        facts.track_id = delivered_track(file, audio);
+        facts.track_id = delivered_track(movie, audio);
     } else {
-        facts.why_not = why_no_track(file, audio);
+        facts.why_not = why_no_track(movie, audio);
     }
     return facts;
 }
 
 std::vector<std::string> split(const char* text) {
     std::vector<std::string> words;
-    std::istringstream stream(text != nullptr ? text : "");
+    std::istringstream stream(text ? text : "");
     for (std::string word; stream >> word;)
         words.push_back(printable(word));
     return words;
@@ -181,33 +159,31 @@ std::vector<std::string> split(const char* text) {
 }  // namespace
 
 FileFacts read_facts(FileHost& host) {
-    const IsoFile file = parse(host);
+    const Movie movie(host);
     FileFacts facts = {};
-    facts.major_brand = printable(file->major_brand);
-    facts.has_brands = file->major_brand[0] != '\0';
-    facts.minor_version = facts.has_brands ? file->minor_version : 0;
-    facts.compatible_brands = split(file->compatible_brands);
-    isoFFfileInfo(file.get(), nullptr, &facts.seconds, nullptr);
-    for (iso_track* track = file->tracks; track != nullptr; track = track->next) {
-        facts.tracks.push_back(describe(*file, *track));
-    }
-    facts.audio = try_open(host, *file, "ra");
-    facts.video = try_open(host, *file, "rv");
+    facts.major_brand = printable(movie->major_brand);
+    facts.has_brands = movie->major_brand[0] != '\0';
+    facts.minor_version = facts.has_brands ? movie->minor_version : 0;
+    facts.compatible_brands = split(movie->compatible_brands);
+    isoFFfileInfo(movie.file(), nullptr, &facts.seconds, nullptr);
+    for (iso_track* track : movie.tracks())
+        facts.tracks.push_back(describe(movie, *track));
+    facts.audio = try_open(host, movie, "ra");
+    facts.video = try_open(host, movie, "rv");
     return facts;
 }
 
 std::string choose_mode(FileHost& host) {
-    const IsoFile file = parse(host);
-    return delivered_track(*file, false) != 0 ? "rv" : "ra";
+    return delivered_track(Movie(host), false) != 0 ? "rv" : "ra";
 }
 
 ToolError cannot_open(FileHost& host, const std::string& mode, int status) {
-    const IsoFile file = parse(host);
+    const Movie movie(host);
     const bool audio = mode == "ra";
     std::string why =
         fmt::format("cannot open {} for {}: {} (status {}: {})", host.path(), audio ? "audio" : "video",
-                    why_no_track(*file, audio), status, qlip_StatusString(status));
-    const bool other = delivered_track(*file, !audio) != 0;
+                    why_no_track(movie, audio), status, qlip_StatusString(status));
+    const bool other = delivered_track(movie, !audio) != 0;
     return {Exit::bad_input, why,
             other ? fmt::format("--mode {}: the file has such a track", audio ? "rv" : "ra")
                   : fmt::format("qlip info {}, to see what the file holds", host.path())};

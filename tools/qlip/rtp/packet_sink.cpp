@@ -12,7 +12,7 @@
 namespace qlip_tool {
 namespace {
 
-constexpr uint16_t source_port = 5004;
+constexpr uint16_t kSourcePort = 5004;
 
 // https://www.ietf.org/archive/id/draft-gharris-opsawg-pcap: in the writer's byte order, told by the magic.
 struct PcapFileHeader {
@@ -46,8 +46,8 @@ struct Udp {
     uint16_t from, to, length, checksum;  // checksum 0: none (RFC 768)
 };
 
-constexpr size_t frame_head = sizeof(Ethernet) + sizeof(Ipv4) + sizeof(Udp);
-static_assert(frame_head == 14 + 20 + 8);
+constexpr size_t kFrameHead = sizeof(Ethernet) + sizeof(Ipv4) + sizeof(Udp);
+static_assert(kFrameHead == 14 + 20 + 8);
 
 // RFC 1071 over the header in whatever byte order it stands.
 uint16_t internet_checksum(const Ipv4& header) {
@@ -108,14 +108,14 @@ PcapSink::PcapSink(const std::string& path, const std::string& not_onto, const D
 
 void PcapSink::send(std::span<const unsigned char> packet, double seconds) {
     const auto udp_size = static_cast<uint16_t>(sizeof(Udp) + packet.size());
-    const Udp udp = {htons(source_port), htons(port_), htons(udp_size), 0};
+    const Udp udp = {htons(kSourcePort), htons(port_), htons(udp_size), 0};
     Ipv4 ip;
     ip.length = htons(static_cast<uint16_t>(sizeof(Ipv4) + udp_size));
     ip.id = htons(number_++);
     ip.from = htonl(INADDR_LOOPBACK);
     ip.to = address_;
     ip.checksum = internet_checksum(ip);
-    const auto size = static_cast<uint32_t>(frame_head + packet.size());
+    const auto size = static_cast<uint32_t>(kFrameHead + packet.size());
     const double whole = std::floor(seconds);
     put(out_, PcapPacketHeader{static_cast<uint32_t>(whole), static_cast<uint32_t>((seconds - whole) * 1e6),
                                size, size});

@@ -9,23 +9,21 @@
 
 #include "host/text.h"
 #include "host/tool_error.h"
+#include "qlip/wld_native.h"
 
 namespace qlip_tool {
 namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-// RFC 3551 6 fixes 34; the others are dynamic, and 102 and 103 are what the stream's own records say.
+// Dynamic types of the tool's own; the other tracks go with the type of the stream's records.
 enum PayloadType : unsigned int {
-    h263_pt = 34,
-    h263_1998_pt = 96,
-    amr_pt = 97,
-    amr_wb_pt = 98,
-    mpeg4_pt = 102,
-    h264_pt = 103,
+    kTypeH263Plus = 96,
+    kTypeAmr = 97,
+    kTypeAmrWb = 98,
 };
 
-constexpr unsigned int video_clock = 90000;
+constexpr unsigned int kVideoClock = 90000;
 
 uint16_t big_endian_16(const unsigned char* from) {
     uint16_t value;
@@ -77,9 +75,9 @@ std::string parameters_of(const VID_Header_H263CodecConfig& config, bool rfc2190
 }
 
 RtpFormat audio_format(const StreamHeader& header) {
-    const char* octet_aligned = "octet-align=1";  // RFC 4867 8.1
-    if (header.is_wide_band()) return {"audio", amr_wb_pt, "AMR-WB/16000/1", 16000, octet_aligned};
-    return {"audio", amr_pt, "AMR/8000/1", 8000, octet_aligned};
+    constexpr const char* kOctetAligned = "octet-align=1";  // RFC 4867 8.1
+    if (header.is_wide_band()) return {"audio", kTypeAmrWb, "AMR-WB/16000/1", 16000, kOctetAligned};
+    return {"audio", kTypeAmr, "AMR/8000/1", 8000, kOctetAligned};
 }
 
 bool is_ipv6(const std::string& host) {
@@ -93,18 +91,18 @@ bool is_ipv6(const std::string& host) {
 RtpFormat rtp_format(const StreamHeader& header) {
     if (header.is_audio()) return audio_format(header);
     const VideoHeader& video = header.video();
-    RtpFormat format = {"video", 0, "", video_clock, "", video.codec.width, video.codec.height};
+    RtpFormat format = {"video", 0, "", kVideoClock, "", video.codec.width, video.codec.height};
     if (const auto* h264 = std::get_if<VID_Header_H264CodecConfig>(&video.config)) {
-        format.payload_type = h264_pt;
+        format.payload_type = WLD_TYPE_H264;
         format.encoding = "H264/90000";
         format.parameters = parameters_of(*h264);
     } else if (const auto* mpeg4 = std::get_if<VID_Header_MPEG4CodecConfig>(&video.config)) {
-        format.payload_type = mpeg4_pt;
+        format.payload_type = WLD_TYPE_MPEG4;
         format.encoding = "MP4V-ES/90000";
         format.parameters = parameters_of(*mpeg4);
     } else {
         const bool rfc2190 = header.codec_name() == "s263";
-        format.payload_type = rfc2190 ? h263_pt : h263_1998_pt;
+        format.payload_type = rfc2190 ? unsigned{WLD_TYPE_H263} : unsigned{kTypeH263Plus};
         format.encoding = rfc2190 ? "H263/90000" : "H263-1998/90000";
         format.parameters = parameters_of(std::get<VID_Header_H263CodecConfig>(video.config), rfc2190);
     }

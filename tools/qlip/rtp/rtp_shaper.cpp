@@ -20,18 +20,18 @@ struct RtpHeader {
 };
 static_assert(sizeof(RtpHeader) == 12);
 
-constexpr unsigned char rtp_version_2 = 0x80;
-constexpr unsigned char marker_bit = 0x80;
-constexpr uint32_t our_ssrc = 0x716c6970;
+constexpr unsigned char kRtpVersion2 = 0x80;
+constexpr unsigned char kMarkerBit = 0x80;
+constexpr uint32_t kOurSsrc = 0x716c6970;
 
 // NAL unit types of ITU-T H.264 7.4.1.
-constexpr unsigned int nal_sps = 7;
-constexpr unsigned int nal_pps = 8;
+constexpr unsigned int kNalSps = 7;
+constexpr unsigned int kNalPps = 8;
 
 bool is_parameter_set(const RtpPacket& packet) {
     if (packet.payload.empty()) return false;
     const unsigned int type = packet.payload[0] & 31U;
-    return type == nal_sps || type == nal_pps;
+    return type == kNalSps || type == kNalPps;
 }
 
 // Whether the table of contents names speech (RFC 4867 4.3.2): the frame types below the comfort noise ones.
@@ -45,8 +45,8 @@ bool is_speech(std::span<const unsigned char> payload, bool wide_band) {
 
 void write_rtp(const RtpPacket& packet, std::vector<unsigned char>& into) {
     const RtpHeader header = {
-        rtp_version_2, static_cast<unsigned char>(packet.payload_type | (packet.marker ? marker_bit : 0U)),
-        htons(static_cast<uint16_t>(packet.sequence)), htonl(packet.timestamp), htonl(our_ssrc)};
+        kRtpVersion2, static_cast<unsigned char>(packet.payload_type | (packet.marker ? kMarkerBit : 0U)),
+        htons(static_cast<uint16_t>(packet.sequence)), htonl(packet.timestamp), htonl(kOurSsrc)};
     into.resize(sizeof header + packet.payload.size());
     std::memcpy(into.data(), &header, sizeof header);
     std::copy(packet.payload.begin(), packet.payload.end(), into.begin() + sizeof header);

@@ -8,15 +8,11 @@
 
 namespace qlip_tool {
 
-namespace {
-constexpr unsigned int payload_type = 34;
-}
-
 FragmentSource::FragmentSource(std::vector<H263Picture> pictures, wld_rfc_mode mode, int max_payload)
     : pictures_(std::move(pictures)), mode_(mode) {
     iso_track track = {};
     track.codec = ISO_CODEC_S263;
-    wld_native_init(&native_, payload_type, max_payload, mode, &track, 0);
+    wld_native_init(&native_, WLD_TYPE_H263, max_payload, mode, &track, 0);
     native_.max_payload = max_payload;
 }
 
@@ -52,7 +48,7 @@ void FragmentSource::write_header() {
     }
     iso_track track = {};
     track.codec = ISO_CODEC_S263;
-    track.payload_type = mode_ == WLD_RFC_2429 ? 0 : payload_type;  // names the stream "s263" or "s263+"
+    track.payload_type = mode_ == WLD_RFC_2429 ? 0 : WLD_TYPE_H263;  // names the stream "s263" or "s263+"
     track.width = static_cast<unsigned int>(config.width);
     track.height = static_cast<unsigned int>(config.height);
     PROP_Header_Info prop = {};
@@ -70,8 +66,8 @@ void FragmentSource::write_header() {
 }
 
 void FragmentSource::write_picture(H263Picture& picture) {
-    constexpr size_t room_at_least = 1 << 16;
-    packets_.resize(room_at_least + 4 * picture.data.size());
+    constexpr size_t kRoomAtLeast = 1 << 16;
+    packets_.resize(kRoomAtLeast + 4 * picture.data.size());
     native_.packet_count = 0;
     const int size =
         wld_native_packet(packets_.data(), static_cast<int>(packets_.size()), picture.data.data(),

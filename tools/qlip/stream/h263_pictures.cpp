@@ -8,20 +8,18 @@
 #include <memory>
 #include <string_view>
 
-#include "host/file_host.h"
 #include "host/stream_file.h"
 #include "host/tool_error.h"
+#include "movie/movie.h"
 #include "qlip/h263_parse.h"
-#include "qlip/isoff.h"
 
 namespace qlip_tool {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-constexpr double tick = 1001.0 / 30000.0;  // of the temporal reference (ITU-T H.263 5.1.2)
-constexpr int largest_sample = 64000;
-constexpr size_t largest_picture = 1 << 24;
+constexpr double kTick = 1001.0 / 30000.0;  // of the temporal reference (ITU-T H.263 5.1.2)
+constexpr size_t kLargestPicture = 1 << 24;
 
 Bytes read_all(const std::string& path) {
     StreamFile file(path);
@@ -37,8 +35,8 @@ bool is_3gp(const std::string& path) {
     char head[8] = {};
     FileHost(path).read_at(0, head, sizeof head);
     const std::string_view type(head + 4, 4);
-    constexpr std::array<std::string_view, 5> first_boxes = {"ftyp", "moov", "mdat", "free", "skip"};
-    for (const std::string_view known : first_boxes) {
+    constexpr std::array<std::string_view, 5> kFirstBoxes = {"ftyp", "moov", "mdat", "free", "skip"};
+    for (const std::string_view known : kFirstBoxes) {
         if (type == known) return true;
     }
     return false;
@@ -46,7 +44,7 @@ bool is_3gp(const std::string& path) {
 
 // Where pictures begin. Start codes of pictures stand on the byte grid.
 std::vector<size_t> picture_starts(Bytes& stream) {
-    constexpr unsigned long start_code_bits = 22;
+    constexpr unsigned long kStartCodeBits = 22;
     std::vector<size_t> starts;
     tbq_state_t state = {};
     tbq_pos_t at = {};
@@ -55,20 +53,20 @@ std::vector<size_t> picture_starts(Bytes& stream) {
         const tbq_boundary_t kind = tbq_boundary_next(&state, stream.data(), stream.size(), &at, &at, &error);
         if (error != 0 || kind == TBQ_BOUNDARY_NONE) return starts;
         if (kind == TBQ_BOUNDARY_PICTURE) starts.push_back(at.byte);
-        tbq_pos_add(&at, &at, start_code_bits);
+        tbq_pos_add(&at, &at, kStartCodeBits);
     }
 }
 
 unsigned int temporal_reference(const Bytes& picture) {
-    constexpr unsigned long start_code_bits = 22;
-    constexpr unsigned long tr_bits = 8;
+    constexpr unsigned long kStartCodeBits = 22;
+    constexpr unsigned long kTrBits = 8;
     Bytes head(picture.begin(),
                picture.begin() + static_cast<ptrdiff_t>(std::min<size_t>(picture.size(), 4)));
     const tbq_pos_t start = {};
     tbq_pos_t at = {};
     int error = 0;
-    tbq_bits_get(head.data(), head.size(), &start, &at, start_code_bits, &error);
-    return static_cast<unsigned int>(tbq_bits_get(head.data(), head.size(), &at, &at, tr_bits, &error));
+    tbq_bits_get(head.data(), head.size(), &start, &at, kStartCodeBits, &error);
+    return static_cast<unsigned int>(tbq_bits_get(head.data(), head.size(), &at, &at, kTrBits, &error));
 }
 
 // Each picture lasts until the next one's temporal reference, which counts modulo 256; the last one as long
@@ -78,8 +76,8 @@ void time_by_temporal_reference(std::vector<H263Picture>& pictures) {
         const bool last = i + 1 == pictures.size();
         const unsigned int here = temporal_reference(pictures[i].data);
         const unsigned int next = last ? here : temporal_reference(pictures[i + 1].data);
-        pictures[i].seconds = tick * ((next - here) & 255U);
-        if (last) pictures[i].seconds = i > 0 ? pictures[i - 1].seconds : tick;
+        pictures[i].seconds = kTick * ((next - here) & 255U);
+        if (last) pictures[i].seconds = i > 0 ? pictures[i - 1].seconds : kTick;
     }
 }
 
@@ -101,14 +99,10 @@ std::vector<H263Picture> split_stream(const std::string& path) {
     return pictures;
 }
 
-struct CloseFile {
-    void operator()(iso_file* file) const { isoFFclose(file); }
-};
-
 // The last one, as the library chooses.
-iso_track* h263_track(iso_file* file) {
+iso_track* h263_track(const Movie& movie) {
     iso_track* found = nullptr;
-    for (iso_track* track = file != nullptr ? file->tracks : nullptr; track != nullptr; track = track->next) {
+    for (iso_track* track : movie.tracks()) {
         if (track->codec == ISO_CODEC_S263) found = track;
     }
     return found;
@@ -116,23 +110,21 @@ iso_track* h263_track(iso_file* file) {
 
 std::vector<H263Picture> read_track(const std::string& path) {
     FileHost host(path);
-    auto* io = host.record();
-    char mode[] = "r";
-    const std::unique_ptr<iso_file, CloseFile> file(isoFFopen(io, mode, nullptr));
-    iso_track* track = h263_track(file.get());
-    if (track == nullptr) {
+    const Movie movie(host);
+    iso_track* track = h263_track(movie);
+    if (!track) {
         throw ToolError(Exit::bad_input, path + " has no H.263 track", "qlip info " + path);
     }
     std::vector<H263Picture> pictures;
-    Bytes sample(largest_sample);
+    Bytes sample(kLargestSample);
     while (true) {
         const unsigned int offset = track->file_pos;
         double seconds = 0.0;
-        const int size = isoFFread(track, sample.data(), largest_sample, &seconds, nullptr);
+        const int size = isoFFread(track, sample.data(), static_cast<int>(sample.size()), &seconds, nullptr);
         if (size < 0) break;
         pictures.push_back({offset, seconds, Bytes(sample.begin(), sample.begin() + size)});
     }
-    if (host.read_error() != 0) throw io_error("cannot read " + path, host.read_error());
+    host.throw_if_unreadable();
     return pictures;
 }
 
@@ -141,7 +133,7 @@ std::vector<H263Picture> read_track(const std::string& path) {
 std::vector<H263Picture> load_h263(const std::string& path) {
     std::vector<H263Picture> pictures = is_3gp(path) ? read_track(path) : split_stream(path);
     for (const H263Picture& picture : pictures) {
-        if (picture.data.size() <= largest_picture) continue;
+        if (picture.data.size() <= kLargestPicture) continue;
         throw ToolError(Exit::bad_input,
                         fmt::format("{}: the picture at byte {} has {} bytes, more than any picture can",
                                     path, picture.offset, picture.data.size()));

@@ -7,13 +7,11 @@
 
 #include "host/tool_error.h"
 #include "movie/track_facts.h"
-#include "qlip/native_stream.h"
+#include "stream/stream_reader.h"
 
 namespace qlip_tool {
 
 namespace {
-
-constexpr size_t audio_prefix = sizeof(AUD_AudFrame_Native) + 4;
 
 template <typename Record>
 Record load(const unsigned char* from) {
@@ -62,9 +60,9 @@ size_t ChunkLength::read_head(const unsigned char* chunk) {
 
 size_t ChunkLength::read_audio_frame(const unsigned char* chunk) {
     const size_t size = load<AUD_AudFrame_Native>(chunk).size;
-    body_ = size - std::min(size, audio_prefix);
+    body_ = size - std::min(size, kAudioFrameHead);
     next_ = Next::audio_payload;
-    return audio_prefix;
+    return kAudioFrameHead;
 }
 
 // The padding is counted in the frame size, but the chunk ends with the last packet record.
@@ -93,7 +91,7 @@ SessionSource::~SessionSource() {
 void SessionSource::open() {
     host_.start_over();
     const int status = qlip_Open(&session_, host_.record(), mode_.c_str());
-    if (host_.read_error() != 0) throw io_error("cannot read " + host_.path(), host_.read_error());
+    host_.throw_if_unreadable();
     if (status != QLIP_SUCCESS) throw cannot_open(host_, mode_, status);
     host_.refuse_short_reads();
 }
@@ -130,14 +128,13 @@ std::span<const unsigned char> SessionSource::next() {
             return {chunk_.data(), std::min(length_.of(chunk_.data()), chunk_.size())};
         }
         const bool later = status == QLIP_NOT_AVAILABLE_YET || missing;
-        if (!later || host_.read_error() != 0 || !growth_.wait())
-            fail(later ? QLIP_NOT_AVAILABLE_YET : status);
+        if (!later || host_.unreadable() || !growth_.wait()) fail(later ? QLIP_NOT_AVAILABLE_YET : status);
         if (missing) reopen();
     }
 }
 
 void SessionSource::fail(int status) const {
-    if (host_.read_error() != 0) throw io_error("cannot read " + host_.path(), host_.read_error());
+    host_.throw_if_unreadable();
     if (status == QLIP_NOT_AVAILABLE_YET) {
         throw ToolError(
             Exit::incomplete,

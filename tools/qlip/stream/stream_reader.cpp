@@ -11,12 +11,11 @@
 namespace qlip_tool {
 namespace {
 
-constexpr size_t common_video_header = sizeof(PROP_Header_Info) + sizeof(VID_Header_NTSInfo) +
-                                       sizeof(VID_Header_IndxInfo) + sizeof(VID_Header_CodecInfo) +
-                                       sizeof(VID_FileInfo);
-constexpr size_t audio_frame_head = sizeof(AUD_AudFrame_Native) + 4;
-constexpr size_t video_frame_head = sizeof(wld_frame_record) + sizeof(wld_frame_prefix);
-constexpr unsigned int wide_band_rate = 128;  // 16,000 Hz in units of 125 Hz
+constexpr size_t kCommonVideoHeader = sizeof(PROP_Header_Info) + sizeof(VID_Header_NTSInfo) +
+                                      sizeof(VID_Header_IndxInfo) + sizeof(VID_Header_CodecInfo) +
+                                      sizeof(VID_FileInfo);
+constexpr size_t kVideoFrameHead = sizeof(wld_frame_record) + sizeof(wld_frame_prefix);
+constexpr unsigned int kWideBandRate = 128;  // 16,000 Hz in units of 125 Hz
 
 [[noreturn]] void damaged(const std::string& what, uint64_t offset) {
     throw ToolError(Exit::bad_input, fmt::format("{}, at byte {} of the stream", what, offset));
@@ -31,7 +30,7 @@ std::string StreamHeader::codec_name() const {
 }
 
 bool StreamHeader::is_wide_band() const {
-    return is_audio() && std::get<AudioHeader>(medium).codec.rate_code == wide_band_rate;
+    return is_audio() && std::get<AudioHeader>(medium).codec.rate_code == kWideBandRate;
 }
 
 StreamReader::StreamReader(ChunkSource& source) : source_(source) {
@@ -67,7 +66,7 @@ void StreamReader::read_video_header() {
     video.start = take_record<VID_Header_NTSInfo>("start time record");
     video.index = take_record<VID_Header_IndxInfo>("index record");
     video.codec = take_record<VID_Header_CodecInfo>("codec information record");
-    switch (header_.prop.header_size - common_video_header) {
+    switch (header_.prop.header_size - kCommonVideoHeader) {
         case sizeof(VID_Header_H263CodecConfig):
             video.config = take_record<VID_Header_H263CodecConfig>("H.263 configuration");
             break;
@@ -98,13 +97,13 @@ bool StreamReader::next(Frame& frame) {
 }
 
 void StreamReader::read_audio_frame(Frame& frame) {
-    const auto whole = take(audio_frame_head, "audio frame record");
+    const auto whole = take(kAudioFrameHead, "audio frame record");
     std::memcpy(&frame.audio, whole.data(), sizeof frame.audio);
-    if (frame.audio.size < audio_frame_head) {
+    if (frame.audio.size < kAudioFrameHead) {
         damaged(fmt::format("an audio frame of {} bytes, less than its record", frame.audio.size),
                 frame.offset);
     }
-    frame.payload = take(frame.audio.size - audio_frame_head, "audio payload");
+    frame.payload = take(frame.audio.size - kAudioFrameHead, "audio payload");
 }
 
 // One reader writes 0 as the prefix's second word and the padding behind the packets; the other writes 1, and
@@ -112,7 +111,7 @@ void StreamReader::read_audio_frame(Frame& frame) {
 void StreamReader::read_video_frame(Frame& frame) {
     frame.video = take_record<wld_frame_record>("video frame record");
     frame.prefix = take_record<wld_frame_prefix>("video frame prefix");
-    const uint64_t least = video_frame_head + uint64_t{frame.video.frame_pad};
+    const uint64_t least = kVideoFrameHead + uint64_t{frame.video.frame_pad};
     if (frame.video.frame_size < least) {
         damaged(fmt::format("a video frame of {} bytes, less than its records", frame.video.frame_size),
                 frame.offset);

@@ -13,6 +13,9 @@
 
 namespace qlip_tool {
 
+// A speech frame's record and the zero word behind it.
+inline constexpr size_t kAudioFrameHead = sizeof(AUD_AudFrame_Native) + 4;
+
 struct AudioHeader {
     AUD_Codec_Header codec;
     AUD_Header_IndxInfo index;

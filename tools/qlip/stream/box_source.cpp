@@ -1,4 +1,4 @@
-#include "boxes/box_source.h"
+#include "stream/box_source.h"
 
 #include <fmt/format.h>
 
@@ -8,8 +8,8 @@
 namespace qlip_tool {
 
 namespace {
-constexpr size_t piece_size = 1 << 14;
-constexpr unsigned int largest_frame = 1 << 20;
+constexpr size_t kPieceSize = 1 << 14;
+constexpr unsigned int kLargestFrame = 1 << 20;
 }  // namespace
 
 std::string box_status_text(unsigned int status) {
@@ -30,8 +30,8 @@ BoxSource::BoxSource(FileHost& host, Growth growth, std::string mode, bool index
       growth_(growth),
       mode_(std::move(mode)),
       indexed_(indexed),
-      reader_(largest_frame),
-      piece_(piece_size) {
+      reader_(kLargestFrame),
+      piece_(kPieceSize) {
     if (growth_.follows() && !growth_.wait_for_structure()) {
         throw ToolError(Exit::incomplete, host_.path() + ": the file's structure has not arrived in time",
                         "a longer --patience");
@@ -75,13 +75,13 @@ std::span<const unsigned char> BoxSource::next() {
         const bool later = status == QLIP_NOT_AVAILABLE_YET;
         if (status != QLIP_SUCCESS && !ended_ && !later) fail("cannot read on in", status);
         if (size > 0) return {piece_.data(), size};
-        if (later && (host_.read_error() != 0 || !growth_.wait())) fail("cannot read on in", status);
+        if (later && (host_.unreadable() || !growth_.wait())) fail("cannot read on in", status);
     }
     return {};
 }
 
 void BoxSource::fail(const char* doing, unsigned int status) const {
-    if (host_.read_error() != 0) throw io_error("cannot read " + host_.path(), host_.read_error());
+    host_.throw_if_unreadable();
     const std::string what = fmt::format("{} {} with --engine box (status {}: {})", doing, host_.path(),
                                          status, box_status_text(status));
     if (status == QLIP_NOT_AVAILABLE_YET) {

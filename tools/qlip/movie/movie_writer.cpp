@@ -1,17 +1,17 @@
-#include "movie/movie_file.h"
+#include "movie/movie_writer.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 
-#include "host/file_host.h"
 #include "host/text.h"
 #include "host/tool_error.h"
+#include "movie/movie.h"
 
 namespace qlip_tool {
 namespace {
 
-constexpr uint32_t library_limit = 0x7FFFFFFF;
+constexpr uint32_t kLibraryLimit = 0x7FFFFFFF;
 
 FILE* create(const std::string& path, const std::string& not_onto) {
     std::error_code ignored;
@@ -20,7 +20,7 @@ FILE* create(const std::string& path, const std::string& not_onto) {
                         "name another output file");
     }
     FILE* stream = std::fopen(path.c_str(), "wb+");
-    if (stream == nullptr) throw io_error("cannot create " + path);
+    if (!stream) throw io_error("cannot create " + path);
     return stream;
 }
 
@@ -50,17 +50,17 @@ void MovieOptions::add_to(CLI::App& command) {
         .add_option("--max-size", largest_file,
                     "Largest file; what does not fit is left out at the end of all tracks")
         ->type_name("BYTES")
-        ->check(CLI::Range(1U, library_limit));
+        ->check(CLI::Range(1U, kLibraryLimit));
     command.add_flag("--direct", direct, "Write frames as they come, with the header behind them");
 }
 
-MovieFile::MovieFile(const std::string& path, const MovieOptions& options, int tracks,
-                     const std::string& not_onto)
-    : path_(path), stream_(create(path, not_onto)), limited_(options.largest_file < library_limit) {
+MovieWriter::MovieWriter(const std::string& path, const MovieOptions& options, int tracks,
+                         const std::string& not_onto)
+    : path_(path), stream_(create(path, not_onto)), limited_(options.largest_file < kLibraryLimit) {
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* no_input = nullptr;
     char mode[] = "w";
     file_ = isoFFopen(no_input, mode, nullptr);
-    if (file_ == nullptr) throw ToolError(Exit::io, "no memory to write " + path);
+    if (!file_) throw ToolError(Exit::io, "no memory to write " + path);
     file_->stream = stream_;
     file_->interleave_period = options.interleave_seconds;
     file_->max_file_size = options.largest_file;
@@ -70,18 +70,18 @@ MovieFile::MovieFile(const std::string& path, const MovieOptions& options, int t
     file_->direct_tracks = tracks;
 }
 
-MovieFile::~MovieFile() {
-    if (file_ != nullptr) isoFFclose(file_);
-    if (stream_ != nullptr) std::fclose(stream_);
+MovieWriter::~MovieWriter() {
+    if (file_) isoFFclose(file_);
+    if (stream_) std::fclose(stream_);
 }
 
-iso_track* MovieFile::add_track() {
+iso_track* MovieWriter::add_track() {
     iso_track* track = isoFFtrack(file_);
-    if (track == nullptr) throw ToolError(Exit::io, "no memory to write " + path_);
+    if (!track) throw ToolError(Exit::io, "no memory to write " + path_);
     return track;
 }
 
-void MovieFile::write(iso_track* track, std::span<const unsigned char> frame, int delta, int offset) {
+void MovieWriter::write(iso_track* track, std::span<const unsigned char> frame, int delta, int offset) {
     ++given_;
     auto* bytes = const_cast<unsigned char*>(frame.data());  // only read
     const int result = isoFFwrite(track, bytes, static_cast<int>(frame.size()), delta, offset);
@@ -90,7 +90,7 @@ void MovieFile::write(iso_track* track, std::span<const unsigned char> frame, in
     throw io_error("cannot write " + path_);
 }
 
-void MovieFile::finish() {
+void MovieWriter::finish() {
     isoFFclose(file_);
     file_ = nullptr;
     const bool closed = std::fclose(stream_) == 0;
@@ -108,16 +108,12 @@ void MovieFile::finish() {
                given_);
 }
 
-uint64_t MovieFile::frames_in_the_file() const {
+uint64_t MovieWriter::frames_in_the_file() const {
     FileHost host(path_);
-    auto* io = host.record();
-    char mode[] = "r";
-    iso_file* file = isoFFopen(io, mode, nullptr);
+    const Movie movie(host);
     uint64_t frames = 0;
-    for (const iso_track* track = file != nullptr ? file->tracks : nullptr; track != nullptr;
-         track = track->next)
+    for (const iso_track* track : movie.tracks())
         frames += static_cast<uint64_t>(track->sample_count);
-    isoFFclose(file);
     return frames;
 }
 

@@ -22,14 +22,15 @@ struct MovieOptions {
     void add_to(CLI::App& command);
 };
 
-class MovieFile {
+class MovieWriter {
   public:
     // `tracks` is how many will be added. Throws ToolError when the file cannot be created or is `not_onto`,
     // an input.
-    MovieFile(const std::string& path, const MovieOptions& options, int tracks, const std::string& not_onto);
-    ~MovieFile();
-    MovieFile(const MovieFile&) = delete;
-    MovieFile& operator=(const MovieFile&) = delete;
+    MovieWriter(const std::string& path, const MovieOptions& options, int tracks,
+                const std::string& not_onto);
+    ~MovieWriter();
+    MovieWriter(const MovieWriter&) = delete;
+    MovieWriter& operator=(const MovieWriter&) = delete;
 
     iso_file* file() { return file_; }
     iso_track* add_track();
