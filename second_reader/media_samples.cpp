@@ -6,10 +6,6 @@
 
 using qlip::kReaderPath;
 
-unsigned int C3gpInterface::MediaBufferBytes() const {
-    return m_uMediaBufferBytes;
-}
-
 // A read that came back short leaves the number of the kept sample as it was, although the buffer has
 // changed: kept.
 unsigned int C3gpInterface::GetMediaSample(unsigned int uSample) {

@@ -1,4 +1,6 @@
 // Choosing the track and its hint track, and copying the tables that streaming needs out of the box tree.
+#include <algorithm>
+
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -79,6 +81,7 @@ void C3gpInterface::StoreTrackTables() {
     m_itSyncSample = 0;
 }
 
+// Runs may promise more samples than there are: the count decides.
 void C3gpInterface::CalcSampleOffsets(const BaseBoxes* pBoxes, _TAG_SAMPLEINFO* pInfo) {
     const auto& runs = pBoxes->m_pStsc->GetSampleEntries();
     const auto& sizes = pBoxes->m_pStsz->GetChunkSizes();
@@ -91,11 +94,8 @@ void C3gpInterface::CalcSampleOffsets(const BaseBoxes* pBoxes, _TAG_SAMPLEINFO* 
     for (unsigned int position : pBoxes->m_pStco->GetChunkOffsets()) {
         if (run != runs.end() && chunks + 1 == run->first_chunk)
             samples_per_chunk = (run++)->samples_per_chunk;
-        if (samples_per_chunk > count - sample) {
-            m_uStatus = QLIP_CORRUPT_FILE;
-            throw SimpleException(kReaderPath, __LINE__, "Chunks hold more than the %d media samples", count);
-        }
-        for (unsigned int last = sample + samples_per_chunk; sample < last; ++sample) {
+        const unsigned int last = sample + std::min(samples_per_chunk, count - sample);
+        for (; sample < last; ++sample) {
             pInfo[sample] = {position, fixed_size != 0 ? fixed_size : sizes.at(sample)};
             position += pInfo[sample].uSize;
         }

@@ -18,6 +18,10 @@
 struct tagSTSC_SAMPLE_ENTRY;
 struct tagSTTS_SAMPLE_ENTRY;
 
+namespace qlip {
+struct ReaderView;
+}
+
 namespace Vorn3gp {
 class Box;
 class ElstBox;
@@ -118,13 +122,6 @@ class QLIP_API C3gpInterface {
     // for a number that the file does not have.
     unsigned int GetMediaSample(unsigned int uSample);
     unsigned int GetMediaSample(unsigned int uSample, const unsigned char** ppData);
-
-    // The current hint sample's first byte and one past its last; both null while there is none.
-    QLIP_LOCAL const unsigned char* HintSample() const;
-    QLIP_LOCAL const unsigned char* HintSampleEnd() const;
-
-    // Size of the buffer that holds a media sample, which is that of the largest one; 0 while there is none.
-    QLIP_LOCAL unsigned int MediaBufferBytes() const;
 
   protected:
     // Boxes of one track, borrowed from the tree.
@@ -281,6 +278,11 @@ class QLIP_API C3gpInterface {
     unsigned int m_uMaxVideoFrameBytes;
 
   private:
+    friend struct qlip::ReaderView;
+
+    // The current hint sample's first byte and one past its last; both null while there is none.
+    QLIP_LOCAL const unsigned char* HintSample() const;
+    QLIP_LOCAL const unsigned char* HintSampleEnd() const;
     QLIP_LOCAL void TakeModeSwitch(int iSwitch);
     QLIP_LOCAL void SortTrack(Vorn3gp::TrakBox* pTrak);
     QLIP_LOCAL void SortHintTrack(Vorn3gp::TrakBox* pTrak);

@@ -7,10 +7,10 @@
 #include "common/byte_order.h"
 #include "common/log.h"
 #include "formats/rtp_hint_sample.h"
-#include "qlip/c3gpinterface.h"
 #include "second_reader/producers/control_signals.h"
 #include "second_reader/producers/frame_buffer.h"
 #include "second_reader/producers/hint_dump.h"
+#include "second_reader/producers/reader_view.h"
 
 namespace qlip {
 
@@ -30,8 +30,9 @@ struct SampleReference {
 // that a caller brought along have no known end.
 size_t bytes_left(const PropFile& file, const unsigned char* cursor) {
     if (!file.m_pInterface) return SIZE_MAX;
-    const unsigned char* begin = file.m_pInterface->HintSample();
-    const unsigned char* end = file.m_pInterface->HintSampleEnd();
+    const ReaderView reader{*file.m_pInterface};
+    const unsigned char* begin = reader.hint_sample();
+    const unsigned char* end = reader.hint_sample_end();
     const std::less<> before;
     if (!begin || before(cursor, begin) || before(end, cursor)) return SIZE_MAX;
     return static_cast<size_t>(end - cursor);
@@ -65,7 +66,7 @@ const unsigned char* fetch(const PropFile& file, const SampleReference& referenc
     const unsigned char* data = nullptr;
     if (file.m_pInterface->GetMediaSample(reference.sample, &data) == 0) throw kMediaNotAvailable;
     const uint64_t end = uint64_t{reference.offset} + reference.length;
-    if (end > file.m_pInterface->MediaBufferBytes()) {
+    if (end > ReaderView{*file.m_pInterface}.media_buffer_bytes()) {
         QLIP_LOG_WARNING(kBasePath, "Hint sample reaches beyond the buffer of media sample %d",
                          reference.sample);
         throw kBadHintContent;

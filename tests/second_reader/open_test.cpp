@@ -121,8 +121,6 @@ std::vector<Refusal> refusals() {
          with_word(audio_plan(2), "stsd", 0, 8, 0)},
         {"wideband", "ra", 2, "Unsupported audio coder type found", with_entry(sawb_entry())},
         {"no_damr", "ra", 4, "Could not find damr box", with_entry(samr_entry({}))},
-        {"more_samples_in_chunks_than_in_stsz", "ra", 4, "Chunks hold more than the 3 media samples",
-         with_word(audio_plan(3), "stsc", 0, 16, 4)},
         {"a_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for media sample",
          with_word(audio_plan(3), "stsz", 0, 16, 0xFFFFFFF0)},
         {"a_hint_sample_larger_than_the_file", "ra", 6, "Unable to allocate buffer for hint sample",

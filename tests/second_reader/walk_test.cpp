@@ -56,6 +56,18 @@ TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
     }
 }
 
+// The last run of media chunks holds two samples, and promises more.
+TEST(Walk, RunsThatPromiseMoreMediaSamplesThanThereAreEndAtTheCount) {
+    MoviePlan plan = video_plan(5);
+    plan.tracks[kMedia].chunks = {3, 2};
+    const Bytes sound = build_movie(plan);
+    for (const unsigned int promised : {3U, 0xFFFFFFFFU}) {
+        Bytes file = sound;
+        set_u32(file, find_box(file, "stsc") + 12 + 12 + 4, promised);
+        EXPECT_EQ(whole_stream(file, "rv"), whole_stream(sound, "rv"));
+    }
+}
+
 TEST(Walk, FrameTimesAreTheSumsOfTheTimeTable) {
     MoviePlan plan = video_plan(6);
     plan.tracks[kHint].stts = {{2, 9000}, {3, 100}, {1, 7}};

@@ -1,0 +1,20 @@
+// What the producers look at in their reader, which keeps it from hosts: the bounds of the bytes that it
+// shows them.
+#pragma once
+
+#include "qlip/c3gpinterface.h"
+
+namespace qlip {
+
+struct ReaderView {
+    const C3gpInterface& reader;
+
+    // The current hint sample's first byte and one past its last; both null while there is none.
+    const unsigned char* hint_sample() const { return reader.HintSample(); }
+    const unsigned char* hint_sample_end() const { return reader.HintSampleEnd(); }
+
+    // Size of the buffer that holds a media sample, which is that of the largest one; 0 while there is none.
+    unsigned int media_buffer_bytes() const { return reader.m_uMediaBufferBytes; }
+};
+
+}  // namespace qlip
