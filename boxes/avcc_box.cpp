@@ -38,11 +38,10 @@ void read_parameter_set(Vorn3gp::Stream& stream, unsigned short& length, ByteStr
     var16_read(stream, length);
     string.append_start_code();
     const unsigned int bytes = length < kLongestString ? length : std::numeric_limits<unsigned int>::max();
-    qlip::RunGuard guard(stream, bytes);
+    qlip::Metered metered(stream);
     for (unsigned int i = 0; i < bytes; ++i) {
-        guard.next(1);
         unsigned char byte = 0;
-        var8_read(stream, byte);
+        var8_read(metered.stream(), byte);
         string.append(byte);
     }
 }

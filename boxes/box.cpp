@@ -38,7 +38,9 @@ Box::Box() : Box(qlip::kNoType) {}
 
 Box::Box(unsigned int type_) : type(type_) {}
 
-Box::~Box() = default;
+Box::~Box() {
+    qlip::delete_replaced_of(this);
+}
 
 Stream& Box::Dump(Stream& stream) const {
     position = macro_Tell(stream);

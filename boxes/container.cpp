@@ -5,7 +5,8 @@
 #include <array>
 #include <cassert>
 #include <cstdio>
-#include <new>
+
+#include "boxes/meter.h"
 
 namespace {
 
@@ -24,37 +25,34 @@ void require(const Vorn3gp::ContainerBox& box, const qlip::Child& child) {
 
 namespace qlip {
 
-Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, unsigned int type, Children children) {
+Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, Vorn3gp::Stream stream, unsigned int type,
+                         Children children) {
     const auto known =
         std::find_if(children.begin(), children.end(), [type](const Child& row) { return row.type == type; });
+    take_object(stream, known != children.end() ? known->bytes : sizeof(Vorn3gp::UnknownBox));
     if (known != children.end()) return known->make(parent);
     auto unknown = std::make_unique<Vorn3gp::UnknownBox>();
     parent.AddOptionalBox(unknown.get(), true);
     return *unknown.release();
 }
 
-bool WalkGuard::goes_on(const Vorn3gp::Box& child, unsigned int before, unsigned int after) {
-    if (after > before) return true;
-    const bool was_reset = child.GetType() == kNoType && child.GetSizeWhole() == 0;
-    if (after == before && was_reset) return false;
-    if (after == before || went_back_) throw std::bad_alloc();
-    went_back_ = true;
-    return true;
+bool is_at_end(const Vorn3gp::Box& child, unsigned int before, unsigned int after) {
+    return before == after && child.GetType() == kNoType && child.GetSizeWhole() == 0;
 }
 
 Vorn3gp::Stream& read_container(Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, unsigned int limit,
                                 Children children) {
-    unsigned int end = Vorn3gp::macro_Tell(stream);
-    box.Vorn3gp::Box::Read(stream, limit);
+    Metered metered(stream);
+    Vorn3gp::Stream& from = metered.stream();
+    unsigned int end = Vorn3gp::macro_Tell(from);
+    box.Vorn3gp::Box::Read(from, limit);
     end += box.GetSizeWhole();
-    WalkGuard guard;
-    unsigned int at = Vorn3gp::macro_Tell(stream);
-    while (at < end) {
-        Vorn3gp::Box& next = make_child(box, Vorn3gp::peek_box(stream, limit), children);
-        next.Read(stream, limit);
+    for (unsigned int at = Vorn3gp::macro_Tell(from); at < end;) {
+        Vorn3gp::Box& next = make_child(box, from, Vorn3gp::peek_box(from, limit), children);
+        next.Read(from, limit);
         const unsigned int before = at;
-        at = Vorn3gp::macro_Tell(stream);
-        if (!guard.goes_on(next, before, at)) break;
+        at = Vorn3gp::macro_Tell(from);
+        if (is_at_end(next, before, at)) break;
     }
     return stream;
 }

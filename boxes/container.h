@@ -17,6 +17,7 @@ enum class Presence { Optional, Required };
 // list is that of a dump.
 struct Child {
     unsigned int type;
+    size_t bytes;                                   // of an object
     Presence presence;                              // in a dump
     Vorn3gp::Box& (*make)(Vorn3gp::ContainerBox&);  // attaches a new one, owned
     bool (*is_missing)(const Vorn3gp::ContainerBox&);
@@ -75,35 +76,36 @@ struct ChildOperations<Member, Owned, Attach> {
 
   private:
     template <class Class>
+    static constexpr size_t bytes_of(void (Parent::*)(Class*, bool)) {
+        return sizeof(Class);
+    }
+
+    template <class Class>
     static Vorn3gp::Box& attach_new(Parent& parent, void (Parent::*attach)(Class*, bool)) {
         auto child = std::make_unique<Class>();
         (parent.*attach)(child.get(), true);
         return *child.release();
     }
+
+  public:
+    static constexpr size_t kBytes = bytes_of(Attach);
 };
 
 template <auto Member, auto Owned, auto Attach>
 constexpr Child child(const char (&type)[5], Presence presence = Presence::Optional) {
     using Operations = ChildOperations<Member, Owned, Attach>;
-    return {Vorn3gp::type_word(type), presence,         Operations::make,        Operations::is_missing,
-            Operations::size,         Operations::dump, Operations::delete_owned};
+    return {Vorn3gp::type_word(type), Operations::kBytes, presence,         Operations::make,
+            Operations::is_missing,   Operations::size,   Operations::dump, Operations::delete_owned};
 }
 
-// The new child for a type word: by the list, or an UnknownBox among the optional boxes.
-Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, unsigned int type, Children children);
+// The new child for a type word, charged to the stream's meter: by the list, or an UnknownBox among the
+// optional boxes.
+Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, Vorn3gp::Stream stream, unsigned int type,
+                         Children children);
 
-// Watches a walk over boxes, whose sizes may keep it from getting anywhere. Nothing but the position decides
-// what comes next, so a walk that meets a position again has no end.
-class WalkGuard {
-  public:
-    // Whether the walk goes on after `child`, which took the stream from `before` to `after`. A child that
-    // was reset at the end of the stream ends it. Throws std::bad_alloc, which is what an endless walk would
-    // come to.
-    bool goes_on(const Vorn3gp::Box& child, unsigned int before, unsigned int after);
-
-  private:
-    bool went_back_ = false;
-};
+// Whether a child was reset at the end of the stream and has left it where it was: the next one would be just
+// that again.
+bool is_at_end(const Vorn3gp::Box& child, unsigned int before, unsigned int after);
 
 // Reads a container: its header, then children up to its end. Where a child's Read leaves the stream, the
 // next one is looked for.

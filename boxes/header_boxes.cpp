@@ -117,11 +117,10 @@ Stream& FtypBox::Read(Stream& stream, unsigned int limit) {
     Box::Read(stream, limit);
     qlip::read_fields(stream, *this, kFtyp);
     const unsigned int brands = (GetSizeWhole() - 16) / 4;
-    qlip::RunGuard guard(stream, brands);
+    qlip::Metered metered(stream);
     for (unsigned int i = 0; i < brands; ++i) {
-        guard.next(1);
         unsigned int brand = 0;
-        var32_read_noswap(stream, brand);
+        var32_read_noswap(metered.stream(), brand);
         compatible_brands.push_back(brand);
     }
     return stream;

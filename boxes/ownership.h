@@ -7,9 +7,9 @@
 
 // Define the setter and the getter of the child `member` of class Name##Box. `replace` is what happens to the
 // owned child that the setter replaces: set_child keeps it, replace_child deletes it.
-#define QLIP_CHILD_SETTER(Parent, Name, member, replace)     \
-    void Parent::Set##Name(Name##Box* child, bool owned) {   \
-        qlip::replace(member, member##_owned, child, owned); \
+#define QLIP_CHILD_SETTER(Parent, Name, member, replace)            \
+    void Parent::Set##Name(Name##Box* child, bool owned) {          \
+        qlip::replace(*this, member, member##_owned, child, owned); \
     }
 #define QLIP_CHILD_GETTER(Parent, Name, member) \
     Name##Box* Parent::Get##Name() const {      \
@@ -21,27 +21,34 @@
 
 namespace qlip {
 
-// Keeps an object allocated for the rest of the process. A replaced child is never deleted: whoever got a
-// pointer to it may still hold that.
-void keep_for_good(const void* object) noexcept;
+// A replaced child stays until its owner goes, since whoever got a pointer to it may still hold that; then it
+// is deleted with it. One that is attached again, or deleted by its holder, is no longer kept.
+void keep_replaced(const Vorn3gp::Box& owner, Vorn3gp::Box* child);
+void forget_replaced(const Vorn3gp::Box* child);
+
+// For the destructor of every box: also forgets the box itself.
+void delete_replaced_of(const Vorn3gp::Box* owner);
 
 template <class Child>
-void set_child(Child*& member, bool& flag, Child* child, bool owned) {
-    if (member && flag && member != child) keep_for_good(member);
+void set_child(const Vorn3gp::Box& owner, Child*& member, bool& flag, Child* child, bool owned) {
+    if (member && flag && member != child) keep_replaced(owner, member);
+    forget_replaced(child);
     member = child;
     flag = owned;
 }
 
 // As set_child, but the replaced child is deleted.
 template <class Child>
-void replace_child(Child*& member, bool& flag, Child* child, bool owned) {
+void replace_child(const Vorn3gp::Box&, Child*& member, bool& flag, Child* child, bool owned) {
     if (member && flag && member != child) delete member;
+    forget_replaced(child);
     member = child;
     flag = owned;
 }
 
 template <class Child>
 void append_child(std::vector<Child*>& children, std::vector<bool>& flags, Child* child, bool owned) {
+    forget_replaced(child);
     flags.push_back(owned);
     try {
         children.push_back(child);

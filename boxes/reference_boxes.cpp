@@ -62,12 +62,12 @@ Stream& DrefBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
     unsigned int count = 0;
     var32_read(stream, count);
-    qlip::RunGuard guard(stream, count);
+    qlip::Metered metered(stream);
     for (unsigned int i = 0; i < count; ++i) {
-        guard.next(1);
+        qlip::take_object(metered.stream(), sizeof(DataEntryBox));
         auto entry = std::make_unique<DataEntryBox>();
         AddDataEntryBox(entry.get(), true);
-        entry.release()->Read(stream, limit);
+        entry.release()->Read(metered.stream(), limit);
     }
     return stream;
 }
@@ -113,11 +113,10 @@ Stream& ElstBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
     unsigned int count = 0;
     var32_read(stream, count);
-    qlip::RunGuard guard(stream, count);
+    qlip::Metered metered(stream);
     for (unsigned int i = 0; i < count; ++i) {
-        guard.next(1);
         tagELST_EDIT_ENTRY entry = {};
-        qlip::read_fields(stream, entry, kEdit);
+        qlip::read_fields(metered.stream(), entry, kEdit);
         edit_entries.push_back(entry);
     }
     return stream;
@@ -193,7 +192,7 @@ unsigned int TrefBox::GetSize() const {
 }
 
 void TrefBox::SetTrackReferenceTypeBox(TrackReferenceTypeBox* child, bool owned) {
-    qlip::set_child(hint, hint_owned, child, owned);
+    qlip::set_child(*this, hint, hint_owned, child, owned);
 }
 
 TrackReferenceTypeBox* TrefBox::GetTrackReferenceTypeBox() const {

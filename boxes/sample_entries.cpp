@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "boxes/fields.h"
@@ -97,7 +96,7 @@ void read_payload(Vorn3gp::Stream& stream, unsigned int box_size, unsigned char*
                   int& payload_size) {
     delete[] std::exchange(payload, nullptr);
     payload_size = static_cast<int>(box_size - kHeaderSize);
-    if (payload_size < 0) throw std::bad_alloc();
+    if (payload_size < 0) throw qlip::OverBudget();
     const auto bytes = qlip::read_bytes(stream, static_cast<unsigned int>(payload_size));
     payload = new unsigned char[bytes.size()];
     std::copy(bytes.begin(), bytes.end(), payload);
@@ -168,7 +167,7 @@ unsigned short H263SampleEntry::GetHeight() const {
 }
 
 void H263SampleEntry::SetH263Specific(H263SpecificBox* child, bool owned) {
-    qlip::set_child(h263_specific, h263_specific_owned, child, owned);
+    qlip::set_child(*this, h263_specific, h263_specific_owned, child, owned);
 }
 
 H263SpecificBox* H263SampleEntry::GetH263Specific() const {
@@ -203,7 +202,7 @@ Stream& H264SampleEntry::GoToStart(Stream& stream) {
 }
 
 void H264SampleEntry::SetAVCCBox(AVCCBox* child, bool owned) {
-    qlip::set_child(avcc, avcc_owned, child, owned);
+    qlip::set_child(*this, avcc, avcc_owned, child, owned);
 }
 
 MP4VisualSampleEntry::MP4VisualSampleEntry() : SampleEntry(type_word("mp4v"), 1) {}
@@ -242,7 +241,7 @@ unsigned short MP4VisualSampleEntry::GetHeight() const {
 }
 
 void MP4VisualSampleEntry::SetESDBox(ESDBox* child, bool owned) {
-    qlip::set_child(esd, esd_owned, child, owned);
+    qlip::set_child(*this, esd, esd_owned, child, owned);
 }
 
 ESDBox* MP4VisualSampleEntry::GetESDBox() const {
@@ -276,7 +275,7 @@ unsigned int AMRSampleEntry::GetSize() const {
 }
 
 void AMRSampleEntry::SetAMRSpecific(AMRSpecificBox* child, bool owned) {
-    qlip::set_child(amr_specific, amr_specific_owned, child, owned);
+    qlip::set_child(*this, amr_specific, amr_specific_owned, child, owned);
 }
 
 AMRSpecificBox* AMRSampleEntry::GetAMRSpecific() const {
@@ -351,7 +350,7 @@ unsigned int RTPHintSampleEntry::GetSize() const {
 }
 
 void RTPHintSampleEntry::SetTimeScaleEntry(TimeScaleEntry* child, bool owned) {
-    qlip::set_child(timescale_entry, timescale_entry_owned, child, owned);
+    qlip::set_child(*this, timescale_entry, timescale_entry_owned, child, owned);
 }
 
 }  // namespace Vorn3gp

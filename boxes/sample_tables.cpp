@@ -15,6 +15,9 @@ namespace {
 
 constexpr const char* kPath = "filegen/src/sample_tables";
 
+// With its configuration.
+constexpr size_t kLargestSampleEntry = sizeof(Vorn3gp::MP4VisualSampleEntry) + sizeof(Vorn3gp::ESDBox);
+
 constexpr auto kTimeRow = [](auto& row, auto& fields) {
     fields.be32(row.sample_count);
     fields.be32(row.sample_delta);
@@ -43,12 +46,14 @@ class WordReader {
     const unsigned int* words_;
 };
 
-// Appends `count` rows, one by one: a count is no reason to take memory before the rows are there.
+// Appends `count` rows. Memory for all of them is taken at once where the size of the file backs them, and
+// otherwise as they arrive.
 template <class Row, class Description>
-Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int count, std::vector<Row>& rows,
-                           Description describe) {
+Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int limit, unsigned int count,
+                           std::vector<Row>& rows, Description describe) {
     constexpr unsigned int kWords = sizeof(Row) / 4;
     qlip::TableRows table(stream, count, kWords);
+    if (table.may_reserve(limit)) rows.reserve(rows.size() + count);
     for (auto piece = table.next_piece(); !piece.empty(); piece = table.next_piece()) {
         for (size_t at = 0; at < piece.size(); at += kWords) {
             Row row;
@@ -61,10 +66,11 @@ Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int count, std::vec
 }
 
 template <class Row, class Description>
-Vorn3gp::Stream& read_counted_rows(Vorn3gp::Stream& stream, std::vector<Row>& rows, Description describe) {
+Vorn3gp::Stream& read_counted_rows(Vorn3gp::Stream& stream, unsigned int limit, std::vector<Row>& rows,
+                                   Description describe) {
     unsigned int count = 0;
     var32_read(stream, count);
-    return read_rows(stream, count, rows, describe);
+    return read_rows(stream, limit, count, rows, describe);
 }
 
 using ChunkCount = int (Vorn3gp::MdatBox::*)() const;
@@ -122,7 +128,7 @@ Stream& SttsBox::Dump(Stream& stream) const {
 
 Stream& SttsBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
-    return read_counted_rows(stream, sample_entries, kTimeRow);
+    return read_counted_rows(stream, limit, sample_entries, kTimeRow);
 }
 
 unsigned int SttsBox::GetSize() const {
@@ -164,7 +170,7 @@ Stream& StscBox::Dump(Stream& stream) const {
 
 Stream& StscBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
-    return read_counted_rows(stream, sample_entries, kChunkRow);
+    return read_counted_rows(stream, limit, sample_entries, kChunkRow);
 }
 
 unsigned int StscBox::GetSize() const {
@@ -195,7 +201,7 @@ Stream& StszBox::Dump(Stream& stream) const {
 Stream& StszBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
     qlip::read_fields(stream, *this, kSizeHeader);
-    return sample_size == 0 ? read_rows(stream, sample_count, chunk_sizes, kWord) : stream;
+    return sample_size == 0 ? read_rows(stream, limit, sample_count, chunk_sizes, kWord) : stream;
 }
 
 unsigned int StszBox::GetSize() const {
@@ -246,7 +252,7 @@ Stream& StcoBox::Dump(Stream& stream) const {
 
 Stream& StcoBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
-    return read_counted_rows(stream, chunk_offsets, kWord);
+    return read_counted_rows(stream, limit, chunk_offsets, kWord);
 }
 
 unsigned int StcoBox::GetSize() const {
@@ -290,7 +296,7 @@ Stream& StssBox::Dump(Stream& stream) const {
 
 Stream& StssBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
-    return read_counted_rows(stream, sync_samples, kWord);
+    return read_counted_rows(stream, limit, sync_samples, kWord);
 }
 
 unsigned int StssBox::GetSize() const {
@@ -326,9 +332,11 @@ Stream& StsdBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
     unsigned int count = 0;
     var32_read(stream, count);
+    qlip::Metered metered(stream);
     for (unsigned int i = 0; i < count; ++i) {
-        auto entry = make_sample_entry(peek_box(stream, limit));
-        entry->Read(stream, limit);
+        qlip::take_object(metered.stream(), kLargestSampleEntry);
+        auto entry = make_sample_entry(peek_box(metered.stream(), limit));
+        entry->Read(metered.stream(), limit);
         AddSampleEntry(entry.get(), true);
         static_cast<void>(entry.release());
     }

@@ -1,4 +1,5 @@
 #include "boxes/container.h"
+#include "boxes/meter.h"
 #include "common/log.h"
 #include "qlip/vorn3gp/containers.h"
 #include "qlip/vorn3gp/file.h"
@@ -44,20 +45,21 @@ Stream& Simple3gp::Dump(Stream& stream) const {
 }
 
 Stream& Simple3gp::Read(Stream& stream, unsigned int /*limit*/) {
-    const unsigned int file_size = GetFileSize(stream);
-    qlip::WalkGuard guard;
+    qlip::Metered metered(stream);
+    Stream& from = metered.stream();
+    const unsigned int file_size = GetFileSize(from);
     const Box* last = nullptr;
     unsigned int before = 0;
-    unsigned int next = peek_box(stream, file_size);
-    while (!macro_IsEOF(stream)) {
-        const unsigned int at = macro_Tell(stream);
-        if (at >= file_size || (last && !guard.goes_on(*last, before, at))) break;
+    unsigned int next = peek_box(from, file_size);
+    while (!macro_IsEOF(from)) {
+        const unsigned int at = macro_Tell(from);
+        if (at >= file_size || (last && qlip::is_at_end(*last, before, at))) break;
         QLIP_LOG_DEBUG(kPath, "Simple3gp::Read() Creating %s", class_name(next));
-        Box& box = qlip::make_child(*this, next, kFile);
-        box.Read(stream, file_size);
+        Box& box = qlip::make_child(*this, from, next, kFile);
+        box.Read(from, file_size);
         last = &box;
         before = at;
-        next = peek_box(stream, file_size);
+        next = peek_box(from, file_size);
     }
     return stream;
 }

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr const char* kPath = "filegen/src/stream";
-constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 
 // Throws for a status that the host's ConvertStatus calls a failure. A ConvertStatus that stores nothing
 // leaves the status as it is.
@@ -19,6 +18,7 @@ void check(Vorn3gp::Stream record, unsigned int status, const char* slot) {
     unsigned int meaning = status;
     record->ConvertStatus(&meaning, status);
     if (meaning == 0) return;
+    if (const qlip::Meter* meter = qlip::Meter::of(record)) record = meter->host();
     throw SimpleException(kPath, __LINE__, "IO Callback %s() failed with status: %d.  IO Context: 0x%X", slot,
                           static_cast<int>(status),
                           static_cast<unsigned int>(reinterpret_cast<uintptr_t>(record->pUserContext)));
@@ -28,7 +28,8 @@ void check(Vorn3gp::Stream record, unsigned int status, const char* slot) {
 
 unsigned int qlip::read_some(Vorn3gp::Stream stream, unsigned char* data, unsigned int count) {
     unsigned int arrived = count;
-    check(stream, stream->SeekNRead(stream->pUserContext, data, &arrived, kCurrentPosition), "SeekNRead");
+    check(stream, stream->SeekNRead(stream->pUserContext, data, &arrived, qlip::kCurrentPosition),
+          "SeekNRead");
     return std::min(arrived, count);
 }
 
@@ -39,7 +40,8 @@ void macro_Read(Stream record, unsigned char* data, unsigned int count) {
 }
 
 void macro_Write(Stream record, unsigned char* data, unsigned int count) {
-    check(record, record->SeekNWrite(record->pUserContext, data, count, kCurrentPosition), "SeekNWrite");
+    check(record, record->SeekNWrite(record->pUserContext, data, count, qlip::kCurrentPosition),
+          "SeekNWrite");
 }
 
 void macro_Seek(Stream record, unsigned int offset) {

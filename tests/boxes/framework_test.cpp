@@ -172,22 +172,31 @@ struct Counted : Child {
     int& deletions_;
 };
 
-TEST(Ownership, ReplacedChildrenStayButForThoseOfMinf) {
-    int kept = 0, deleted = 0;
+TEST(Ownership, ReplacedChildrenStayAsLongAsTheirOwnerButForThoseOfMinf) {
+    int kept = 0, deleted = 0, moved = 0;
     Counted<StblBox> not_owned(deleted);
+    StblBox other;
     {
         StblBox stbl;
-        stbl.SetStsd(new Counted<StsdBox>(kept), true);
-        stbl.SetStsd(new Counted<StsdBox>(kept), true);
+        for (int i = 0; i < 3; ++i)
+            stbl.SetStsd(new Counted<StsdBox>(kept), true);
+        auto* const freed_by_its_holder = new Counted<SttsBox>(kept);
+        stbl.SetStts(freed_by_its_holder, true);
+        auto* const taken_elsewhere = new Counted<SttsBox>(moved);
+        stbl.SetStts(taken_elsewhere, true);
+        stbl.SetStts(nullptr, false);
+        delete freed_by_its_holder;
+        other.SetStts(taken_elsewhere, true);
         MinfBox minf;
         minf.SetStbl(new Counted<StblBox>(deleted), true);
         minf.SetStbl(&not_owned, false);
         EXPECT_EQ(deleted, 1);
         minf.SetStbl(new Counted<StblBox>(deleted), true);
-        EXPECT_EQ(kept, 0);
+        EXPECT_EQ(kept, 1);
     }
-    EXPECT_EQ(kept, 1);
+    EXPECT_EQ(kept, 4);
     EXPECT_EQ(deleted, 2);
+    EXPECT_EQ(moved, 0);
 }
 
 TEST(Ownership, OptionalBoxesAndEntriesGoWithTheirParent) {

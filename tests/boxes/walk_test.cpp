@@ -1,10 +1,32 @@
 // What the walk over a file's boxes bears, and how it ends where it would never end by itself.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <new>
 #include <optional>
 
 #include "tests/boxes/box_stream.h"
 #include "tests/support/movie_builder.h"
+
+namespace {
+
+size_t heap_bytes = 0;  // of all allocations so far
+
+}  // namespace
+
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+    heap_bytes += bytes;
+    if (void* block = std::malloc(bytes)) return block;
+    throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
 
 namespace qlip_test {
 namespace {
@@ -37,6 +59,26 @@ Bytes in_minf(const Bytes& child) {
 
 Bytes in_stbl(const Bytes& table) {
     return in_minf(container("stbl", {table}));
+}
+
+// A box whose end leads back over so many bytes in front of it.
+Bytes back_over(const Bytes& bytes) {
+    return sized(0u - static_cast<unsigned int>(bytes.size()), "free");
+}
+
+Bytes repeated(const Bytes& bytes, unsigned int times) {
+    Bytes all;
+    for (unsigned int i = 0; i < times; ++i)
+        all.insert(all.end(), bytes.begin(), bytes.end());
+    return all;
+}
+
+// Boxes in a row that lead back to the first of them, at every level of a tree.
+Bytes leading_back_at_every_level(const Bytes& row) {
+    Bytes inner;
+    for (const char* type : {"stbl", "minf", "mdia", "trak", "moov"})
+        inner = container(type, {row, inner, back_over(join({row, inner}))});
+    return inner;
 }
 
 struct Case {
@@ -92,6 +134,18 @@ std::vector<Case> cases() {
              "moov",
              {container("trak", {container("edts", {full_box("elst", ByteWriter().u32(0x10000000))})})}),
          Outcome::NoMemory},
+        {"RowThatLeadsBack", join({repeated(box("free"), 60000), back_over(Bytes(480000)), kUdta}),
+         Outcome::NoMemory},
+        {"RowsThatLeadBackAtEveryLevel",
+         join({leading_back_at_every_level(repeated(box("free"), 80)), kUdta}), Outcome::NoMemory},
+        {"TablesThatAreReadAgainAndAgain",
+         join({in_stbl(
+                   join({full_box("stco", ByteWriter().u32(10000).zeros(40000)), back_over(Bytes(40016))})),
+               kUdta}),
+         Outcome::NoMemory},
+        {"ReplacedChildren",
+         join({container("moov", {container("trak", {repeated(box("mdia"), 8000)})}), kUdta}), Outcome::Read},
+        {"SmallestTracks", join({container("moov", {repeated(box("trak"), 8000)}), kUdta}), Outcome::Read},
         {"DescriptionsWithoutEnd", in_stbl(full_box("stsd", ByteWriter().u32(0xFFFFFFFF))),
          Outcome::NoMemory},
     };
@@ -105,7 +159,10 @@ TEST_P(Walk, EndsAsItMust) {
     in.host.eof_style = style;
     in.host.keep_log = false;
     Simple3gp file;
+    const size_t heap_before = heap_bytes;
     EXPECT_EQ(outcome_of(file, in), each.outcome);
+    EXPECT_LE(in.host.calls, 32 * each.file.size() + 20000);
+    EXPECT_LE(heap_bytes - heap_before, 32 * each.file.size() + 200000);
     EXPECT_EQ(file.optional_boxes.size(), each.optional_boxes.value_or(file.optional_boxes.size()));
 }
 

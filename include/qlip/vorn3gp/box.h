@@ -113,8 +113,9 @@ class QLIP_API FullBox : public Box {
 // optional boxes.
 //
 // Every child comes with an owned flag, and owned children are deleted with the container. Read owns all that
-// it makes. Where a Set* operation replaces an owned child, the replaced one stays allocated for the rest of
-// the process; only those of MinfBox delete it.
+// it makes. Where a Set* operation replaces an owned child, the replaced one stays, since somebody may still
+// hold it, and is deleted with the box that owned it; only those of MinfBox delete it at once. A replaced
+// child that its holder deletes, or attaches elsewhere, is no longer the first owner's.
 class QLIP_API ContainerBox : public Box {
   public:
     ContainerBox();  // of type "????"
