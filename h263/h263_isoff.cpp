@@ -6,6 +6,7 @@
 
 #include "common/to_integer.h"
 #include "h263/start_code.h"
+#include "iso/model/model.h"
 
 namespace {
 
@@ -107,7 +108,7 @@ iso_track* h263_isoFFtrack(iso_file* file, H263VCFG* config) {
     track->h_resolution = 0x480000;  // 72 dpi
     track->v_resolution = 0x480000;
     track->depth = 24;
-    file->header_bytes += 121;
+    file->header_bytes += qlip::kH263EntryBytes;
     track->duration_limit = to_limit(file->max_duration * track->timescale);
     return track;
 }

@@ -20,7 +20,6 @@ namespace {
 
 // One day short of the distance between 1904 and 1970; kept, written files carry it.
 constexpr long long kEpochOffset = 2082758400;
-constexpr unsigned int kTrackHeaderBytes = 325;  // what a track adds to the header of a written file
 
 void start_file(iso_file* file, bool writing) {
     file->magic = kIsoFileMagic;

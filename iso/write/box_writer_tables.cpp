@@ -1,6 +1,6 @@
 // The tables whose size follows from counts alone do not run their rows in the counting pass. The storing
-// pass compares what it wrote with that size, reports a difference, and keeps what it wrote. An empty track's
-// tables hold one row of zeros, which the size rule counts.
+// pass compares what it wrote with that size, reports a difference, and keeps what it wrote. The tables of an
+// empty track have no rows.
 
 #include "common/diagnostics.h"
 #include "iso/write/box_writer.h"
@@ -14,9 +14,9 @@ constexpr int kRowCountOffset = 12;  // in a table behind version and flags
 
 using FrameField = unsigned int iso_data::*;
 
-// Bytes of a table with `count` rows; an empty one has room for a row.
+// Bytes of a table with `count` rows.
 int table_size(int fixed, int row, int count) {
-    return fixed + row * (count == 0 ? 1 : count);
+    return fixed + row * count;
 }
 
 // Rewrites the number of rows once it is known.
@@ -24,20 +24,18 @@ void store_row_count(int pass, unsigned char* box, unsigned int rows) {
     put32(pass, box + kRowCountOffset, rows);
 }
 
-// Rows of (frames, value) by runs of an equal value. Returns their number; an empty list gives one row of
-// zeros.
+// Rows of (frames, value) by runs of an equal value. Returns their number.
 unsigned int put_runs(PutBox& box, const iso_data* frame, FrameField field) {
     unsigned int rows = 0;
-    do {
-        const unsigned int value = frame ? frame->*field : 0;
+    for (; frame; ++rows) {
+        const unsigned int value = frame->*field;
         unsigned int run = 0;
         while (frame && frame->*field == value) {
             ++run;
             frame = frame->next;
         }
         box.u32s({run, value});
-        ++rows;
-    } while (frame);
+    }
     return rows;
 }
 
@@ -73,6 +71,7 @@ int w_stts(int pass, iso_track* track, unsigned char* dst) {
 }
 
 int w_ctts(int pass, iso_track* track, unsigned char* dst) {
+    if (track->ctts_count == 0) return 0;
     if (track->ctts_count == 1 && (!track->data_head || track->data_head->cto == 0)) return 0;
     const int counted = table_size(16, 8, track->ctts_count);
     if (pass == 0) return counted;
@@ -88,11 +87,8 @@ int w_stsz(int pass, iso_track* track, unsigned char* dst) {
     const int counted = one_size ? 20 : table_size(20, 4, track->sample_count);
     if (pass == 0) return counted;
     PutBox box(pass, dst, "stsz");
-    const iso_data* frame = one_size ? nullptr : track->data_head;
-    const bool row_of_zeros = !one_size && !frame;
-    box.u32s({0, track->sample_size, row_of_zeros ? 1 : static_cast<unsigned int>(track->sample_count)});
-    if (row_of_zeros) box.u32(0);
-    for (; frame; frame = frame->next)
+    box.u32s({0, track->sample_size, static_cast<unsigned int>(track->sample_count)});
+    for (const iso_data* frame = one_size ? nullptr : track->data_head; frame; frame = frame->next)
         box.u32(static_cast<unsigned int>(frame->size));
     const int written = box.finish();
     if (written != counted) {
@@ -112,9 +108,7 @@ int w_stco(int pass, iso_track* track, unsigned char* dst) {
     const int counted = table_size(16, 4, track->sample_count);
     if (pass == 0) return counted;
     PutBox box(pass, dst, "stco");
-    const bool row_of_zeros = !track->data_head;
-    box.u32s({0, row_of_zeros ? 1 : static_cast<unsigned int>(track->sample_count)});
-    if (row_of_zeros) box.u32(0);
+    box.u32s({0, static_cast<unsigned int>(track->sample_count)});
     for (const iso_data* frame = track->data_head; frame; frame = frame->next)
         box.u32(frame->offset);
     const int written = box.finish();
@@ -136,7 +130,7 @@ int w_stss(int pass, iso_track* track, unsigned char* dst) {
 
 int w_sbgp(int pass, iso_track* track, unsigned char* dst) {
     if (!track->sbgp) return 0;
-    const int counted = table_size(20, 8, track->sbgp_count);
+    const int counted = table_size(20, 8, track->sbgp_count == 0 ? 1 : track->sbgp_count);
     if (pass == 0) return counted;
     PutBox box(pass, dst, "sbgp");
     box.u32(0).id(track->grouping_type).u32(static_cast<unsigned int>(track->sbgp_count));

@@ -1,7 +1,9 @@
 #include "iso/write/direct_writing.h"
 
+#include <algorithm>
 #include <cstdint>
 
+#include "iso/model/model.h"
 #include "iso/write/box_writer.h"
 #include "iso/write/frame_accounting.h"
 #include "iso/write/put_sequence.h"
@@ -10,6 +12,10 @@
 using namespace qlip;
 
 namespace {
+
+constexpr int kFreeBoxBytes = 8;
+// What isoFFopen charges for the boxes of the file itself.
+constexpr unsigned int kFileHeaderBytes = 194;
 
 // The current track's next step in dwr_flush.
 enum class Step { Write, Stop, NextTrack };
@@ -23,6 +29,17 @@ iso_track* track_numbered(iso_file* file, unsigned int number) {
     while (track && track->track_id != number)
         track = track->next;
     return track;
+}
+
+// Charges what a part of the header takes beyond what was charged for it before.
+void charge(iso_file* file, int bytes, unsigned int charged) {
+    if (static_cast<unsigned int>(bytes) > charged)
+        file->header_bytes += static_cast<unsigned int>(bytes) - charged;
+}
+
+// moov without its tracks.
+int file_boxes(iso_file* file) {
+    return 8 + w_mvhd(0, file, nullptr) + w_iods(0, file, nullptr) + w_udta(0, file, nullptr);
 }
 
 // ftyp and the head of the media box, whose size is filled in at close.
@@ -41,6 +58,7 @@ int start_output(iso_file* file) {
     }
     file->mdat_start = static_cast<unsigned int>(ftyp_size);
     file->position = static_cast<unsigned int>(size);
+    charge(file, size + file_boxes(file), kFileHeaderBytes);
     return 0;
 }
 
@@ -123,21 +141,46 @@ void take_what_was_written(iso_file* file) {
     }
 }
 
-// After a failed write: the header has to fit into what the output took.
-bool shrink_to_the_output(iso_file* file) {
-    FILE* out = output(file);
-    clearerr(out);
-    for (const iso_track* track = file->tracks; track; track = track->next) {
-        file->header_bytes -= track->written_cost;
-    }
-    file->header_bytes += 8;
-    if (!move_to(file, 0, SEEK_END)) return false;
-    const long taken = ftell(out);
-    if (taken < 0) return false;
-    file->max_file_size = static_cast<unsigned int>(taken);
+// What header_bytes was before frames were counted into it.
+unsigned int frameless_header_bytes(const iso_file* file) {
+    unsigned int bytes = file->header_bytes;
+    for (const iso_track* track = file->tracks; track; track = track->next)
+        bytes -= track->written_cost;
+    return bytes;
+}
+
+void count_frames_anew(iso_file* file) {
     file->position = file->mdat_start + 8;
     dwr_resize(file);
-    return move_to(file, static_cast<long>(file->position), SEEK_SET);
+    fixhdr(file);
+}
+
+// By how many bytes the file is too long with moov where the media ends, and `behind` bytes after it.
+int64_t excess_with_header(iso_file* file, int behind) {
+    return excess(file, int64_t{file->position} + w_header(0, file, nullptr, 0) + behind);
+}
+
+// Drops the last frames until moov and a free box after it end below the limit: the estimates decide first,
+// moov's own size tells what they missed. False when not even a moov without frames fits.
+bool fit_below_the_limit(iso_file* file, unsigned int base) {
+    while (const int64_t too_much = excess_with_header(file, kFreeBoxBytes)) {
+        if (!has_frames(file)) return false;
+        demand_room(file, &base, too_much);
+        count_frames_anew(file);
+    }
+    return true;
+}
+
+// After a failed write: the header has to fit into what the output took.
+bool shrink_to_the_output(iso_file* file) {
+    const unsigned int base = frameless_header_bytes(file) + kFreeBoxBytes;
+    const long taken = recover_output(file);
+    if (taken < 0) return false;
+    file->max_file_size = static_cast<unsigned int>(std::min<int64_t>(taken, file->max_file_size));
+    file->header_bytes = base;
+    count_frames_anew(file);
+    const bool fitting = fit_below_the_limit(file, base);
+    return move_to(file, static_cast<long>(file->position), SEEK_SET) && fitting;
 }
 
 // False when the header did not reach the output.
@@ -218,6 +261,7 @@ iso_track* dwr_next_track(iso_file* file) {
 int dwr_resize(iso_file* file) {
     for (iso_track* track = file->tracks; track; track = track->next) {
         clear_counts(track);
+        track->written_cost = 0;
         track->data_cursor = track->data_head;
     }
     for (bool live = true, full = false; live && !full;) {
@@ -248,13 +292,18 @@ int dwr_count_track_data(iso_track* track) {
         track->duration += frame->delta;
         track->total_bytes += static_cast<unsigned int>(frame->size);
         file->header_bytes += extra + static_cast<unsigned int>(per_frame_cost(track, frame));
-        file->position = frame->offset + static_cast<unsigned int>(frame->size);
+        file->position = std::max(file->position, frame->offset + static_cast<unsigned int>(frame->size));
         frame = track->data_cursor = frame->next;
     } while (frame && frame->offset == file->position);
     return 1;
 }
 
 namespace qlip {
+
+void charge_description(iso_track* track) {
+    const unsigned int entry = track->codec == ISO_CODEC_S263 ? kH263EntryBytes : 0;
+    charge(track->file, w_trak(0, track, nullptr), kTrackHeaderBytes + entry);
+}
 
 void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer) {
     iso_data* last = nullptr;
@@ -271,22 +320,30 @@ void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer)
 
 int write_direct(iso_file* file) {
     close_all_tracks(file);
+    bool fitting = true;
+    bool shrunk = false;
     if (failed(file)) {
         if (file->position == 0) disown(file);
-        if (file->position == 0 || !shrink_to_the_output(file)) return -1;
+        if (file->position == 0) return -1;
+        fitting = shrink_to_the_output(file);
     } else {
         take_what_was_written(file);
+        fixhdr(file);
+        const unsigned int end = file->position;
+        if (excess_with_header(file, 0) > 0)
+            fitting = fit_below_the_limit(file, frameless_header_bytes(file));
+        shrunk = file->position < end;
+        if (shrunk) move_to(file, static_cast<long>(file->position), SEEK_SET);
     }
-    fixhdr(file);
     settle_rates(file);
-    const bool written = write_movie_box(file);
+    const bool written = fitting && write_movie_box(file);
     if (!written && !failed(file)) {
         set_failed(file);
         return write_direct(file);
     }
     // A header that did not fit even so gives way to the free box.
     if (!written) move_to(file, static_cast<long>(file->position), SEEK_SET);
-    if (failed(file)) put_free_box(file);
+    if (failed(file) || shrunk) put_free_box(file);
     if (file->position != 0) patch_media_size(file);
     return failed(file) ? -1 : 0;
 }

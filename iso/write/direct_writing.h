@@ -20,6 +20,9 @@ int dwr_count_track_data(iso_track* track);
 
 namespace qlip {
 
+// Charges a track's header boxes, sample description included, when its first frame comes.
+void charge_description(iso_track* track);
+
 // Removes a frame and all behind it from its track. Data that is not the caller's is let go of.
 void cut_frames_at(iso_track* track, iso_data* frame, const void* caller_buffer);
 

@@ -67,6 +67,99 @@ bool over_the_limit(const iso_file* file) {
     return total > file->max_file_size;
 }
 
+int64_t media_bytes(const iso_file* file) {
+    int64_t sum = 0;
+    for (const iso_track* track = file->tracks; track; track = track->next) {
+        for (const iso_data* frame = track->data_head; frame; frame = frame->next)
+            sum += frame->size;
+    }
+    return sum;
+}
+
+// The estimates decide first; the header's own size tells what they missed.
+void fit_below_the_limit(iso_file* file, unsigned int base) {
+    file->header_bytes = base;
+    if (over_the_limit(file)) {
+        resize(file, file->interleave_period);
+        fixhdr(file);
+    } else {
+        for (const iso_track* track = file->tracks; track; track = track->next)
+            file->header_bytes += track->estimated_bytes;
+    }
+    while (has_frames(file)) {
+        const int64_t too_much = excess(file, w_header(0, file, nullptr, 0) + media_bytes(file));
+        if (too_much == 0) break;
+        demand_room(file, &base, too_much);
+        resize(file, file->interleave_period);
+        fixhdr(file);
+    }
+    settle_rates(file);
+}
+
+bool write_zeros(iso_file* file, int count) {
+    static constexpr std::array<unsigned char, kSpillBlock> kZeros{};
+    for (; count > 0; count -= kSpillBlock) {
+        if (!put_out(file, kZeros.data(), std::min(count, kSpillBlock))) return false;
+    }
+    return flush_output(file);
+}
+
+// The header's place is taken before the media, so that a full device cannot refuse it afterwards. Where
+// there is no room for a header of all frames, one of fewer is tried.
+bool make_room(iso_file* file, unsigned int base, int* room) {
+    for (bool tried = false;; tried = true) {
+        *room = w_header(0, file, nullptr, 0);
+        if (!move_to(file, 0, SEEK_SET)) return false;
+        if (write_zeros(file, *room)) return true;
+        const long taken = recover_output(file);
+        if (taken < 0 || tried || taken > UINT32_MAX) break;
+        file->max_file_size = std::min(file->max_file_size, static_cast<unsigned int>(taken));
+        fit_below_the_limit(file, base);
+    }
+    disown(file);
+    return false;
+}
+
+// Cuts each track at its first frame that did not reach the output whole. *media becomes what lies behind the
+// header's room.
+bool keep_what_was_written(iso_file* file, unsigned int room, unsigned int* media) {
+    const long taken = recover_output(file);
+    if (taken < 0) return false;
+    file->status_flags &= ~ISO_STATUS_WRITE_FAILED;
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        const iso_data* unwritten = track->data_cursor;
+        clear_counts(track);
+        for (iso_data* frame = track->data_head; frame && frame != unwritten; frame = frame->next) {
+            if (uint64_t{frame->offset} + static_cast<unsigned int>(frame->size) >
+                static_cast<uint64_t>(taken))
+                break;
+            count_frame(track, frame);
+        }
+        cut_frames_behind(track, track->data_cursor);
+    }
+    fixhdr(file);
+    settle_rates(file);
+    *media = std::max(static_cast<unsigned int>(taken), room) - room;
+    return true;
+}
+
+// A header of fewer frames than it has room for is followed by the media box at once, whose first bytes are
+// then what is left of the room.
+bool write_header(iso_file* file, int room, unsigned int media) {
+    const int counted = w_header(0, file, nullptr, 0);
+    int size = 0;
+    unsigned char* header =
+        make_header(file, counted, media + static_cast<unsigned int>(room - counted), &size);
+    if (!header) return false;
+    if (counted != size) {
+        myfprintf(stderr, "isoff error: pass 1 header size (%d) different from pass 2 (%d)\n", counted, size);
+    }
+    const bool written = move_to(file, 0, SEEK_SET) && put_out(file, header, size) && flush_output(file);
+    isoFFfree(header);
+    if (!written) disown(file);
+    return written;
+}
+
 }  // namespace
 
 int w_mdat(iso_file* file, unsigned int offset, double period) {
@@ -139,27 +232,20 @@ int count_track_data(iso_track* track, double* limit) {
 namespace qlip {
 
 int write_normal(iso_file* file) {
-    if (over_the_limit(file)) {
-        resize(file, file->interleave_period);
-        fixhdr(file);
-    }
-    settle_rates(file);
-    const int counted = w_header(0, file, nullptr, 0);
-    if (!move_to(file, counted, SEEK_SET)) return -1;
-    const int media = w_mdat(file, static_cast<unsigned int>(counted), file->interleave_period);
-    if (failed(file) || !move_to(file, 0, SEEK_SET)) return -1;
-    int size = 0;
-    unsigned char* header = make_header(file, counted, static_cast<unsigned int>(media), &size);
-    if (!header) return -1;
-    if (counted != size) {
-        myfprintf(stderr, "isoff error: pass 1 header size (%d) different from pass 2 (%d)\n", counted, size);
-    }
-    const bool written = put_out(file, header, size) && fflush(output(file)) == 0;
-    isoFFfree(header);
-    if (written) return 0;
-    set_failed(file);
-    disown(file);
-    return -1;
+    const unsigned int base = file->header_bytes;
+    fit_below_the_limit(file, base);
+    int room = 0;
+    if (!make_room(file, base, &room)) return -1;
+    const bool earlier = failed(file);
+    file->status_flags &= ~ISO_STATUS_WRITE_FAILED;
+    unsigned int media =
+        static_cast<unsigned int>(w_mdat(file, static_cast<unsigned int>(room), file->interleave_period));
+    if (!failed(file)) flush_output(file);
+    const bool lost = failed(file);
+    if (lost && !keep_what_was_written(file, static_cast<unsigned int>(room), &media)) return -1;
+    const bool written = write_header(file, room, media);
+    if (lost || earlier) set_failed(file);
+    return failed(file) || !written ? -1 : 0;
 }
 
 }  // namespace qlip

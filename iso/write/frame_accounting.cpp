@@ -108,10 +108,17 @@ double media_seconds(const iso_track* track, unsigned int duration) {
     return track->timescale == 0 ? 0.0 : static_cast<double>(duration) / track->timescale;
 }
 
+bool has_frames(const iso_file* file) {
+    for (const iso_track* track = file->tracks; track; track = track->next) {
+        if (track->data_head) return true;
+    }
+    return false;
+}
+
 void clear_counts(iso_track* track) {
     track->data_cursor = nullptr;
     track->track_time = 0;
-    track->stts_count = 0;
+    track->stts_count = track->ctts_count = 0;
     track->sample_count = 0;
     track->duration = 0;
     track->buffer_size_db = 0;
@@ -123,6 +130,14 @@ void cut_frames_behind(iso_track* track, iso_data* last) {
     for (iso_data* frame = link; frame; frame = frame->next)
         isoFFfree(frame);
     link = nullptr;
+}
+
+// What is left of the estimate's room is no room for the header, which is exact.
+void demand_room(iso_file* file, unsigned int* base, int64_t excess) {
+    const int64_t left = std::max<int64_t>(int64_t{file->max_file_size} - file->header_bytes, 0);
+    const int64_t wanted = int64_t{*base} + left + excess;
+    *base = static_cast<unsigned int>(std::min<int64_t>(wanted, UINT32_MAX));
+    file->header_bytes = *base;
 }
 
 void settle_rates(iso_file* file) {

@@ -1,6 +1,8 @@
 // What frames cost and how long they last: shared by both writing modes.
 #pragma once
 
+#include <cstdint>
+
 #include "qlip/isoff.h"
 
 // Cuts the sync list and the sample groups down to the samples that were kept.
@@ -24,11 +26,19 @@ void leave_constant_size(iso_track* track, const iso_data* frame);
 // A duration in media time units as seconds; 0 without a time scale.
 double media_seconds(const iso_track* track, unsigned int duration);
 
+// True if any track still has a frame.
+bool has_frames(const iso_file* file);
+
 // Forgets what was counted of a track, before it is counted anew.
 void clear_counts(iso_track* track);
 
 // Lets go of the frames behind `last`, or of all frames when that is null.
 void cut_frames_behind(iso_track* track, iso_data* last);
+
+// Makes the next count of frames end earlier, so that a file which passes its limit by `excess` bytes shrinks
+// by at least as many: `base` is what header_bytes is before any frame is counted, and becomes what it shall
+// be.
+void demand_room(iso_file* file, unsigned int* base, int64_t excess);
 
 // Sets missing bit rates and the movie's duration.
 void settle_rates(iso_file* file);

@@ -84,6 +84,7 @@ int write_direct_frame(iso_track* track, void* buf, int n, unsigned int delta, u
     if (static_cast<int64_t>(track->track_id) > track->file->direct_tracks) return ISO_WRITE_NO_DIRECT_TRACK;
     iso_data* frame = new_frame(track, n, delta, cto, false);
     if (!frame) return ISO_WRITE_NO_MEMORY;
+    if (!track->data_head) charge_description(track);
     append(track, frame);
     if (!track->pending) track->pending = frame;
     frame->data = static_cast<unsigned char*>(buf);

@@ -1,5 +1,6 @@
 #include "iso/write/writer_output.h"
 
+#include <algorithm>
 #include <array>
 
 #include "iso/write/box_writer.h"
@@ -34,8 +35,24 @@ bool move_to(iso_file* file, long offset, int whence) {
     return false;
 }
 
+bool flush_output(iso_file* file) {
+    if (fflush(output(file)) == 0) return true;
+    set_failed(file);
+    return false;
+}
+
+long recover_output(iso_file* file) {
+    FILE* out = output(file);
+    clearerr(out);
+    return move_to(file, 0, SEEK_END) ? ftell(out) : -1;
+}
+
+int64_t excess(const iso_file* file, int64_t end) {
+    return std::max<int64_t>(end - int64_t{file->max_file_size}, 0);
+}
+
 void disown(iso_file* file) {
-    clearerr(output(file));
+    if (recover_output(file) < 0) return;
     if (move_to(file, 0, SEEK_SET)) put_out(file, kFreeToTheEnd.data(), kFreeToTheEnd.size());
     fflush(output(file));
 }

@@ -1,6 +1,7 @@
 // The output of the writer: a stream of the opener's that may be full or refuse to seek.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 
 #include "qlip/isoff.h"
@@ -29,6 +30,15 @@ bool put_out(iso_file* file, const void* data, int size);
 
 // Moves in the output; a failure sets the error bit.
 bool move_to(iso_file* file, long offset, int whence);
+
+// Sends on what the output still buffers; a failure sets the error bit.
+bool flush_output(iso_file* file);
+
+// After a failed write, of which the stream keeps nothing: the bytes that the output holds, or -1.
+long recover_output(iso_file* file);
+
+// Bytes by which a file of `end` bytes would pass its size limit.
+int64_t excess(const iso_file* file, int64_t end);
 
 // A header that could only be written in part would describe what is not there, so the file is made one box
 // of free space instead.

@@ -83,18 +83,5 @@ TEST_P(WriterRoundTripTest, SamplesConfigurationAndTimesSurvive) {
 INSTANTIATE_TEST_SUITE_P(Samples, WriterRoundTripTest, testing::ValuesIn(sample_names()),
                          [](const auto& row) { return row.param.substr(0, row.param.find('.')); });
 
-TEST(SpillTest, FramesPassThroughAScratchStream) {
-    WriterFixture movie;
-    iso_track* track = movie.add_amr();
-    track->spill_file = tmpfile();
-    std::vector<Bytes> frames;
-    for (int i = 0; i < 40; ++i) {
-        frames.emplace_back(static_cast<size_t>(300 * i), static_cast<unsigned char>(i));
-        ASSERT_EQ(movie.write(track, 300 * i, static_cast<unsigned char>(i)), 300 * i);
-        EXPECT_EQ(track->data_cursor->data, nullptr);
-    }
-    EXPECT_EQ(read_back(movie.close(), 1), frames);
-}
-
 }  // namespace
 }  // namespace qlip_test

@@ -126,9 +126,7 @@ Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const Exp
 std::vector<Bytes> samples_of(iso_track* track) {
     std::vector<Bytes> samples;
     Bytes buffer(64000);
-    // An empty track's tables hold one row of zeros, which is no sample.
-    const bool empty = track->stts_count == 1 && track->stts[0][0] == 0;
-    while (!empty && track->sample < track->sample_count) {
+    while (track->sample < track->sample_count) {
         const unsigned int* sizes = track->sample_sizes;
         const int size = static_cast<int>(sizes ? sizes[track->sample] : track->sample_size);
         const int got = isoFFread(track, buffer.data(), 64000, nullptr, nullptr);
