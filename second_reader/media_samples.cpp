@@ -10,8 +10,9 @@ using qlip::kReaderPath;
 // changed: kept.
 unsigned int C3gpInterface::GetMediaSample(unsigned int uSample) {
     if (uSample == 0 || uSample > m_uMediaSampleCount) {
-        QLIP_LOG_WARNING(kReaderPath, "Invalid media sample %d requested. Only %d samples in file", uSample,
-                         m_uMediaSampleCount);
+        QLIP_LOG_FAULT(Faults(), qlip::Fault::MediaNumber, kReaderPath,
+                       "Invalid media sample %d requested. Only %d samples in file", uSample,
+                       m_uMediaSampleCount);
         throw qlip::kBadHintContent;
     }
     RequireBuffers();

@@ -1,6 +1,9 @@
 // The object itself: birth, reset, closing, and what its operations do with exceptions.
 #include <cstdint>
+#include <new>
+#include <utility>
 
+#include "boxes/meter.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -17,6 +20,18 @@ void dispose(Producer*& producer) {
     producer = nullptr;
 }
 
+void write_refusal(qlip::FaultLog* log) {
+    try {
+        throw;
+    } catch (const SimpleException& exception) {
+        if (sx_Debug > 1 &&
+            qlip::FaultLog::admits(log, qlip::Fault::Refusal, qlip::kErrorPrefix, qlip::kReaderPath))
+            exception.Log(qlip::kErrorPrefix);
+    } catch (...) {
+        SimpleException(qlip::kReaderPath, __LINE__, "%s\n", qlip::kUnhandledException).Log("");
+    }
+}
+
 }  // namespace
 
 namespace qlip {
@@ -25,16 +40,22 @@ unsigned int printed(const void* pointer) {
     return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(pointer));
 }
 
-void log_refusal() noexcept {
+void log_refusal(FaultLog* log) noexcept {
+    try {
+        write_refusal(log);
+    } catch (...) {  // no memory for the line: it stays unwritten
+    }
+}
+
+unsigned int status_in_flight(unsigned int other) {
     try {
         throw;
-    } catch (const SimpleException& exception) {
-        if (sx_Debug > 1) exception.Log(kErrorPrefix);
+    } catch (const OverBudget&) {
+        return other;
+    } catch (const std::bad_alloc&) {
+        return QLIP_NO_MEMORY;
     } catch (...) {
-        try {
-            SimpleException(kReaderPath, __LINE__, "%s\n", kUnhandledException).Log("");
-        } catch (...) {  // no memory for the line: it stays unwritten
-        }
+        return other;
     }
 }
 
@@ -62,8 +83,9 @@ C3gpInterface::~C3gpInterface() {
         dispose(m_pVideoFile);
         dispose(m_pAudioFile);
         FreeBuffers();
+        delete m_pSimple3gp;
     } catch (...) {
-        qlip::log_refusal();
+        qlip::log_refusal(Faults());
     }
 }
 
@@ -72,11 +94,16 @@ unsigned int C3gpInterface::Close() {
     try {
         dispose(m_pVideoFile);
         dispose(m_pAudioFile);
+        delete std::exchange(m_pSimple3gp, nullptr);
         Reset();
     } catch (...) {
-        qlip::log_refusal();
+        qlip::log_refusal(Faults());
     }
     return m_uStatus;
+}
+
+qlip::FaultLog* C3gpInterface::Faults() const {
+    return qlip::faults_of(m_pSimple3gp);
 }
 
 // The track maps, the tables and the properties of the track stay; the next open replaces them.

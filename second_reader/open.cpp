@@ -38,7 +38,7 @@ unsigned int track_id(const Vorn3gp::TrakBox* trak, unsigned int& status) {
 
 unsigned int C3gpInterface::Open(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, const char* pszMode) {
     m_uStatus = QLIP_SUCCESS;
-    qlip::guarded(m_uStatus, [&] {
+    qlip::guarded(m_uStatus, m_pSimple3gp, [&] {
         set_log_level_from_environment();
         if (m_uMode != 0) {
             m_uStatus = QLIP_ALREADY_OPEN;
@@ -105,11 +105,11 @@ void C3gpInterface::TakeModeSwitch(int iSwitch) {
 // The codec is found by a look at the first hint sample, so the tables and buffers come before the
 // properties; the producer copies what it needs from the tree, so it comes before the tree goes.
 void C3gpInterface::Open3GPtoZVK() {
-    const auto forget = [this](Vorn3gp::Simple3gp* root) {
+    const auto forget = [this](qlip::OpenFile* file) {
         ForgetTracks();
-        delete root;
+        file->release_boxes();
     };
-    std::unique_ptr<Vorn3gp::Simple3gp, decltype(forget)> tree(new (std::nothrow) Vorn3gp::Simple3gp, forget);
+    std::unique_ptr<qlip::OpenFile, decltype(forget)> tree(new (std::nothrow) qlip::OpenFile, forget);
     m_pSimple3gp = tree.get();
     if (!m_pSimple3gp) {
         m_uStatus = QLIP_NO_MEMORY;
@@ -139,7 +139,7 @@ void C3gpInterface::Read3gpBoxes() {
         for (Vorn3gp::TrakBox* trak : traks)
             SortTrack(trak);
     } catch (...) {
-        if (m_uStatus == QLIP_SUCCESS) m_uStatus = QLIP_CORRUPT_FILE;
+        if (m_uStatus == QLIP_SUCCESS) m_uStatus = qlip::status_in_flight(QLIP_CORRUPT_FILE);
         qlip::rethrow_as_simple();
     }
 }

@@ -23,6 +23,19 @@ PropFileVideo* make_video_producer(unsigned int codec, C3gpInterface* owner) {
     }
 }
 
+// Opens it. One that is left without a buffer found no memory for it.
+template <class Producer, class Params>
+void open_producer(Producer& producer, Params& params, unsigned int& status, const char* kind) {
+    try {
+        if (producer.Open(&params)) return;
+    } catch (...) {
+        if (!producer.m_pBuffer) status = QLIP_NO_MEMORY;
+        throw;
+    }
+    status = QLIP_FAILURE;
+    throw SimpleException(kReaderPath, __LINE__, "Error opening %s object", kind);
+}
+
 }  // namespace
 
 void C3gpInterface::CreateFileObjects() {
@@ -40,10 +53,7 @@ void C3gpInterface::CreateVideoObject() {
     }
     QLIP_LOG_DEBUG(kReaderPath, "Opening video object");
     m_VideoParams.uMaxFrameBytes = m_uMaxVideoFrameBytes;
-    if (!m_pVideoFile->Open(&m_VideoParams)) {
-        m_uStatus = QLIP_FAILURE;
-        throw SimpleException(kReaderPath, __LINE__, "Error opening video object");
-    }
+    open_producer(*m_pVideoFile, m_VideoParams, m_uStatus, "video");
 }
 
 void C3gpInterface::CreateAudioObject() {
@@ -52,8 +62,5 @@ void C3gpInterface::CreateAudioObject() {
         m_uStatus = QLIP_NO_MEMORY;
         throw SimpleException(kReaderPath, __LINE__, "Unable to create audio file object");
     }
-    if (!m_pAudioFile->Open(&m_AudioParams)) {
-        m_uStatus = QLIP_FAILURE;
-        throw SimpleException(kReaderPath, __LINE__, "Error opening audio object");
-    }
+    open_producer(*m_pAudioFile, m_AudioParams, m_uStatus, "audio");
 }

@@ -11,7 +11,7 @@ unsigned int C3gpInterface::ReadChunk(unsigned char* pBuffer, unsigned int* puSi
     m_uStatus = QLIP_SUCCESS;
     if (m_uMode == 0) return m_uStatus = QLIP_NOT_OPEN;
     if (!puSize) return m_uStatus = QLIP_BAD_ARGUMENT;
-    const bool delivered = qlip::guarded(m_uStatus, [&] {
+    const bool delivered = qlip::guarded(m_uStatus, m_pSimple3gp, [&] {
         if (!pBuffer && *puSize > 0) {
             m_uStatus = QLIP_BAD_ARGUMENT;
             throw SimpleException(kReaderPath, __LINE__, "No buffer to read into");
@@ -61,7 +61,7 @@ unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrit
 bool C3gpInterface::GetNextFrame() {
     for (bool built = false; !built;) {
         QLIP_LOG_VERBOSE(kReaderPath, "In do loop in GetNextFrame()");
-        if (m_bEof) {
+        if (m_bEof || LeadsNowhere()) {
             QLIP_LOG_VERBOSE(kReaderPath, "Exiting GetNextFrame() due to EOF");
             return false;
         }
@@ -71,11 +71,29 @@ bool C3gpInterface::GetNextFrame() {
             break;
         }
         built = BuildFrame(seconds);
+        if (m_pSimple3gp)
+            qlip::open_file(m_pSimple3gp)
+                ->note_hint_sample(m_uHintFilePos, m_SampleSizes[m_itSampleSize], built);
         m_uFrameTime += m_TimeToSample[m_itTimeToSample].sample_delta;
         m_bEof = !AdvanceToNextHintSample();
     }
     QLIP_LOG_VERBOSE(kReaderPath, "Exiting GetNextFrame() with valid packet.");
     return true;
+}
+
+void C3gpInterface::NoteDeadEnd() const {
+    if (m_pSimple3gp) qlip::open_file(m_pSimple3gp)->note_dead_end();
+}
+
+// A track of which nothing more can come ends, so that a host which reads to the end gets there.
+bool C3gpInterface::LeadsNowhere() {
+    if (!m_pSimple3gp || !qlip::open_file(m_pSimple3gp)->leads_nowhere()) return false;
+    if (sx_Debug > 2) {
+        SimpleException(kReaderPath, __LINE__,
+                        "%s: Nothing comes of the hint samples any more, the track ends", m_pszModeName)
+            .Log(qlip::kWarningPrefix);
+    }
+    return m_bEof = true;
 }
 
 // Nothing came of a hint sample. A sample without bytes would be tried for ever, and is refused; a host that
@@ -84,6 +102,7 @@ void C3gpInterface::WaitForHintSample() {
     if (m_uStatus == QLIP_NOT_AVAILABLE_YET) return;
     if (HintSample() == HintSampleEnd()) {
         m_uStatus = QLIP_CORRUPT_FILE;
+        NoteDeadEnd();
         throw SimpleException(kReaderPath, __LINE__, "%s: Hint sample %d is empty", m_pszModeName,
                               m_iHintSample);
     }
@@ -98,10 +117,11 @@ bool C3gpInterface::BuildFrame(double dSeconds) {
         producer->PacketizeFrame(m_pHintBuffer, dSeconds);
     } catch (unsigned int signal) {
         if (signal != qlip::kBadHintContent) {
-            QLIP_LOG_WARNING(kReaderPath, "Received unexpected UInt32 exception. Rethrowing...");
+            QLIP_LOG_FAULT(Faults(), qlip::Fault::Rethrown, kReaderPath,
+                           "Received unexpected UInt32 exception. Rethrowing...");
             throw;
         }
-        QLIP_LOG_WARNING(kReaderPath, "Received invalid packet exception");
+        QLIP_LOG_FAULT(Faults(), qlip::Fault::DroppedFrame, kReaderPath, "Received invalid packet exception");
         return false;
     }
     return true;

@@ -25,7 +25,7 @@ unsigned int C3gpInterface::SeekTo(_TAG_QLIP_SEEK_PARAMS* pParams) {
     m_uStatus = QLIP_SUCCESS;
     if (m_uMode == 0) return m_uStatus = QLIP_NOT_OPEN;
     if (!pParams) return m_uStatus = QLIP_BAD_ARGUMENT;
-    qlip::guarded(m_uStatus, [&] { SeekToSample(pParams, FindSeekSample(*pParams)); });
+    qlip::guarded(m_uStatus, m_pSimple3gp, [&] { SeekToSample(pParams, FindSeekSample(*pParams)); });
     return m_uStatus;
 }
 
@@ -106,6 +106,7 @@ bool C3gpInterface::ResetInternals(unsigned int uSample, unsigned int uOffset) {
     m_itTimeToSample = m_itSeekTimeToSample;
     if (m_uChunk <= m_ChunkOffsets.size()) m_itChunkOffset = m_uChunk - 1;
     if (uSample <= m_SampleSizes.size()) m_itSampleSize = uSample - 1;
+    if (m_pSimple3gp) qlip::open_file(m_pSimple3gp)->start_again();
     Vorn3gp::macro_Seek(m_pIOCallback, uOffset);
     return true;
 }

@@ -6,6 +6,7 @@
 
 #include "common/log.h"
 #include "qlip/c3gpinterface.h"
+#include "second_reader/open_file.h"
 
 namespace qlip {
 
@@ -27,22 +28,27 @@ unsigned int printed(const void* pointer);
 
 // For handlers; call inside a catch block. Logs the exception in flight as a public operation does: an error
 // line for a SimpleException, an unprefixed line at any level for all else.
-void log_refusal() noexcept;
+// The lines keep within the log, which may be null.
+void log_refusal(FaultLog* log) noexcept;
+
+// For handlers; call inside a catch block. The status that the exception in flight means, where it brought
+// none: `other`, or that of a lack of memory. A file that asks for more than it backs is not one.
+unsigned int status_in_flight(unsigned int other);
 
 // For handlers; call inside a catch block. Passes the exception in flight on as a SimpleException, with a
 // debug line when it was one already.
 [[noreturn]] void rethrow_as_simple();
 
-// Runs the work of a public operation. What it throws is logged, and a status of 0 becomes QLIP_FAILURE.
-// Returns whether nothing was thrown.
+// Runs the work of a public operation. What it throws is logged, within the bounds of the open file's log,
+// and a status of 0 becomes QLIP_FAILURE or QLIP_NO_MEMORY. Returns whether nothing was thrown.
 template <class Work>
-bool guarded(unsigned int& status, Work work) {
+bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, Work work) {
     try {
         work();
         return true;
     } catch (...) {
-        log_refusal();
-        if (status == QLIP_SUCCESS) status = QLIP_FAILURE;
+        log_refusal(faults_of(root));
+        if (status == QLIP_SUCCESS) status = status_in_flight(QLIP_FAILURE);
         return false;
     }
 }

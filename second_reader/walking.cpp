@@ -16,6 +16,7 @@ void C3gpInterface::RequireCurrentSample() const {
 }
 
 void C3gpInterface::FailAtTableEnd(const char* pszTable) const {
+    NoteDeadEnd();
     throw SimpleException(kReaderPath, __LINE__, "%s: Iterated off the end of the %s table!", m_pszModeName,
                           pszTable);
 }

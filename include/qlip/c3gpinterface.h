@@ -19,8 +19,9 @@ struct tagSTSC_SAMPLE_ENTRY;
 struct tagSTTS_SAMPLE_ENTRY;
 
 namespace qlip {
+class FaultLog;
 struct ReaderView;
-}
+}  // namespace qlip
 
 namespace Vorn3gp {
 class Box;
@@ -211,7 +212,7 @@ class QLIP_API C3gpInterface {
     using Words = std::vector<unsigned int>;
 
     AVBoxes m_Boxes;                             // good while the file is being opened
-    Vorn3gp::Simple3gp* m_pSimple3gp = nullptr;  // good while the file is being opened
+    Vorn3gp::Simple3gp* m_pSimple3gp = nullptr;  // owned; empty once the file is open
     TrackMap m_VideoTracks;                      // by track ID; null once the tree is gone
     TrackMap m_AudioTracks;
     TrackMap m_HintTracks;  // by the ID of the track referred to
@@ -283,6 +284,11 @@ class QLIP_API C3gpInterface {
     // The current hint sample's first byte and one past its last; both null while there is none.
     QLIP_LOCAL const unsigned char* HintSample() const;
     QLIP_LOCAL const unsigned char* HintSampleEnd() const;
+
+    // The bounds of the object's log; null before Open.
+    QLIP_LOCAL qlip::FaultLog* Faults() const;
+    QLIP_LOCAL void NoteDeadEnd() const;
+    QLIP_LOCAL bool LeadsNowhere();
     QLIP_LOCAL void TakeModeSwitch(int iSwitch);
     QLIP_LOCAL void SortTrack(Vorn3gp::TrakBox* pTrak);
     QLIP_LOCAL void SortHintTrack(Vorn3gp::TrakBox* pTrak);

@@ -61,7 +61,7 @@ unsigned int run_forgivingly(PropFileAudio& file, unsigned char kind, const unsi
         return qlip::run_constructor(file, kind, cursor);
     } catch (unsigned int signal) {
         if (signal != qlip::kBadHintContent) {
-            QLIP_LOG_WARNING(kTexts.path, "%s", kTexts.rethrowing);
+            qlip::log_rethrowing(file, kTexts);
             throw;
         }
         QLIP_LOG_VERBOSE(kTexts.path, "Dropped Hint Track Sample due to invalid content");

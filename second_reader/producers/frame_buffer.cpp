@@ -4,6 +4,8 @@
 
 #include "common/log.h"
 #include "second_reader/producers/control_signals.h"
+#include "second_reader/producers/fault_log.h"
+#include "second_reader/producers/reader_view.h"
 
 namespace qlip {
 
@@ -45,8 +47,13 @@ void allocate_frame_buffer(PropFile& file, unsigned int bytes, const ProducerTex
 void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity) {
     const unsigned int usable = file.m_pBuffer ? capacity : 0;
     if (file.m_uLength <= usable && bytes <= usable - file.m_uLength) return;
-    QLIP_LOG_WARNING(kBasePath, "Frame does not fit its buffer of %d bytes", usable);
+    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::FrameRoom, kBasePath,
+                   "Frame does not fit its buffer of %d bytes", usable);
     throw kBadHintContent;
+}
+
+void log_rethrowing(const PropFile& file, const ProducerTexts& texts) {
+    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::Rethrown, texts.path, "%s", texts.rethrowing);
 }
 
 void settle_frame_failure(PropFile& file, const ProducerTexts& texts) {
@@ -54,7 +61,7 @@ void settle_frame_failure(PropFile& file, const ProducerTexts& texts) {
         throw;
     } catch (unsigned int signal) {
         if (signal != kMediaNotAvailable) {
-            QLIP_LOG_WARNING(texts.path, "%s", texts.rethrowing);
+            log_rethrowing(file, texts);
             throw;
         }
         QLIP_LOG_VERBOSE(texts.path, "Waiting for more FIO data...");

@@ -24,6 +24,9 @@ void allocate_frame_buffer(PropFile& file, unsigned int bytes, const ProducerTex
 // Throws kBadHintContent unless `bytes` more fit a buffer of `capacity`.
 void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity);
 
+// Says that a signal is no frame's business and goes on.
+void log_rethrowing(const PropFile& file, const ProducerTexts& texts);
+
 // Ends a frame from within a catch-all handler: a wait for media empties the buffer and returns; everything
 // else is logged and goes on, as a SimpleException if it was of a foreign type.
 void settle_frame_failure(PropFile& file, const ProducerTexts& texts);

@@ -8,6 +8,7 @@
 #include "common/log.h"
 #include "formats/rtp_hint_sample.h"
 #include "second_reader/producers/control_signals.h"
+#include "second_reader/producers/fault_log.h"
 #include "second_reader/producers/frame_buffer.h"
 #include "second_reader/producers/hint_dump.h"
 #include "second_reader/producers/reader_view.h"
@@ -38,8 +39,9 @@ size_t bytes_left(const PropFile& file, const unsigned char* cursor) {
     return static_cast<size_t>(end - cursor);
 }
 
-[[noreturn]] void refuse_truncated() {
-    QLIP_LOG_WARNING(kBasePath, "Hint sample ends before its content does");
+[[noreturn]] void refuse_truncated(const PropFile& file) {
+    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::HintSampleEnd, kBasePath,
+                   "Hint sample ends before its content does");
     throw kBadHintContent;
 }
 
@@ -67,8 +69,8 @@ const unsigned char* fetch(const PropFile& file, const SampleReference& referenc
     if (file.m_pInterface->GetMediaSample(reference.sample, &data) == 0) throw kMediaNotAvailable;
     const uint64_t end = uint64_t{reference.offset} + reference.length;
     if (end > ReaderView{*file.m_pInterface}.media_buffer_bytes()) {
-        QLIP_LOG_WARNING(kBasePath, "Hint sample reaches beyond the buffer of media sample %d",
-                         reference.sample);
+        QLIP_LOG_FAULT(ReaderView::faults(file), Fault::MediaBuffer, kBasePath,
+                       "Hint sample reaches beyond the buffer of media sample %d", reference.sample);
         throw kBadHintContent;
     }
     return data + reference.offset;
@@ -101,21 +103,21 @@ bool packet_header_fits(const unsigned char* cursor, size_t left) {
 }
 
 void read_sample_header(const PropFile& file, _TAG_RTPsample3gp* sample, const unsigned char** cursor) {
-    if (bytes_left(file, *cursor) < kHintSampleHeaderBytes) refuse_truncated();
+    if (bytes_left(file, *cursor) < kHintSampleHeaderBytes) refuse_truncated(file);
     PropFile::GetRTPsample3gp(sample, cursor);
 }
 
 void read_packet_header(const PropFile& file, _TAG_RTPpacket3gp* packet, const unsigned char** cursor) {
-    if (!packet_header_fits(*cursor, bytes_left(file, *cursor))) refuse_truncated();
+    if (!packet_header_fits(*cursor, bytes_left(file, *cursor))) refuse_truncated(file);
     PropFile::GetRTPpacket3gp(packet, cursor);
 }
 
 unsigned char read_constructor_kind(const PropFile& file, const unsigned char** cursor, const char* path) {
     const size_t left = bytes_left(file, *cursor);
-    if (left == 0) refuse_truncated();
+    if (left == 0) refuse_truncated(file);
     const unsigned char kind = PropFile::GetAndAdvance8(cursor);
     QLIP_LOG_VERBOSE(path, "constructor_type(8):     %d\n", kind);
-    if (kind <= kSampleDescriptionConstructor && left - 1 < kBehindConstructorKind) refuse_truncated();
+    if (kind <= kSampleDescriptionConstructor && left - 1 < kBehindConstructorKind) refuse_truncated(file);
     return kind;
 }
 
@@ -143,7 +145,7 @@ unsigned int append_immediate(PropFile& file, const unsigned char** cursor, unsi
     const unsigned char* data = *cursor;
     const size_t left = bytes_left(file, data);
     *cursor += kImmediateRoom;
-    if (left < count) refuse_truncated();
+    if (left < count) refuse_truncated(file);
     require_room(file, count, capacity);
     if (sx_Debug > 4) dump_immediate(data, count);
     return append(file, data, count);

@@ -15,6 +15,11 @@ struct ReaderView {
 
     // Size of the buffer that holds a media sample, which is that of the largest one; 0 while there is none.
     unsigned int media_buffer_bytes() const { return reader.m_uMediaBufferBytes; }
+
+    // The bounds of the reader's log; null when it has none, or there is no reader.
+    static FaultLog* faults(const PropFile& file) {
+        return file.m_pInterface ? file.m_pInterface->Faults() : nullptr;
+    }
 };
 
 }  // namespace qlip

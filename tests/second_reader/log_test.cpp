@@ -1,6 +1,8 @@
 // What the second reader writes at its two debug levels.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "qlip/SimpleException.h"
 #include "tests/second_reader/reader_support.h"
 #include "tests/support/syslog_capture.h"
@@ -173,6 +175,39 @@ DBG: ResetInternals: cur_hint_sample=3, cur_chunk_bytes=0, samples_per_chunk=1, 
 DBG: SeekTo - Returning Results (nTime=200, uFrameNum=3, uFileOffset=@m).
 )",
                           {{"@h", offset(file, kHint, 2)}, {"@m", offset(file, kMedia, 2)}}));
+}
+
+// How many lines of a text were written, and how many that say that there are more.
+std::pair<long, long> lines_of(const std::string& text) {
+    const auto holding = [](const std::string& part) {
+        return std::count_if(syslog_lines().begin(), syslog_lines().end(), [&](const SyslogLine& line) {
+            return line.text.find(part) != std::string::npos;
+        });
+    };
+    return {holding(text), holding("Further lines of this kind are left out")};
+}
+
+TEST_F(Log, OfOneKindOfFaultEndsAfter64LinesWithOneThatSaysSo) {
+    const std::vector<Bytes> bad(1000, hint_sample_data(1, 9, 0));
+    MoviePlan audio = audio_plan(2), video = video_plan(100);
+    audio.tracks[kHint].samples[0] = hint_sample({{.constructors = bad}});
+    for (Bytes& sample : video.tracks[kHint].samples)
+        sample = Bytes(32, 0xFF);
+    OpenReader listening(build_movie(audio), "ra");
+    level(3);
+    EXPECT_EQ(read_all(*listening.reader, 1000, false).bytes.size(), kAudioHeaderBytes + 24 + 38U);
+    EXPECT_EQ(lines_of("Invalid media sample 9 requested"), std::pair(64L, 1L));
+
+    OpenReader watching(build_movie(video), "rv");
+    level(3);
+    EXPECT_EQ(read_all(*watching.reader, 1000, false).bytes.size(), kVideoHeaderBytes);
+    EXPECT_EQ(lines_of("Received invalid packet exception"), std::pair(64L, 3L));
+    EXPECT_EQ(lines_of("Hint sample ends before its content does").first, 64L);
+
+    level(3);
+    for (int i = 0; i < 100; ++i)
+        seek(*watching.reader, 0, 0);
+    EXPECT_EQ(lines_of("Illegal Seek Flags"), std::pair(64L, 1L));
 }
 
 std::string opening(const MoviePlan& plan, const char* mode) {

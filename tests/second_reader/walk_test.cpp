@@ -155,6 +155,39 @@ TEST(Walk, EmptyHintSampleEndsEveryCallWithAStatusAndEmptyMediaSampleCostsItsFra
     }
 }
 
+unsigned int calls_to_the_end(C3gpInterface& reader, bool indexed) {
+    unsigned int calls = 1;
+    while (read_chunk(reader, 1000, indexed).status != 1 && calls < 1000)
+        ++calls;
+    return calls;
+}
+
+TEST(Walk, EndsWhereNothingMoreCanCome) {
+    MoviePlan empty = video_plan(3), table = video_plan(3), one_bad = video_plan(1000);
+    empty.tracks[kHint].samples[1].clear();
+    for (Bytes& sample : one_bad.tracks[kHint].samples)
+        sample = Bytes(4096, 0xFF);
+    one_bad.tracks[kHint].constant_size = true;
+    Bytes no_times = build_movie(table);
+    set_u32(no_times, find_box(no_times, "stts", 1) + 12, 2);  // for two of the three samples
+    for (const Bytes& file : {build_movie(empty), no_times}) {
+        for (const bool indexed : {false, true}) {
+            OpenReader open(file, "rv");
+            EXPECT_EQ(calls_to_the_end(*open.reader, indexed), 65U);
+            EXPECT_EQ(read_chunk(*open.reader, 1000, indexed), (Delivery{1, {}}));
+        }
+    }
+    // All chunks lead to the same bytes, which are no hint sample.
+    Bytes file = build_movie(one_bad);
+    const size_t rows = find_box(file, "stco", 1) + 12;
+    for (size_t row = 0; row < 1000; ++row)
+        set_u32(file, rows + 4 * row, 64);
+    OpenReader open(file, "rv");
+    open.host->clear_log();
+    EXPECT_EQ(calls_to_the_end(*open.reader, true), 1U);
+    EXPECT_LE(open.host->count(Slot::IndexRead), 1U + 4 + 1024 * 1024 / 4096 + 1);
+}
+
 struct Probe : C3gpInterface {
     using C3gpInterface::m_ChunkOffsets;
     using C3gpInterface::m_SampleSizes;

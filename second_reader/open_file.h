@@ -1,0 +1,48 @@
+// What the reader keeps for a file from Open to Close, besides its members: the root of the tree, which is
+// empty once the file is open, the bounds of its log, and whether its hint track still leads anywhere.
+#pragma once
+
+#include <cstdint>
+
+#include "qlip/vorn3gp/file.h"
+#include "second_reader/producers/fault_log.h"
+
+namespace qlip {
+
+class OpenFile : public Vorn3gp::Simple3gp {
+  public:
+    // Deletes the tree below the root.
+    void release_boxes();
+
+    // A call that failed at a place of the hint track which nothing leads away from.
+    void note_dead_end() { ++dead_ends_; }
+
+    // A hint sample of so many bytes was read, up to an offset. Samples that are dropped, and lie where
+    // others were read before, cost the host the same bytes again and again.
+    void note_hint_sample(unsigned int end, unsigned int bytes, bool built);
+
+    // Whether it is time to end the track.
+    bool leads_nowhere() const;
+
+    // After a seek.
+    void start_again();
+
+    FaultLog faults;
+
+  private:
+    unsigned int dead_ends_ = 0;
+    unsigned int furthest_ = 0;
+    uint64_t forward_ = 0;   // bytes of hint samples, each once
+    uint64_t repeated_ = 0;  // bytes since the last frame that were not
+};
+
+// Null for an object that was never opened.
+inline OpenFile* open_file(Vorn3gp::Simple3gp* root) {
+    return static_cast<OpenFile*>(root);
+}
+
+inline FaultLog* faults_of(Vorn3gp::Simple3gp* root) {
+    return root ? &open_file(root)->faults : nullptr;
+}
+
+}  // namespace qlip
