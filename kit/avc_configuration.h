@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "common/byte_order.h"
+#include "formats/nal.h"
 #include "qlip/isoff.h"
 
 namespace qlip::kit {
@@ -19,8 +19,8 @@ inline ByteSpan configuration_of(const iso_track* track) {
 // Sequence sets, then picture sets. Ends where one is empty or cut off.
 inline std::vector<ByteSpan> parameter_sets_of(ByteSpan avcc) {
     std::vector<ByteSpan> sets;
-    size_t at = 5;
-    for (const unsigned int count_mask : {31U, 255U}) {
+    size_t at = kAvccSetsAt;
+    for (const unsigned int count_mask : {kAvccSetCountMask, 255U}) {
         if (at >= avcc.size()) break;
         unsigned int count = avcc[at++] & count_mask;
         for (; count > 0 && at + 2 <= avcc.size(); --count) {

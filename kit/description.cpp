@@ -1,5 +1,7 @@
 #include "kit/description.h"
 
+#include "formats/mpeg4_visual.h"
+#include "formats/rtp.h"
 #include "kit/avc_configuration.h"
 #include "kit/movie.h"
 #include "kit/track_times.h"
@@ -59,8 +61,8 @@ PayloadFormat h264_format(const iso_track* track) {
 PayloadFormat mpeg4_format(const iso_track* track) {
     PayloadFormat format = {"MP4V-ES", kMpeg4, kVideoClock, {}};
     const ByteSpan configuration = configuration_of(track);
-    if (configuration.size() < 5) return format;
-    format.parameters = {{"profile-level-id", std::to_string(configuration[4])},
+    if (configuration.size() <= kMpeg4ProfileAt) return format;
+    format.parameters = {{"profile-level-id", std::to_string(configuration[kMpeg4ProfileAt])},
                          {"config", hex(configuration)}};
     return format;
 }
@@ -81,9 +83,9 @@ PayloadFormat h263_format(const iso_track* track, bool rfc2190) {
 PayloadFormat payload_format(const iso_track* track, bool rfc2190) {
     switch (codec_of(track)) {
         case QLIP_AMR_NB:
-            return {"AMR", kAmr, 8000, {{"octet-align", "1"}}};  // RFC 4867 8.1
+            return {"AMR", kAmr, kNarrowbandClock, {{"octet-align", "1"}}};  // RFC 4867 8.1
         case QLIP_AMR_WB:
-            return {"AMR-WB", kAmrWideband, 16000, {{"octet-align", "1"}}};
+            return {"AMR-WB", kAmrWideband, kWidebandClock, {{"octet-align", "1"}}};
         case QLIP_H263:
             return h263_format(track, rfc2190);
         case QLIP_MPEG4_VISUAL:

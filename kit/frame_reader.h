@@ -9,14 +9,11 @@
 
 namespace qlip::kit {
 
-// A frame without its numbers: what a reader knows about it.
+// A frame as its reader leaves it: the packets lack their headers, the record what follows from those, and
+// the timestamp counts from 0.
 struct Draft {
     PacketList packets;
-    int64_t time = 0, presentation_time = 0;
-    uint64_t duration = 0;
-    uint32_t rtp_time = 0;  // when it is presented, from the start of the media
-    bool is_sync = false;
-    bool marker = true;
+    qlip_frame frame{};
 };
 
 class FrameReader {

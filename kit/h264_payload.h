@@ -1,29 +1,30 @@
 // What the first bytes of an H.264 payload tell (ITU-T H.264 table 7-1, RFC 6184 5.2 to 5.8).
 #pragma once
 
-#include <cstddef>
+#include <span>
 
-#include "kit/packet_list.h"
+#include "formats/nal.h"
 
 namespace qlip::kit {
 
 enum class NalKind { picture_data, idr_data, parameter_set, delimiter, other };
 
 inline NalKind kind_of_nal(unsigned int type) {
-    constexpr unsigned int kFirstSlice = 1, kIdrSlice = 5, kSequenceSet = 7, kPictureSet = 8, kDelimiter = 9;
-    if (type == kIdrSlice) return NalKind::idr_data;
-    if (type >= kFirstSlice && type < kIdrSlice) return NalKind::picture_data;
-    if (type == kSequenceSet || type == kPictureSet) return NalKind::parameter_set;
+    constexpr unsigned int kFirstSlice = 1, kDelimiter = 9;
+    if (type == kNalIdrSlice) return NalKind::idr_data;
+    if (type >= kFirstSlice && type < kNalIdrSlice) return NalKind::picture_data;
+    if (type == kNalSequenceSet || type == kNalPictureSet) return NalKind::parameter_set;
     return type == kDelimiter ? NalKind::delimiter : NalKind::other;
 }
 
-// A fragment is of the kind of its whole, and an aggregate of the kind of its first unit.
-inline NalKind kind_of_payload(const unsigned char* payload, size_t size) {
-    constexpr unsigned int kTypeMask = 0x1F, kAggregate = 24, kFragment = 28;
-    if (size == 0) return NalKind::other;
-    const unsigned int type = payload[0] & kTypeMask;
-    if (type == kFragment) return size > 1 ? kind_of_nal(payload[1] & kTypeMask) : NalKind::other;
-    if (type == kAggregate) return size > 3 ? kind_of_nal(payload[3] & kTypeMask) : NalKind::other;
+// A fragment is of the kind of its whole, and an aggregate (STAP-A) of that of its first unit, behind a
+// length.
+inline NalKind kind_of_payload(std::span<const unsigned char> payload) {
+    constexpr unsigned int kAggregate = 24;
+    const unsigned int type = nal_type(payload);
+    if (type == kNalFuA) return payload.size() > 1 ? kind_of_nal(payload[1] & kNalTypeMask) : NalKind::other;
+    if (type == kAggregate)
+        return payload.size() > 3 ? kind_of_nal(payload[3] & kNalTypeMask) : NalKind::other;
     return kind_of_nal(type);
 }
 

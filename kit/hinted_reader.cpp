@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "formats/rtp_hint_sample.h"
 #include "kit/avc_configuration.h"
 #include "kit/sample_feed.h"
 
 namespace qlip::kit {
 namespace {
 
-constexpr unsigned char kMarker = 0x80;  // in the second byte of an RTP header
 constexpr size_t kSlack = 64 * 1024;
 constexpr uint64_t kMostCopies = 4;  // of the file's bytes, that its hints may make
 
@@ -84,7 +84,7 @@ int HintedReader::take_packet(bool& ends) {
         return used_ != 0 ? QLIP_SUCCESS : end_of_track(hint_, trouble_);
     }
     times_.move_to(sample_of_last_packet());
-    const bool marker = (packet[1] & kMarker) != 0;
+    const bool marker = rtp_marker(packet) != 0;
     const bool sample_ends = hint_->hint->packets_left == 0;
     const bool time_changes =
         sample_ends && (times_.duration() != 0 || hint_->hint->sample >= hint_->sample_count);
@@ -144,11 +144,12 @@ void HintedReader::finish(Draft& draft) {
         sets_.put_in_front(draft.packets);
     first_ = first_ && draft.packets.empty();
     const int offset = media_->ctts_index < media_->ctts_count ? media_->ctts[media_->ctts_index][1] : 0;
-    draft.time = clock_.nanoseconds(times_.decode());
-    draft.presentation_time = draft.time + offset_nanoseconds_.of(offset);
-    draft.rtp_time = clock_.rtp(times_.decode()) + static_cast<uint32_t>(offset_rtp_.of(offset));
-    draft.duration = clock_.length(times_.duration());
-    draft.is_sync = is_sync_sample(media_, media_->sample);
+    draft.frame.time = clock_.nanoseconds(times_.decode());
+    draft.frame.presentation_time = draft.frame.time + offset_nanoseconds_.of(offset);
+    draft.frame.timestamp = clock_.rtp(times_.decode()) + static_cast<uint32_t>(offset_rtp_.of(offset));
+    draft.frame.duration = clock_.length(times_.duration());
+    draft.frame.is_sync = is_sync_sample(media_, media_->sample) ? 1 : 0;
+    draft.frame.marker = 1;
 }
 
 PictureStart HintedReader::list(Draft& draft) {
@@ -157,7 +158,7 @@ PictureStart HintedReader::list(Draft& draft) {
         unsigned char* packet = memory_.get() + at;
         const size_t size = load_be32(packet);
         const bool wanted = media_->codec != ISO_CODEC_AVC1 ||
-                            start.admits(kind_of_payload(packet + kHeaderSize, size - kHeaderSize));
+                            start.admits(kind_of_payload({packet + kHeaderSize, size - kHeaderSize}));
         if (wanted) draft.packets.add(packet, size);
         at += size;
     }
@@ -166,7 +167,7 @@ PictureStart HintedReader::list(Draft& draft) {
 }
 
 void HintedReader::play_from(int hint_sample) {
-    isoFFrtpHinter(media_, kLargestPacket);
+    isoFFrtpHinter(media_, kPacketBytes);
     isoFFsetPosition(hint_, hint_sample);
 }
 
@@ -191,7 +192,7 @@ int HintedReader::move_to(int sample) {
 }
 
 int HintedReader::look_at_payload_type(unsigned int& type) {
-    constexpr size_t kHead = 4, kTypeAt = kHead + 5;
+    constexpr size_t kTypeAt = kHintSampleHeaderBytes + kHintRtpHeaderAt + 1;
     type = 0;
     int status = QLIP_SUCCESS;
     for (int sample = 0; sample < hint_->sample_count; ++sample) {
@@ -201,7 +202,7 @@ int HintedReader::look_at_payload_type(unsigned int& type) {
         if (got == ISOFF_NOT_YET) status = refusal_of(io_, "hint sample", sample, trouble_);
         if (got == ISOFF_NOT_YET || got < static_cast<int>(sizeof head)) break;
         if (load_be16(head) == 0) continue;
-        type = head[kTypeAt] & 127U;
+        type = head[kTypeAt] & kRtpTypeMask;
         break;
     }
     play_from(0);

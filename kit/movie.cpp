@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "formats/rtp.h"
 #include "kit/track_times.h"
 
 namespace qlip::kit {
@@ -122,7 +123,7 @@ bool is_deliverable(const iso_track* track, qlip_medium medium) {
 // A hint track that names no packet size cannot be replayed.
 iso_track* arm_hint_track(iso_track* media) {
     if (medium_of(media) != QLIP_VIDEO) return nullptr;
-    iso_track* hint = isoFFrtpHinter(media, kLargestPacket);
+    iso_track* hint = isoFFrtpHinter(media, kPacketBytes);
     return hint && hint->max_packet_size != 0 ? hint : nullptr;
 }
 

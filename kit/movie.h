@@ -10,8 +10,6 @@
 
 namespace qlip::kit {
 
-inline constexpr int kLargestPacket = 1400;  // payloads that libqlip cuts, and hint tracks that it takes
-
 class Movie {
   public:
     explicit Movie(Source& source) : source_(source), io_(source) {}

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "formats/mpeg4_visual.h"
+
 namespace qlip::kit {
 namespace {
 
-constexpr unsigned char kSequenceCode = 0xB0;
-constexpr unsigned char kPictureCode = 0xB6;
-constexpr size_t kCodeSize = 4;
-constexpr unsigned int kIntraBelow = 64;  // the picture's coding type, two bits behind the code, is 0
-constexpr size_t kUsualCapacity = 350;    // what a configuration record of the native stream holds
+constexpr size_t kCodeSize = kMpeg4StartCodeBytes;
+constexpr size_t kUsualCapacity = 350;  // what a configuration record of the native stream holds
 constexpr size_t kLargestCapacity = 64 * 1024;
 
 using Bytes = std::span<const unsigned char>;
@@ -41,9 +40,9 @@ Bytes Mpeg4Configuration::in_front_of(Bytes picture) {
     size_t sequence = picture.size();
     for (size_t at = next_start_code(picture, 0); at < picture.size();
          at = next_start_code(picture, at + 3)) {
-        if (picture[at + 3] == kSequenceCode && sequence == picture.size()) sequence = at;
-        if (picture[at + 3] != kPictureCode) continue;
-        if (picture[at + kCodeSize] >= kIntraBelow) return {};
+        if (picture[at + 3] == kMpeg4SequenceCode && sequence == picture.size()) sequence = at;
+        if (picture[at + 3] != kMpeg4VopCode) continue;
+        if (picture[at + kCodeSize] >= kMpeg4IntraBelow) return {};
         if (sequence == picture.size()) return bytes_;
         const Bytes own = picture.subspan(sequence, at - sequence);
         if (own.size() <= bytes_.capacity()) bytes_.assign(own.begin(), own.end());

@@ -9,25 +9,19 @@
 #include <memory>
 
 #include "common/byte_order.h"
+#include "formats/rtp.h"
 #include "qlip/host.h"
 
 namespace qlip::kit {
 
-inline constexpr size_t kHeaderSize = QLIP_RTP_HEADER_SIZE;
+inline constexpr size_t kHeaderSize = kRtpHeaderBytes;
+static_assert(kHeaderSize == QLIP_RTP_HEADER_SIZE);
 
-//  0                   1                   2                   3
-// |V=2|P|X|  CC   |M|     PT      |       sequence number         |
-// |                           timestamp                           |
-// |                             SSRC                              |
 inline void write_rtp_header(unsigned char* at, uint32_t first_word, uint32_t timestamp, uint32_t ssrc) {
     store_be32(at, first_word);
-    store_be32(at + 4, timestamp);
-    store_be32(at + 8, ssrc);
+    store_be32(at + kRtpTimestampAt, timestamp);
+    store_be32(at + kRtpSsrcAt, ssrc);
 }
-
-inline constexpr uint32_t kRtpVersion2 = 0x80000000;
-inline constexpr uint32_t kMarkerBit = 0x00800000;
-inline constexpr unsigned int kPayloadTypeShift = 16;
 
 // Packets are added behind the others. Some can stand in front, for which room is kept.
 class PacketList {

@@ -50,16 +50,21 @@ int SampleFeed::next(unsigned char* to, unsigned int room, Sample& sample) {
 // Room is made for the largest sample, but not for more than a complete file holds.
 int SampleFeed::check(const Sample& sample, unsigned int room) {
     if (sample.size > kLargestSample) return pass_over(sample);
-    if (sample.size > room) return cut_at(sample.number, "sample", source_.size() + 1, trouble_);
+    if (sample.size > room) return cut_at(sample.number, "sample", end_of(sample), trouble_);
     if (delivered_ + sample.size > known_size_) return check_claim(sample);
     return QLIP_SUCCESS;
 }
 
-// A file holds each byte once. A track whose samples come to more shares them out several times over.
+uint64_t SampleFeed::end_of(const Sample& sample) const {
+    return uint64_t{track_->file_pos} + sample.size;
+}
+
+// A file holds each byte once. A track whose samples come to more shares them out several times over. A
+// sample that reaches beyond the file is not there at all, which reading it will tell.
 int SampleFeed::check_claim(const Sample& sample) {
     const uint64_t claimed = delivered_ + sample.size;
     known_size_ = source_.size();
-    if (claimed <= known_size_) return QLIP_SUCCESS;
+    if (claimed <= known_size_ || end_of(sample) > known_size_) return QLIP_SUCCESS;
     if (source_.growing()) {
         io_.refuse(QLIP_NOT_AVAILABLE_YET, claimed);
         return refusal_of(io_, "sample", sample.number, trouble_);

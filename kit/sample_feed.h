@@ -34,6 +34,7 @@ class SampleFeed {
     int check(const Sample& sample, unsigned int room);
     int check_claim(const Sample& sample);
     int pass_over(const Sample& sample);
+    uint64_t end_of(const Sample& sample) const;
 
     iso_track* track_;
     EngineIo& io_;

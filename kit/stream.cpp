@@ -141,7 +141,7 @@ void Stream::fill_info(const qlip_stream_options& options, bool rfc2190) {
     info_.first_sequence = options.first_sequence;
     info_.config = configuration_.empty() ? nullptr : configuration_.data();
     info_.config_size = configuration_.size();
-    first_word_ = kRtpVersion2 | info_.payload_type << kPayloadTypeShift;
+    payload_type_ = info_.payload_type;
     sequence_ = options.first_sequence;
 }
 
@@ -153,29 +153,37 @@ int Stream::read(const qlip_frame** frame) {
     if (status != QLIP_SUCCESS) return end_call(status);
     number_packets();
     if (source_->floors.wanted()) report_floor();
-    *frame = &frame_;
+    *frame = &draft_.frame;
     return QLIP_SUCCESS;
 }
 
 void Stream::number_packets() {
-    frame_.time = draft_.time;
-    frame_.presentation_time = draft_.presentation_time;
-    frame_.duration = draft_.duration;
-    frame_.timestamp = info_.first_timestamp + draft_.rtp_time;
-    frame_.sequence = sequence_;
-    frame_.is_sync = draft_.is_sync ? 1 : 0;
-    frame_.marker = draft_.marker ? 1 : 0;
-    frame_.packet_count = static_cast<unsigned int>(draft_.packets.size());
-    frame_.packets = draft_.packets.begin();
+    qlip_frame& frame = draft_.frame;
+    frame.timestamp += info_.first_timestamp;
+    frame.sequence = sequence_;
+    frame.packet_count = static_cast<unsigned int>(draft_.packets.size());
+    frame.packets = draft_.packets.begin();
+    number(draft_.packets, frame);
+}
+
+// What the loop uses stands in variables of its own: headers are bytes, and for all the compiler knows they
+// could be written over the stream.
+void Stream::number(PacketList& packets, const qlip_frame& frame) {
+    const uint32_t ssrc = info_.ssrc, type = payload_type_, timestamp = frame.timestamp;
+    const uint32_t marker_at_end = frame.marker;
+    uint16_t sequence = sequence_;
     size_t octets = 0;
-    for (const iovec& packet : draft_.packets) {
-        const bool last = &packet + 1 == draft_.packets.end();
-        const uint32_t marker = last && draft_.marker ? kMarkerBit : 0;
-        write_rtp_header(static_cast<unsigned char*>(packet.iov_base), first_word_ | marker | sequence_++,
-                         frame_.timestamp, info_.ssrc);
+    const iovec* last = packets.end() - 1;
+    const auto number_one = [&](const iovec& packet, uint32_t marker) {
+        write_rtp_header(static_cast<unsigned char*>(packet.iov_base), rtp_word(marker, type, sequence++),
+                         timestamp, ssrc);
         octets += payload_size(packet);
-    }
-    packets_ += frame_.packet_count;
+    };
+    for (const iovec* packet = packets.begin(); packet != last; ++packet)
+        number_one(*packet, 0);
+    number_one(*last, marker_at_end);
+    sequence_ = sequence;
+    packets_ += static_cast<uint32_t>(packets.size());
     octets_ += static_cast<uint32_t>(octets);
 }
 

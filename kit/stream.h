@@ -41,6 +41,7 @@ class Stream {
     int make_chunk_reader(const Structure& structure);
     void fill_info(const qlip_stream_options& options, bool rfc2190);
     void number_packets();
+    void number(PacketList& packets, const qlip_frame& frame);
     void report_floor();
     void begin_call();
     int end_call(int status);
@@ -52,8 +53,7 @@ class Stream {
     std::unique_ptr<FrameReader> reader_;
     std::unique_ptr<ChunkReader> chunks_;
     Draft draft_;
-    qlip_frame frame_{};
-    uint32_t first_word_ = 0;            // of an RTP header, without marker and number
+    uint32_t payload_type_ = 0;
     uint16_t sequence_ = 0;              // of the next packet
     uint32_t packets_ = 0, octets_ = 0;  // handed out, as sender reports count them
     uint64_t needed_ = 0;

@@ -6,8 +6,6 @@
 namespace qlip::kit {
 namespace {
 
-__extension__ using Wide = __int128;
-
 constexpr uint32_t kEmptyEdit = 0xFFFFFFFF;
 
 // The last sample whose time, as `time_of` takes it from the cursor, is not above `ticks`.
@@ -35,13 +33,18 @@ TickScale::TickScale(uint32_t to_per_second, uint32_t from_per_second) {
     factor_ = to_per_second / divisor;
     divisor_ = from_per_second / divisor;
     half_ = divisor_ / 2;
-    safe_ = (kEndOfTime - half_) / factor_;
+    if (divisor_ > 1) reciprocal_ = UINT64_MAX / static_cast<uint64_t>(divisor_) + 1;
+    const auto most =
+        static_cast<int64_t>(std::min<uint64_t>(kEndOfTime, UINT64_MAX / static_cast<uint64_t>(divisor_)));
+    safe_ = (most - half_) / factor_;
 }
 
 int64_t TickScale::wide(int64_t ticks) const {
-    const Wide product = static_cast<Wide>(ticks) * factor_;
-    const Wide result = (product + (product < 0 ? -half_ : half_)) / divisor_;
-    return static_cast<int64_t>(std::clamp<Wide>(result, -kEndOfTime, kEndOfTime));
+    const auto magnitude = static_cast<Wide>(ticks < 0 ? -ticks : ticks);
+    const Wide scaled =
+        (magnitude * static_cast<Wide>(factor_) + static_cast<Wide>(half_)) / static_cast<Wide>(divisor_);
+    const auto result = static_cast<int64_t>(std::min<Wide>(scaled, kEndOfTime));
+    return ticks < 0 ? -result : result;
 }
 
 int64_t shift_of(const iso_track* track) {
@@ -70,6 +73,7 @@ void TimeCursor::pass(int samples) {
 }
 
 void TimeCursor::move_to(int sample) {
+    if (sample == sample_ + 1) return next();
     if (sample < sample_) *this = TimeCursor(track_);
     while (sample_ < sample)
         pass(run(sample - sample_));

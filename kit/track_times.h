@@ -10,9 +10,11 @@ namespace qlip::kit {
 // Times of hostile files end here, 73 years in nanoseconds, so that the sum of two is still a number.
 inline constexpr int64_t kEndOfTime = int64_t{1} << 61;
 
-inline constexpr uint32_t kVideoClock = 90000;  // RTP ticks per second of all video formats
+__extension__ using Wide = unsigned __int128;
 
-// Multiplies by a ratio, to the nearest whole number, up to kEndOfTime.
+// Multiplies by a ratio, to the nearest whole number, up to kEndOfTime. Divides by multiplying with the
+// reciprocal, which is exact as long as product and divisor multiplied stay below 2^64; larger ones take the
+// long way.
 class TickScale {
   public:
     TickScale() = default;
@@ -22,16 +24,20 @@ class TickScale {
         if (ticks > safe_ || ticks < -safe_) return wide(ticks);
         const int64_t product = ticks * factor_;
         if (divisor_ == 1) return product;
-        return (product + (product < 0 ? -half_ : half_)) / divisor_;
+        return product < 0 ? -divide(-product) : divide(product);
     }
 
   private:
+    int64_t divide(int64_t product) const {
+        return static_cast<int64_t>((static_cast<Wide>(product + half_) * reciprocal_) >> 64);
+    }
     int64_t wide(int64_t ticks) const;
 
     int64_t factor_ = 1;
     int64_t divisor_ = 1;
     int64_t half_ = 0;
     int64_t safe_ = kEndOfTime;
+    uint64_t reciprocal_ = 0;  // 2^64 by the divisor, rounded up; not used for a divisor of 1
 };
 
 inline TickScale nanosecond_scale(uint32_t timescale) {

@@ -30,18 +30,10 @@ int rfc_mode_of(const iso_track* track) {
     return track->codec == ISO_CODEC_S263 ? WLD_RFC_2429 : WLD_RFC_NONE;
 }
 
-// Whether NAL units, each behind its length (ISO/IEC 14496-15 5.2.3), fill the sample exactly.
-bool nal_units_fill(const unsigned char* sample, size_t size, unsigned int length_size) {
-    const size_t prefix = length_size >= 1 && length_size <= 3 ? length_size : 4;
-    size_t at = 0;
-    while (at < size) {
-        if (size - at < prefix) return false;
-        size_t length = 0;
-        for (size_t i = 0; i < prefix; ++i)
-            length = length << 8 | sample[at + i];
-        at += prefix;
-        if (length > size - at) return false;
-        at += length;
+// Whether NAL units, each behind its length, fill the sample exactly.
+bool nal_units_fill(std::span<const unsigned char> sample, unsigned int length_size) {
+    while (!sample.empty()) {
+        if (!next_nal(sample, length_size)) return false;
     }
     return true;
 }
@@ -60,7 +52,7 @@ VideoReader::VideoReader(const SampleFeed& feed, iso_track* track, unsigned int 
     memory_.reset(new unsigned char[configuration_.room() + room + records]);
     sample_at_ = memory_.get() + configuration_.room();
     records_ = sample_at_ + room;
-    wld_native_init(&native_, 0, kLargestPacket, rfc_mode_of(track), track, 0);
+    wld_native_init(&native_, 0, kPacketBytes, rfc_mode_of(track), track, 0);
 }
 
 int VideoReader::next(Draft& draft) {
@@ -69,11 +61,12 @@ int VideoReader::next(Draft& draft) {
         int status = feed_.next(sample_at_, room_, sample);
         if (status == QLIP_SUCCESS) status = packetise(draft, sample);
         if (status != QLIP_SUCCESS) return status;
-        draft.time = clock_.nanoseconds(sample.decode);
-        draft.presentation_time = clock_.nanoseconds(sample.presentation);
-        draft.rtp_time = clock_.rtp(sample.presentation);
-        draft.duration = clock_.length(sample.duration);
-        draft.is_sync = is_sync_sample(track_, sample.number);
+        draft.frame.time = clock_.nanoseconds(sample.decode);
+        draft.frame.presentation_time = clock_.nanoseconds(sample.presentation);
+        draft.frame.timestamp = clock_.rtp(sample.presentation);
+        draft.frame.duration = clock_.length(sample.duration);
+        draft.frame.is_sync = is_sync_sample(track_, sample.number) ? 1 : 0;
+        draft.frame.marker = 1;
     }
     return QLIP_SUCCESS;
 }
@@ -81,7 +74,7 @@ int VideoReader::next(Draft& draft) {
 int VideoReader::packetise(Draft& draft, const Sample& sample) {
     unsigned char* from = sample_at_;
     unsigned int size = sample.size;
-    if (track_->codec == ISO_CODEC_AVC1 && !nal_units_fill(from, size, track_->nal_length_size))
+    if (track_->codec == ISO_CODEC_AVC1 && !nal_units_fill({from, size}, track_->nal_length_size))
         return feed_.blame(sample, "the lengths of its NAL units do not fit");
     if (track_->codec == ISO_CODEC_MP4V) {
         const auto configuration = configuration_.in_front_of({from, size});
@@ -106,7 +99,7 @@ bool VideoReader::list_packets(Draft& draft, int bytes) {
     for (const unsigned char* end = records_ + bytes; record < end;) {
         const size_t size = load_le32(record);
         const size_t payload = size - kRecordSize;
-        const NalKind kind = h264 ? kind_of_payload(record + kRecordSize, payload) : NalKind::picture_data;
+        const NalKind kind = h264 ? kind_of_payload({record + kRecordSize, payload}) : NalKind::picture_data;
         const bool wanted = payload != 0 && start.admits(kind);
         if (wanted && !draft.packets.add(record + kRtpInRecord, kHeaderSize + payload)) return false;
         if (wanted && (kind == NalKind::parameter_set || (kind == NalKind::delimiter && in_front == 0)))

@@ -4,7 +4,7 @@ import json
 import sys
 
 COUNTERS = ("small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte", "memory_per_frame",
-            "header_per_frame")
+            "header_per_frame", "kb_per_stream")
 
 medians = {}
 for path in sys.argv[1:]:

@@ -241,7 +241,7 @@ enum { QLIP_RTP_HEADER_SIZE = 12 };
 typedef struct qlip_frame {
     int64_t time;                /* when to send it: its decoding time. Never falls from frame to frame */
     int64_t presentation_time;   /* when to show it */
-    uint64_t duration;           /* until the next one */
+    uint64_t duration;           /* how long it lasts; silence that is not sent may follow it */
     uint32_t timestamp;          /* RTP, of all its packets: when to show it, counted from the start
                                     of the track's media, which is first_timestamp */
     uint16_t sequence;           /* RTP, of the first one; numbers run on without a gap, also over a seek */

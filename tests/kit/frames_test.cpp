@@ -1,4 +1,5 @@
 // What a frame says about itself: times, markers, sets, and the damage that ends a track.
+#include "kit/track_times.h"
 #include "tests/kit/kit_player.h"
 #include "tests/session/video_fixture.h"
 #include "tests/support/movie_builder.h"
@@ -87,6 +88,23 @@ TEST(KitTimes, ThatAreShownOutOfOrderCarryTheirPresentationTimesAndAreDueInDecod
                 ElementsAre(-200, -100, 0, 100));
     EXPECT_THAT(each(player.frames, [](const qlip_frame& f) { return f.is_sync; }), ElementsAre(1, 0, 0, 0));
     EXPECT_EQ(qlip_stream_timestamp(player.stream, 300000000), 45000U);
+}
+
+// To the nearest tick, whatever the clocks and however late, up to the end of all time.
+TEST(KitTimes, AreRoundedToTheNearestTickOfAnyClock) {
+    __extension__ using Wide = __int128;
+    for (const uint32_t from : {1U, 2U, 3U, 600U, 1001U, 15360U, 44100U, 90000U, 4294967291U}) {
+        for (const uint32_t to : {8000U, 90000U, 1000000000U}) {
+            const qlip::kit::TickScale scale(to, from);
+            for (int64_t ticks = 1; ticks < INT64_MAX / 5; ticks = ticks * 3 + ticks % 7) {
+                const int64_t scaled = scale.of(ticks);
+                EXPECT_EQ(scale.of(-ticks), -scaled);
+                if (scaled == qlip::kit::kEndOfTime) break;
+                const Wide off = static_cast<Wide>(scaled) * from - static_cast<Wide>(ticks) * to;
+                EXPECT_LE(2 * (off < 0 ? -off : off), from) << ticks << " of " << from << " to " << to;
+            }
+        }
+    }
 }
 
 // Movie time scale 600: 300 units are half a second.

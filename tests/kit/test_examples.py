@@ -1,0 +1,191 @@
+"""Every example does what it says, and none is long."""
+import concurrent.futures
+import glob
+import os
+import re
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+sys.path[:0] = [os.path.join(TOP, "bindings", "python")]
+import qlip  # noqa: E402
+
+EXAMPLES, SAMPLES = os.environ["QLIP_EXAMPLES"], os.environ["QLIP_SAMPLES"]
+MOST_LINES = 99
+
+
+def sample(name):
+    return os.path.join(SAMPLES, name + ".3gp")
+
+
+def contents(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def command(name, *arguments):
+    return [os.path.join(EXAMPLES, name), *map(str, arguments)]
+
+
+def run(name, *arguments, expect=0):
+    done = subprocess.run(command(name, *arguments), capture_output=True, text=True, timeout=60)
+    assert done.returncode == expect, f"{name}: exit {done.returncode}\n{done.stdout}{done.stderr}"
+    return done.stdout
+
+
+def sequence_of(packet):
+    return struct.unpack_from(">H", packet, 2)[0]
+
+
+class Receiver:
+    """Takes what comes to some UDP ports, until told to stop."""
+
+    def __init__(self, count=1):
+        while True:
+            self._sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM)]
+            self._sockets[0].bind(("127.0.0.1", 0))
+            self.port = self._sockets[0].getsockname()[1]
+            try:
+                for offset in range(1, count):
+                    self._sockets.append(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
+                    self._sockets[offset].bind(("127.0.0.1", self.port + offset))
+                break
+            except OSError:
+                for sock in self._sockets:
+                    sock.close()
+        self.packets = [[] for _ in self._sockets]
+        self._threads = [threading.Thread(target=self._take, args=pair, daemon=True) for pair in zip(self._sockets, self.packets)]
+        for sock, thread in zip(self._sockets, self._threads):
+            sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
+            sock.settimeout(0.2)
+            thread.start()
+
+    def _take(self, sock, packets):
+        while not self._done():
+            try:
+                packets.append(sock.recv(65536))
+            except TimeoutError:
+                pass
+
+    def _done(self):
+        return getattr(self, "_stopping", False)
+
+    def stop(self):
+        time.sleep(0.3)
+        self._stopping = True
+        for sock, thread in zip(self._sockets, self._threads):
+            thread.join()
+            sock.close()
+        return self.packets
+
+
+class Examples(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.out = os.path.join(directory.name, "out")
+
+    def test_are_short(self):
+        sources = glob.glob(os.path.join(TOP, "examples", "*.c*"))
+        self.assertEqual(len(sources), 8)
+        for path in sources:
+            self.assertLessEqual(contents(path).count(b"\n"), MOST_LINES, path)
+
+    def test_stream_file_and_callbacks_write_the_native_stream(self):
+        for example, name, medium in (("stream_file", "h264_hinted", "v"), ("stream_file", "amrwb", "a"),
+                                      ("callbacks", "amrnb", "a")):
+            run(example, sample(name), self.out, *([medium] if example == "stream_file" else []))
+            stream = qlip.open(sample(name))._stream(ord(medium), {"chunks": 1})
+            self.assertEqual(contents(self.out), b"".join(stream.chunks()))
+        run("stream_file", sample("amrnb"), self.out, "v", expect=1)
+
+    def test_send_rtp_is_paced(self):
+        receiver, start = Receiver(), time.monotonic()
+        sdp = run("send_rtp", sample("h263_cif_faststart"), receiver.port)
+        self.assertGreater(time.monotonic() - start, 1.85)
+        self.assertIn(f"m=video {receiver.port} RTP/AVP 96", sdp)
+        packets = receiver.stop()[0]
+        expected = [packet for frame in qlip.open(sample("h263_cif_faststart")).video() for packet in frame.packets]
+        self.assertEqual([packet[12:] for packet in packets], [packet[12:] for packet in expected])
+
+    def test_send_rtp_gso_sends_the_same_packets(self):
+        receiver = Receiver()
+        run("send_rtp_gso", sample("h263"), receiver.port)
+        expected = [packet for frame in qlip.open(sample("h263")).video() for packet in frame.packets]
+        self.assertEqual(receiver.stop()[0], expected)
+
+    def test_the_program_of_the_readme_has_25_lines_and_sends_every_codec(self):
+        program = re.search(r"```c\n(.*?)```", contents(os.path.join(TOP, "README.md")).decode(), re.S).group(1)
+        self.assertEqual(program.count("\n"), 25)
+
+        def play(name, medium):
+            receiver, built = Receiver(), f"{self.out}.{name}"
+            library = os.path.dirname(os.environ["QLIP_HOST_LIBRARY"])
+            subprocess.run([os.environ["CC"], "-std=c99", "-x", "c", "-", "-I", os.path.join(TOP, "include"), "-L", library,
+                            "-lqlip_host", "-lqlip", f"-Wl,-rpath,{library}", "-o", built], check=True,
+                           input=program.replace("5004", str(receiver.port)).encode())
+            subprocess.run([built, sample(name)], check=True, timeout=30, stdout=subprocess.DEVNULL)
+            packets = receiver.stop()[0]
+            return packets, [packet for frame in getattr(qlip.open(sample(name)), medium)() for packet in frame.packets]
+
+        cases = [("amrnb", "audio"), ("amrwb", "audio"), ("h263", "video"), ("mpeg4", "video"), ("h264_hinted", "video")]
+        with concurrent.futures.ThreadPoolExecutor(len(cases)) as pool:
+            for (sent, expected), case in zip(pool.map(lambda case: play(*case), cases), cases):
+                self.assertEqual(sent, expected, case)
+
+    def test_growing_file_waits_for_what_is_missing(self):
+        data = contents(sample("h263_cif_faststart"))
+        with open(self.out, "wb") as file:
+            reader = subprocess.Popen(command("growing_file", self.out, 20), stdout=subprocess.PIPE, text=True)
+            waits = 0
+            while (line := reader.stdout.readline()).startswith("waiting"):
+                needed = int(line.split()[-1])
+                self.assertGreater(needed, file.tell())
+                file.write(data[file.tell():needed + 2000])
+                file.flush()
+                waits += 1
+            self.assertEqual(reader.wait(), 0)
+            reader.stdout.close()
+        self.assertGreater(waits, 5)
+        self.assertEqual(line, "20 frames, then: the end of the track\n")
+        with open(self.out, "wb") as file:
+            file.write(data[:50000])
+        self.assertIn("the file is cut", run("growing_file", self.out, 0.1, expect=1))
+
+    def test_sound_and_picture_report_one_clock(self):
+        receiver = Receiver(4)
+        sdp = run("sound_and_picture", sample("av_h263_amrnb_hinted"), receiver.port)
+        self.assertEqual(sdp.count("m="), 2)
+        sound, sound_reports, picture, picture_reports = receiver.stop()
+        self.assertEqual([sequence_of(packet) for packet in sound], list(range(151)))
+        self.assertEqual([sequence_of(packet) for packet in picture], list(range(69)))
+        clocks = []
+        for (report, *_), rate in ((sound_reports, 8000), (picture_reports, 90000)):
+            ntp, timestamp = struct.unpack_from(">QI", report, 8)
+            signed = timestamp - (1 << 32) if timestamp >> 31 else timestamp
+            clocks.append(ntp / 2**32 - signed / rate)
+        self.assertAlmostEqual(clocks[0] + 50 / 8000, clocks[1], delta=0.001)  # the edit list skips 50 ticks of sound
+
+    def test_seek_shows_both_tracks_at_one_point(self):
+        lines = run("seek", sample("av_h263_amrnb_hinted"), 2.5, 0).splitlines()
+        sync = lines[0].split()[-2]
+        self.assertRegex(lines[1], rf"^  picture from {sync} s: sequence 0, timestamp \d+, ")
+        self.assertRegex(lines[2], r"^  sound from ")
+        self.assertEqual(lines[3], "0 s: from 0.000 s")
+
+    def test_write_3gp_gives_the_frames_back(self):
+        frames = [bytes([0x3C]) + bytes([number]) * 31 for number in range(1, 20)]
+        with open(self.out + ".amr", "wb") as file:
+            file.write(b"#!AMR\n" + b"".join(frames) + b"\x3c\x00")
+        self.assertEqual(run("write_3gp", self.out + ".amr", self.out), "19 frames\n")
+        self.assertEqual([frame.packets[0][13:] for frame in qlip.open(self.out).audio()], frames)
+
+
+if __name__ == "__main__":
+    unittest.main()
