@@ -5,18 +5,17 @@
 #include <new>
 
 #include "fuzz/mpeg4_visual.h"
+#include "fuzz/require.h"
 #include "qlip/vorn3gp.h"
 #include "tests/support/memory_host.h"
 
 namespace {
 
+using qlip_fuzz::require;
+
 using namespace Vorn3gp;
 using qlip_test::Bytes;
 using qlip_test::MemoryHost;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 // A dump ends the process where a required child is missing, so only complete trees are dumped.
 

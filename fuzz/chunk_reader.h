@@ -7,13 +7,10 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "tests/support/memory_host.h"
 
 namespace qlip_fuzz {
-
-inline void require(bool held) {
-    if (!held) std::abort();
-}
 
 class ChunkReader {
   public:

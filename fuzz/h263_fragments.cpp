@@ -5,19 +5,18 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
 
 namespace {
 
+using qlip_fuzz::require;
+
 using Bytes = std::vector<unsigned char>;
 
 constexpr size_t kRecordHeader = 20;
 constexpr unsigned char kGuard = 0xEE;
-
-void require(bool holds) {
-    if (!holds) abort();
-}
 
 struct Settings {
     wld_rfc_mode mode;

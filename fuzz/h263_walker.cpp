@@ -6,9 +6,12 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "qlip/h263_isoff.h"
 
 namespace {
+
+using qlip_fuzz::require;
 
 using Operation = void (*)(tbq_state_t*, unsigned char*, unsigned long, const tbq_pos_t*, tbq_pos_t*, int*);
 
@@ -19,10 +22,6 @@ constexpr Operation kOperations[] = {
 };
 
 constexpr size_t kMostPrinted = 256;  // more would only cost time
-
-void require(bool holds) {
-    if (!holds) abort();
-}
 
 bool at_or_behind(const tbq_pos_t& one, const tbq_pos_t& other) {
     return one.byte > other.byte || (one.byte == other.byte && one.bit >= other.bit);

@@ -4,18 +4,17 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "qlip/isoff.h"
 #include "tests/support/memory_host.h"
 
 namespace {
 
+using qlip_fuzz::require;
+
 constexpr int kBuffer = 64000;
 constexpr unsigned char kGuard = 0x5A;
 constexpr int kMostReads = 300;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 struct GuardedBuffer {
     GuardedBuffer() : bytes(kBuffer + 16, kGuard) {}

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/byte_order.h"
+#include "fuzz/require.h"
 #include "packets/h264_packets.h"
 #include "qlip/amr_isoff.h"
 #include "qlip/isoff.h"
@@ -16,11 +17,9 @@
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using qlip_fuzz::require;
 
-void require(bool held) {
-    if (!held) std::abort();
-}
+using Bytes = std::vector<unsigned char>;
 
 // The choices at the front of the input, then the sample.
 class Input {

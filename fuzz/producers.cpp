@@ -7,20 +7,19 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz/require.h"
 #include "qlip/SimpleException.h"
 #include "qlip/native_stream.h"
 #include "tests/second_reader/producers/reader_stub.h"
 
 namespace {
 
+using qlip_fuzz::require;
+
 using qlip_test::Bytes;
 
 constexpr unsigned int kBadContent = 22136;
 constexpr size_t kKnobs = 4;
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 template <class Record>
 Record record_at(const unsigned char* frame, size_t offset) {

@@ -5,11 +5,14 @@
 #include <vector>
 
 #include "fuzz/mpeg4_visual.h"
+#include "fuzz/require.h"
 #include "qlip/SimpleException.h"
 #include "qlip/c3gpinterface.h"
 #include "tests/support/memory_host.h"
 
 namespace {
+
+using qlip_fuzz::require;
 
 // Choices that are not the file: taken from its last bytes.
 class Choices {
@@ -25,10 +28,6 @@ class Choices {
     size_t size_;
     size_t used_ = 0;
 };
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 void read_some(C3gpInterface& reader, Choices& choices, unsigned int calls) {
     constexpr unsigned int kGuard = 16;

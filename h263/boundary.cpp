@@ -36,7 +36,7 @@ class BoundarySearch {
         if (cur_.byte >= size_) return false;
         if (cur_.bit != 0) cur_ = {cur_.byte + 1, 0};
         const void* zero = cur_.byte < size_ ? std::memchr(data_ + cur_.byte, 0, size_ - cur_.byte) : nullptr;
-        if (zero == nullptr) return false;
+        if (!zero) return false;
         const auto first = static_cast<unsigned long>(static_cast<const unsigned char*>(zero) - data_);
         cur_.byte = first;
         while (cur_.byte < size_ && data_[cur_.byte] == 0)

@@ -91,9 +91,9 @@ int h263_get_frame_type(void* data, int size) {
 }
 
 iso_track* h263_isoFFtrack(iso_file* file, H263VCFG* config) {
-    if (config == nullptr) return nullptr;
+    if (!config) return nullptr;
     iso_track* track = isoFFtrack(file);
-    if (track == nullptr) return nullptr;
+    if (!track) return nullptr;
     file->visual_profile = 1;
     std::memcpy(track->vendor, "VXYZ", sizeof track->vendor);
     track->decoder_version = 0;

@@ -123,8 +123,13 @@ iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int*
         release(file);
         return fail(err, -2);
     }
-    // The result is of no interest: a file that was read in part is used as far as it goes.
-    read_header(file);
+    try {
+        // The result is of no interest: a file that was read in part is used as far as it goes.
+        read_header(file);
+    } catch (...) {  // out of a callback
+        isoFFclose(file);
+        throw;
+    }
     return file;
 }
 

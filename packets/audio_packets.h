@@ -11,7 +11,7 @@
 namespace qlip {
 
 // A frame that says "nothing was recorded", in format 1 or 2.
-inline bool is_no_data_frame(bytes frame) {
+inline bool is_no_data_frame(ByteSpan frame) {
     return frame.size() == 1 && (frame[0] == amr_storage_entry(kAmrNoData) || frame[0] == kAmrNoData);
 }
 
@@ -23,7 +23,7 @@ int amr_input_format(const typename Family::native& native) {
 
 // Whether a frame is left out, which is told on stderr when the host asks for that.
 template <class Family>
-bool drop_frame(typename Family::native& native, bytes frame) {
+bool drop_frame(typename Family::native& native, ByteSpan frame) {
     const uint32_t flags = Family::flags(native);
     if ((flags & WLD_FLAG_DROP_NO_DATA) == 0 || !is_no_data_frame(frame)) return false;
     if ((flags & WLD_FLAG_VERBOSE) != 0) {
@@ -37,11 +37,11 @@ int packetise_amr(void* out, int out_size, void* in, int in_size, typename Famil
     if (int64_t{in_size} + 12 > out_size) return WLD_FAILED;
     const int step = native.clock_rate / kAmrFramesPerSecond;
     const int format = amr_input_format<Family>(native);
-    record_sink sink(out, out_size);
+    RecordSink sink(out, out_size);
     auto* next = static_cast<unsigned char*>(in);
     for (int left = in_size; left > 0;) {
         const int size = std::min(amr_get_size(next, format), left);
-        const bytes frame(next, static_cast<size_t>(size));
+        const ByteSpan frame(next, static_cast<size_t>(size));
         Family::set_payload_size(native, frame.size());
         stamp<Family>(native, step);
         if (!drop_frame<Family>(native, frame) &&

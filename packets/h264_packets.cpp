@@ -11,32 +11,32 @@
 
 namespace {
 
-using qlip::bytes;
-using qlip::record_sink;
+using qlip::ByteSpan;
+using qlip::RecordSink;
 
 constexpr int kUnlimited = std::numeric_limits<int>::max();
 
-[[gnu::always_inline]] inline bool put_h264_record(record_sink& sink, wld_native& native, bytes head,
-                                                   bytes data, qlip::record_credit credit = {}) {
-    if (!qlip::put_record<qlip::wld_family>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
+[[gnu::always_inline]] inline bool put_h264_record(RecordSink& sink, wld_native& native, ByteSpan head,
+                                                   ByteSpan data, qlip::RecordCredit credit = {}) {
+    if (!qlip::put_record<qlip::WldFamily>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
     ++native.packet_count;
     return true;
 }
 
 // The two FU bytes are neither asked for nor charged, and two more are credited: kept, callers know the
 // slack.
-constexpr qlip::record_credit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuBytes};
+constexpr qlip::RecordCredit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuBytes};
 
 // The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
-bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
+bool put_fragments(RecordSink& sink, wld_native& native, ByteSpan nal) {
     const ptrdiff_t room = native.max_payload - qlip::kFuBytes;
     if (room < 1) return false;
     const auto indicator = static_cast<unsigned char>((nal[0] & qlip::kNalNriMask) | qlip::kNalFuA);
     unsigned int flags = qlip::kFuStart;
-    for (bytes left = nal.subspan(1); !left.empty(); flags = 0) {
+    for (ByteSpan left = nal.subspan(1); !left.empty(); flags = 0) {
         const bool last = std::ssize(left) <= room;
         if (last) flags |= qlip::kFuEnd;
-        const bytes fragment = last ? left : left.first(static_cast<size_t>(room));
+        const ByteSpan fragment = last ? left : left.first(static_cast<size_t>(room));
         native.rtp.marker = last ? 1 : 0;
         const std::array head{indicator, static_cast<unsigned char>(flags | qlip::nal_type(nal))};
         if (!put_h264_record(sink, native, head, fragment, kFragmentCredit)) return false;
@@ -45,13 +45,13 @@ bool put_fragments(record_sink& sink, wld_native& native, bytes nal) {
     return true;
 }
 
-bool put_nal(record_sink& sink, wld_native& native, bytes nal, bool last) {
+bool put_nal(RecordSink& sink, wld_native& native, ByteSpan nal, bool last) {
     if (std::ssize(nal) > native.max_payload) return put_fragments(sink, native, nal);
     native.rtp.marker = last ? 1 : 0;
     return put_h264_record(sink, native, {}, nal);
 }
 
-bool is_run_of_sets(bytes stored, unsigned int prefix_size) {
+bool is_run_of_sets(ByteSpan stored, unsigned int prefix_size) {
     while (!stored.empty()) {
         if (!qlip::next_nal(stored, prefix_size)) return false;
     }
@@ -60,7 +60,7 @@ bool is_run_of_sets(bytes stored, unsigned int prefix_size) {
 
 // The width of the lengths in front of stored sets: that of the stream's. But an avcC box has two bytes for
 // them, and so they are stored where the stream's have one or three.
-unsigned int stored_prefix_size(const wld_native& native, bytes stored) {
+unsigned int stored_prefix_size(const wld_native& native, ByteSpan stored) {
     const unsigned int size = native.nal_length_size;
     return (size == 1 || size == 3) && is_run_of_sets(stored, 2) ? 2 : size;
 }
@@ -83,22 +83,22 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
 
 // Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
 // They are not charged to the output (kept); false when one passes the room all the same.
-bool put_parameter_sets(record_sink& sink, wld_native& native, int64_t limit = kUnlimited) {
-    const bytes stored = native.dsi == nullptr ? bytes{} : bytes(native.dsi, native.dsi_size);
+bool put_parameter_sets(RecordSink& sink, wld_native& native, int64_t limit = kUnlimited) {
+    const ByteSpan stored = !native.dsi ? ByteSpan{} : ByteSpan(native.dsi, native.dsi_size);
     const unsigned int prefix_size = stored_prefix_size(native, stored);
-    for (bytes left = stored; !left.empty() && limit > 0; --limit) {
+    for (ByteSpan left = stored; !left.empty() && limit > 0; --limit) {
         const auto set = qlip::next_nal(left, prefix_size);
         if (!set) break;
-        const auto size = static_cast<ptrdiff_t>(qlip::wld_family::kHeaderSize + set->size());
+        const auto size = static_cast<ptrdiff_t>(qlip::WldFamily::kHeaderSize + set->size());
         if (!put_h264_record(sink, native, {}, *set, {size, size})) return false;
     }
     return true;
 }
 
-int packetise(record_sink& sink, void* in, int in_size, double seconds, wld_native* native) {
+int packetise(RecordSink& sink, void* in, int in_size, double seconds, wld_native* native) {
     bool sets_done = false;
-    qlip::stamp<qlip::wld_family>(*native, native->clock_rate * seconds);
-    for (bytes left = qlip::input_of(in, in_size); !left.empty();) {
+    qlip::stamp<qlip::WldFamily>(*native, native->clock_rate * seconds);
+    for (ByteSpan left = qlip::input_of(in, in_size); !left.empty();) {
         const auto nal = qlip::next_nal(left, native->nal_length_size);
         if (!nal) break;
         const unsigned int type = qlip::nal_type(*nal);
@@ -116,18 +116,18 @@ int packetise(record_sink& sink, void* in, int in_size, double seconds, wld_nati
 }  // namespace
 
 int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    record_sink sink(out, out_size, qlip::kRoomOfTheCaller);
+    RecordSink sink(out, out_size, qlip::kRoomOfTheCaller);
     return packetise(sink, in, in_size, seconds, native);
 }
 
 int qlip::rfc3984_packet_within(void* out, int out_size, void* in, int in_size, double seconds,
                                 wld_native* native) {
-    record_sink sink(out, out_size);
+    RecordSink sink(out, out_size);
     return packetise(sink, in, in_size, seconds, native);
 }
 
 int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {
-    record_sink sink(out, kUnlimited);
+    RecordSink sink(out, kUnlimited);
     static_cast<void>(put_parameter_sets(sink, *native));
     return sink.written();
 }
@@ -136,7 +136,7 @@ int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {
 int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigned char* out, int* length) {
     wld_native native = hinted_state(hint, media, payload_type);
     const int64_t sets = int64_t{media->sps_count} + media->pps_count;
-    record_sink sink(out, kUnlimited);
+    RecordSink sink(out, kUnlimited);
     static_cast<void>(put_parameter_sets(sink, native, sets));
     *length = sink.written();
     hint->snro += static_cast<unsigned int>(sets);

@@ -54,7 +54,7 @@ void put_codec_info(VID_Header_CodecInfo* record, const char (&name)[N], int bit
 }
 
 std::span<const unsigned char> configuration(const iso_track* track) {
-    if (track->dsi == nullptr) return {};
+    if (!track->dsi) return {};
     return {track->dsi, static_cast<size_t>(std::max(track->dsi_size, 0))};
 }
 

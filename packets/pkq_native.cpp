@@ -57,19 +57,19 @@ int pkq_native_init(pkq_native* native, int type, int packet_size, int rfc_mode,
 }
 
 int pkq_native_packet(void* out, int out_size, void* in, int in_size, double seconds, pkq_native* native) {
-    if (native->packetise == nullptr) return WLD_FAILED;
+    if (!native->packetise) return WLD_FAILED;
     return native->packetise(out, out_size, in, in_size, seconds, native);
 }
 
 int pkq_amr_packet(void* out, int out_size, void* in, int in_size, double, pkq_native* native) {
-    return qlip::packetise_amr<qlip::pkq_family>(out, out_size, in, in_size, *native);
+    return qlip::packetise_amr<qlip::PkqFamily>(out, out_size, in, in_size, *native);
 }
 
 int pkq_video_packet(void* out, int out_size, void* in, int in_size, double seconds, pkq_native* native) {
     using namespace qlip;
-    record_sink sink(out, out_size);
-    return packetise_video<pkq_family>(sink, input_of(in, in_size), seconds, *native, native->rtp.type,
-                                       plain_pieces(native->max_payload));
+    RecordSink sink(out, out_size);
+    return packetise_video<PkqFamily>(sink, input_of(in, in_size), seconds, *native, native->rtp.type,
+                                      PlainPieces(native->max_payload));
 }
 
 int pkq_put_header(void* out, PKQ_RTP* rtp) {

@@ -13,14 +13,14 @@
 
 namespace qlip {
 
-using bytes = std::span<const unsigned char>;
+using ByteSpan = std::span<const unsigned char>;
 
 // The input of a packetiser; a negative size is no input.
-inline bytes input_of(const void* in, int size) {
+inline ByteSpan input_of(const void* in, int size) {
     return {static_cast<const unsigned char*>(in), static_cast<size_t>(std::max(size, 0))};
 }
 
-struct wld_family {
+struct WldFamily {
     using native = wld_native;
     static constexpr int kHeaderSize = sizeof(wld_packet_record);
 
@@ -33,7 +33,7 @@ struct wld_family {
     static void put_header(unsigned char* out, wld_native& n, int type) { put_next_header(out, n.rtp, type); }
 };
 
-struct pkq_family {
+struct PkqFamily {
     using native = pkq_native;
     static constexpr int kHeaderSize = sizeof(pkq_packet_record);
 
@@ -54,12 +54,12 @@ void stamp(typename Family::native& native, double step) {
 // Writes one record: header, payload header, data. False when it does not fit; nothing is written then.
 // Inlined, as passing its arguments would cost as much as its work.
 template <class Family>
-[[nodiscard, gnu::always_inline]] inline bool put_record(record_sink& sink, typename Family::native& native,
-                                                         int type, bytes head, bytes data,
-                                                         record_credit credit = {}) {
+[[nodiscard, gnu::always_inline]] inline bool put_record(RecordSink& sink, typename Family::native& native,
+                                                         int type, ByteSpan head, ByteSpan data,
+                                                         RecordCredit credit = {}) {
     const size_t payload_size = head.size() + data.size();
     unsigned char* out = sink.take(static_cast<ptrdiff_t>(Family::kHeaderSize + payload_size), credit);
-    if (out == nullptr) return false;
+    if (!out) return false;
     Family::set_payload_size(native, payload_size);
     Family::put_header(out, native, type);
     out = std::copy(head.begin(), head.end(), out + Family::kHeaderSize);

@@ -3,11 +3,11 @@
 namespace {
 
 // The walker takes plain pointers, but only reads.
-unsigned char* walkable(qlip::bytes frame) {
+unsigned char* walkable(qlip::ByteSpan frame) {
     return const_cast<unsigned char*>(frame.data());
 }
 
-int walkable_size(qlip::bytes frame) {
+int walkable_size(qlip::ByteSpan frame) {
     return static_cast<int>(frame.size());
 }
 
@@ -16,23 +16,20 @@ int walkable_size(qlip::bytes frame) {
 namespace qlip {
 
 // RFC 2190 5.1, Mode A: F=0 P=0 SBIT EBIT | SRC I U=S=A=0 R=0 | R=0 DBQ=0 TRB=0 | TR=0.
-rfc2190_pieces::rfc2190_pieces(bytes frame, const wld_native& native, const H263VCFG& config)
-    : plain_pieces(native.max_payload - kModeASize),
-      frame_(frame),
-      room_(plain_pieces::room()),
-      cut_at_mb_(native.rfc_mode == WLD_RFC_2190_B) {
+Rfc2190Pieces::Rfc2190Pieces(ByteSpan frame, const wld_native& native, const H263VCFG& config)
+    : frame_(frame), room_(native.max_payload - kModeASize), cut_at_mb_(native.rfc_mode == WLD_RFC_2190_B) {
     header_[1] = static_cast<unsigned char>(static_cast<unsigned>(config.source_format) << 5 |
                                             static_cast<unsigned>(config.frame_type) << 4);
     state_.verbose = native.flags & WLD_FLAG_VERBOSE;
 }
 
-piece rfc2190_pieces::finish(bytes left) {
+Piece Rfc2190Pieces::finish(ByteSpan left) {
     if (mode_b_) put_mode_b_header({start_.byte + left.size(), 0});
     return {left.size()};
 }
 
-piece rfc2190_pieces::cut(bytes left) {
-    if (!cut_at_mb_) return plain_pieces::cut(left);
+Piece Rfc2190Pieces::cut(ByteSpan left) {
+    if (!cut_at_mb_) return cut_at_start_code(left, static_cast<size_t>(room_));
     const tbq_pos_t end = find_cut();
     if (tbq_pos_eq(&end, &start_) != 0) return {0};
     const int ebit = static_cast<int>((8 - end.bit) & 7);
@@ -48,12 +45,12 @@ piece rfc2190_pieces::cut(bytes left) {
     start_ = end;
     gob_ = state_.gob;
     mb_ = state_.mb;
-    return {whole + shared, cut_place::macroblock, ebit, shared};
+    return {whole + shared, CutPlace::macroblock, ebit, shared};
 }
 
 // The last position between macroblocks that the walk passes before it is `room_` bytes on. The step that
 // gets there leaves the state of the macroblock that begins at the cut.
-tbq_pos_t rfc2190_pieces::find_cut() {
+tbq_pos_t Rfc2190Pieces::find_cut() {
     const tbq_pos_t target{start_.byte + static_cast<unsigned long>(room_), 0};
     tbq_pos_t pos = start_;
     tbq_pos_t before = start_;
@@ -64,18 +61,18 @@ tbq_pos_t rfc2190_pieces::find_cut() {
     return walk_failed_ ? target : before;
 }
 
-void rfc2190_pieces::put_mode_b_header(tbq_pos_t end) {
+void Rfc2190Pieces::put_mode_b_header(tbq_pos_t end) {
     put_rfc2190_B(header_.data(), &state_, &gob_, &mb_, &start_, &end);
     header_size_ = kModeBSize;
 }
 
-int packetise_rfc2190(record_sink& sink, bytes frame, double seconds, wld_native& native) {
+int packetise_rfc2190(RecordSink& sink, ByteSpan frame, double seconds, wld_native& native) {
     H263VCFG config{};
     config.source_format = static_cast<int>(native.last_source_format);
     if (h263_get_config(walkable(frame), walkable_size(frame), &config) == -1) return WLD_BAD_PICTURE;
     native.last_source_format = static_cast<unsigned int>(config.source_format);
-    return packetise_video<wld_family>(sink, frame, seconds, native, WLD_TYPE_H263,
-                                       rfc2190_pieces(frame, native, config));
+    return packetise_video<WldFamily>(sink, frame, seconds, native, WLD_TYPE_H263,
+                                      Rfc2190Pieces(frame, native, config));
 }
 
 }  // namespace qlip

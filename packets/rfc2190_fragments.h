@@ -7,15 +7,16 @@
 
 namespace qlip {
 
-class rfc2190_pieces : public plain_pieces {
+class Rfc2190Pieces {
   public:
     // `frame` is the whole picture; `config` comes from its header.
-    rfc2190_pieces(bytes frame, const wld_native& native, const H263VCFG& config);
+    Rfc2190Pieces(ByteSpan frame, const wld_native& native, const H263VCFG& config);
 
     ptrdiff_t room() const { return room_; }
-    piece finish(bytes left);
-    piece cut(bytes left);
-    bytes header() const { return {header_.data(), header_size_}; }
+    size_t start(ByteSpan) { return 0; }
+    Piece finish(ByteSpan left);
+    Piece cut(ByteSpan left);
+    ByteSpan header() const { return {header_.data(), header_size_}; }
 
   private:
     static constexpr ptrdiff_t kModeASize = 4;
@@ -24,7 +25,7 @@ class rfc2190_pieces : public plain_pieces {
     tbq_pos_t find_cut();
     void put_mode_b_header(tbq_pos_t end);
 
-    bytes frame_;
+    ByteSpan frame_;
     ptrdiff_t room_;
     std::array<unsigned char, kModeBSize> header_{};
     size_t header_size_ = kModeASize;
@@ -39,6 +40,6 @@ class rfc2190_pieces : public plain_pieces {
 };
 
 // wld_video_packet for RFC 2190. WLD_BAD_PICTURE without a picture header; nothing is written then.
-[[nodiscard]] int packetise_rfc2190(record_sink& sink, bytes frame, double seconds, wld_native& native);
+[[nodiscard]] int packetise_rfc2190(RecordSink& sink, ByteSpan frame, double seconds, wld_native& native);
 
 }  // namespace qlip

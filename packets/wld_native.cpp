@@ -66,7 +66,7 @@ int wld_native_init(wld_native* native, int payload_type, int packet_size, int r
 }
 
 int wld_native_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    if (native->packetise == nullptr) return WLD_FAILED;
+    if (!native->packetise) return WLD_FAILED;
     return native->packetise(out, out_size, in, in_size, seconds, native);
 }
 
@@ -76,21 +76,21 @@ int wld_put_header(void* out, WLD_RTP* rtp, int payload_type) {
 }
 
 int wld_amr_packet(void* out, int out_size, void* in, int in_size, double, wld_native* native) {
-    return qlip::packetise_amr<qlip::wld_family>(out, out_size, in, in_size, *native);
+    return qlip::packetise_amr<qlip::WldFamily>(out, out_size, in, in_size, *native);
 }
 
 int wld_video_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
     using namespace qlip;
-    record_sink sink(out, out_size);
-    const bytes frame = input_of(in, in_size);
+    RecordSink sink(out, out_size);
+    const ByteSpan frame = input_of(in, in_size);
     const bool h263 = native->codec == ISO_CODEC_S263;
     if (h263 && native->rfc_mode == WLD_RFC_2429) {
-        return packetise_video<wld_family>(sink, frame, seconds, *native, WLD_TYPE_H263,
-                                           rfc2429_pieces(native->max_payload));
+        return packetise_video<WldFamily>(sink, frame, seconds, *native, WLD_TYPE_H263,
+                                          Rfc2429Pieces(native->max_payload));
     }
     if (h263 && (native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B)) {
         return packetise_rfc2190(sink, frame, seconds, *native);
     }
-    return packetise_video<wld_family>(sink, frame, seconds, *native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
-                                       plain_pieces(native->max_payload));
+    return packetise_video<WldFamily>(sink, frame, seconds, *native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
+                                      PlainPieces(native->max_payload));
 }

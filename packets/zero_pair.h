@@ -64,7 +64,7 @@ inline const unsigned char* zero_run_start(const unsigned char* begin, const uns
 // even distance from there.
 inline const unsigned char* last_walked_zero_pair(const unsigned char* begin, const unsigned char* end) {
     const unsigned char* pair = rightmost_zero_pair(begin, end);
-    if (pair == nullptr) return nullptr;
+    if (!pair) return nullptr;
     return pair - (pair - zero_run_start(begin, pair)) % 2;
 }
 

@@ -62,20 +62,23 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
     char engine_mode[] = "r";
     int engine_error = 0;
     iso_file* file = isoFFopen(io, engine_mode, &engine_error);
-    if (handle == nullptr) return QLIP_BAD_HANDLE;
+    if (!handle) return QLIP_BAD_HANDLE;
     if (!qlip::complete(io)) return QLIP_BAD_ARGUMENT;
-    if (mode == nullptr) return QLIP_BAD_MODE;
+    if (!mode) return QLIP_BAD_MODE;
     // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
     auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));
-    if (session == nullptr) return QLIP_NO_MEMORY;
+    if (!session) {
+        isoFFclose(file);
+        return QLIP_NO_MEMORY;
+    }
     *handle = session;
     session->file = file;
-    const int status = guarded([=] { return mmfi_Open(session, mode); });
-    if (status != QLIP_SUCCESS) {
-        release(handle);
-        return status;
-    }
-    qliputil_seek(io, 0);
+    const int status = guarded([=]() mutable {
+        const int opened = mmfi_Open(session, mode);
+        if (opened == QLIP_SUCCESS) qliputil_seek(io, 0);
+        return opened;
+    });
+    if (status != QLIP_SUCCESS) release(handle);
     return status;
 }
 
@@ -91,26 +94,26 @@ int qlip_Open2(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* cal
 }
 
 int qlip_ReadChunk(mm_Interface* handle, unsigned char* buffer, unsigned int* size, bool indexed) {
-    if (handle == nullptr) return QLIP_BAD_HANDLE;
-    if (buffer == nullptr || size == nullptr) return QLIP_BAD_ARGUMENT;
+    if (!handle) return QLIP_BAD_HANDLE;
+    if (!buffer || !size) return QLIP_BAD_ARGUMENT;
     return guarded([=] { return mmfi_Read(handle, buffer, size, indexed); });
 }
 
 int qlip_Close(mm_Interface** handle) {
-    if (handle == nullptr) return QLIP_BAD_HANDLE;
-    if (*handle != nullptr) release(handle);
+    if (!handle) return QLIP_BAD_HANDLE;
+    if (*handle) release(handle);
     return QLIP_SUCCESS;
 }
 
 int qlip_SeekTo(mm_Interface* handle, _TAG_QLIP_SEEK_PARAMS* params) {
-    if (handle == nullptr) return QLIP_BAD_HANDLE;
-    if (params == nullptr) return QLIP_BAD_ARGUMENT;
+    if (!handle) return QLIP_BAD_HANDLE;
+    if (!params) return QLIP_BAD_ARGUMENT;
     return QLIP_NOT_SUPPORTED;
 }
 
 int qlip_GetIOCallbackStatus(mm_Interface* handle, unsigned int* status) {
-    if (handle == nullptr) return QLIP_BAD_HANDLE;
-    if (status == nullptr) return QLIP_BAD_ARGUMENT;
+    if (!handle) return QLIP_BAD_HANDLE;
+    if (!status) return QLIP_BAD_ARGUMENT;
     return QLIP_SUCCESS;
 }
 

@@ -35,8 +35,8 @@ namespace qlip {
 bool reserve_configuration(iso_track* track) {
     const int held = std::max(track->dsi_size, 0);
     auto* room = static_cast<unsigned char*>(isoFFmalloc(track->file, std::max(held, MMFI_BUFFER_SIZE)));
-    if (room == nullptr) return false;
-    if (track->dsi != nullptr && held > 0) std::memcpy(room, track->dsi, static_cast<size_t>(held));
+    if (!room) return false;
+    if (track->dsi && held > 0) std::memcpy(room, track->dsi, static_cast<size_t>(held));
     track->dsi = room;
     return true;
 }

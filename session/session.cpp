@@ -5,11 +5,13 @@
 
 #include "common/log.h"
 #include "formats/rtp.h"
-#include "session/mpeg4_configuration.h"
+#include "session/codecs.h"
+
+using namespace qlip;
 
 namespace {
 
-constexpr const char* kPath = qlip::kSessionPath;
+constexpr const char* kPath = kSessionPath;
 
 void parse_mode_switch(mm_Interface* session, const char character) {
     const int letter = std::tolower(static_cast<unsigned char>(character));
@@ -50,25 +52,16 @@ void parse_mode(mm_Interface* session, const char* mode) {
 }
 
 bool acceptable(const iso_track* track, int media_kind) {
-    switch (track->codec) {
-        case ISO_CODEC_SAMR:
-        case ISO_CODEC_SAWB:
-            return media_kind == MMFI_AUDIO;
-        case ISO_CODEC_MP4V:
-        case ISO_CODEC_S263:
-        case ISO_CODEC_AVC1:
-            return media_kind == MMFI_VIDEO;
-        default:
-            return false;
-    }
+    const SessionCodec* codec = find_codec(track);
+    return codec && codec->medium == media_kind;
 }
 
 iso_track* first_track(const mm_Interface* session) {
-    return session->file != nullptr ? session->file->tracks : nullptr;
+    return session->file ? session->file->tracks : nullptr;
 }
 
 bool has_aac_track(const mm_Interface* session) {
-    for (const iso_track* track = first_track(session); track != nullptr; track = track->next) {
+    for (const iso_track* track = first_track(session); track; track = track->next) {
         if (track->codec == ISO_CODEC_MP4A) return true;
     }
     return false;
@@ -86,7 +79,7 @@ bool has_aac_track(const mm_Interface* session) {
 // The id of the last acceptable track decides; where several tracks share it, the first of them is taken.
 iso_track* choose_track(mm_Interface* session) {
     bool found = false;
-    for (const iso_track* track = first_track(session); track != nullptr; track = track->next) {
+    for (const iso_track* track = first_track(session); track; track = track->next) {
         if (!acceptable(track, session->media_kind)) continue;
         session->track_id = track->track_id;
         found = true;
@@ -101,9 +94,9 @@ iso_track* choose_track(mm_Interface* session) {
 // A hint track that names no packet size cannot be replayed. The choice holds for the file, so that the
 // readers need not look for the track again.
 iso_track* arm_hint_track(iso_track* media) {
-    isoFFrtpHinter(media, qlip::kPacketBytes);
-    iso_track* hint = isoFFfindHintTrack(media, qlip::kPacketBytes);
-    return hint != nullptr && hint->max_packet_size != 0 ? hint : nullptr;
+    isoFFrtpHinter(media, kPacketBytes);
+    iso_track* hint = isoFFfindHintTrack(media, kPacketBytes);
+    return hint && hint->max_packet_size != 0 ? hint : nullptr;
 }
 
 void open_track(mm_Interface* session, const char* mode) {
@@ -113,11 +106,13 @@ void open_track(mm_Interface* session, const char* mode) {
         throw SimpleException(kPath, __LINE__, "Unsupported conversion type");
     }
     iso_track* track = choose_track(session);
-    if (track->codec == ISO_CODEC_MP4V && !qlip::reserve_configuration(track)) {
+    const SessionCodec* codec = find_codec(track);
+    if (codec->prepare && !codec->prepare(track)) {
         session->status = QLIP_NO_MEMORY;
         throw SimpleException(kPath, __LINE__, "%s", qlip_StatusString(QLIP_NO_MEMORY));
     }
     session->track = track;
+    session->reader = codec->reader;
     session->hint = arm_hint_track(track);
 }
 
@@ -143,11 +138,11 @@ int mmfiParseModeInfo(mm_Interface* session, const char* mode) {
         parse_mode(session, mode);
     } catch (const SimpleException& failure) {
         clear_mode(session);
-        if (sx_Debug > 3) failure.Log(qlip::kDebugPrefix);
+        if (sx_Debug > 3) failure.Log(kDebugPrefix);
         throw;
     } catch (...) {
         clear_mode(session);
-        throw SimpleException(kPath, __LINE__, "%s", qlip::kUnhandledException);
+        throw SimpleException(kPath, __LINE__, "%s", kUnhandledException);
     }
     return 1;
 }
@@ -158,9 +153,9 @@ int mmfi_Open(mm_Interface* session, const char* mode) {
         open_track(session, mode);
         return session->status;
     } catch (const SimpleException& failure) {
-        if (sx_Debug > 1) failure.Log(qlip::kErrorPrefix);
+        if (sx_Debug > 1) failure.Log(kErrorPrefix);
     } catch (...) {
-        SimpleException(kPath, __LINE__, "%s\n", qlip::kUnhandledException).Log("");
+        SimpleException(kPath, __LINE__, "%s\n", kUnhandledException).Log("");
     }
     if (session->status == QLIP_SUCCESS) session->status = QLIP_FAILURE;
     return session->status;

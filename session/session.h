@@ -18,6 +18,9 @@ inline constexpr int MMFI_BUFFER_SIZE = 64000;
 inline constexpr int MMFI_AUDIO = 1;
 inline constexpr int MMFI_VIDEO = 16;
 
+// One call of a codec's reader; arguments and result are those of qlip_ReadChunk.
+using SessionReader = int (*)(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+
 struct mm_Interface {
     int open_word;  // these three are set at open and read by nothing
     int zero_word;
@@ -42,8 +45,9 @@ struct mm_Interface {
     unsigned char last_cmr;
     unsigned char dsi_sent;  // H.264: the parameter sets stand in front of the frame in hand
     unsigned int track_id;
-    iso_track* track;  // the chosen media track, never its hint track
-    iso_track* hint;   // armed; null where the readers cut the samples themselves
+    iso_track* track;      // the chosen media track, never its hint track
+    iso_track* hint;       // armed; null where the readers cut the samples themselves
+    SessionReader reader;  // of the track's codec
     // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
     // those delivered before still standing ahead of them. 0: they stand at the start.
     unsigned short carry_run;

@@ -20,7 +20,7 @@ namespace {
 enum Stage : int { kFileHeader, kHeaderAndFrame, kFrameBody, kFrameRecord };
 
 iso_track* delivered_track(const VideoCall& call) {
-    return call.hint != nullptr ? call.hint : call.session.track;
+    return call.hint ? call.hint : call.session.track;
 }
 
 template <typename Record>
@@ -119,7 +119,7 @@ int deliver_cut_frame(VideoCall& call, bool first) {
         if (!call.codec.first_frame.waits_for_nobody) return QLIP_FAILURE;
         bytes = 0;
     }
-    if (call.codec.before_cutting != nullptr) bytes = call.codec.before_cutting(session, bytes);
+    if (call.codec.before_cutting) bytes = call.codec.before_cutting(session, bytes);
     if (bytes < 0) return QLIP_FAILURE;
     cut_sample(session, bytes, seconds);
     put_frame_record(call, session.native.packet_count);
@@ -163,14 +163,14 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
     find_again(call.hint);
     session.carry_size = 0;
     bool header_due = first && codec.header_awaits_packet;
-    if (first && codec.before_first_packet != nullptr && !codec.before_first_packet(call)) return fail(call);
+    if (first && codec.before_first_packet && !codec.before_first_packet(call)) return fail(call);
     for (;;) {
         int bytes = isoFFrtpPacket(call.hint, packet_in_hand(session));
         if (bytes < 1) return end_without_frame(call, first, bytes);
         if (header_due) append_codec_records(call);
         header_due = false;
         const bool complete = rtp_marker(packet_in_hand(session)) != 0;
-        if (codec.before_conversion != nullptr) bytes = codec.before_conversion(call, bytes);
+        if (codec.before_conversion) bytes = codec.before_conversion(call, bytes);
         if (!append_packet(call, bytes)) return fail(call);
         if (complete) break;
     }
@@ -180,8 +180,8 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
 
 void open_stream(VideoCall& call) {
     append_opening_records(call);
-    if (call.hint == nullptr || !call.codec.header_awaits_packet) append_codec_records(call);
-    if (call.hint != nullptr) return;
+    if (!call.hint || !call.codec.header_awaits_packet) append_codec_records(call);
+    if (call.hint) return;
     wld_native_init(&call.session.native, call.codec.payload_type, kPacketBytes, call.codec.rfc_mode,
                     call.session.track, 0);
     if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
@@ -192,7 +192,7 @@ int deliver_frame(VideoCall& call) {
     const bool first = call.session.stage == kHeaderAndFrame;
     call.session.stage = kFrameBody;
     if (first) open_stream(call);
-    return call.hint != nullptr ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
+    return call.hint ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
 }
 
 // Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.

@@ -57,7 +57,7 @@ inline constexpr int kRecordBytes = sizeof(wld_packet_record);
 // The packet records of the frame in hand. Hint playback has all of the working memory for them and the RTP
 // packet behind them, which becomes the next record where it stands.
 inline unsigned char* packet_records(mm_Interface& session) {
-    return session.hint != nullptr ? working_memory(session) : session.carry_buffer;
+    return session.hint ? working_memory(session) : session.carry_buffer;
 }
 
 // That packet. Its payload stands where that of the record will, and there is room for any packet.
