@@ -22,7 +22,7 @@ int w_header(int pass, iso_file* file, unsigned char* dst, unsigned int media_le
     if (file->status_flags & ISO_STATUS_DIRECT) return w_moov(pass, file, dst);
     PutSequence header(pass, dst);
     header.child(w_ftyp, file).child(w_moov, file);
-    header.u32(media_length + 8).id(const_cast<char*>("mdat"));
+    header.u32(media_length + 8).id("mdat");
     return header.size();
 }
 
@@ -82,6 +82,6 @@ int w_hnti(int pass, iso_file* file, unsigned char* dst) {
 
 int w_sdp(int pass, iso_file* file, unsigned char* dst) {
     PutBox box(pass, dst, "rtp ");
-    box.id(const_cast<char*>("sdp ")).text(file->sdp);
+    box.id("sdp ").text(file->sdp);
     return box.finish();
 }

@@ -49,7 +49,7 @@ int start_output(iso_file* file) {
     auto* head = static_cast<unsigned char*>(isoFFmalloc(file, size));
     if (!head) return ISO_WRITE_NO_MEMORY;
     w_ftyp(1, file, head);
-    PutSequence(1, head + ftyp_size).u32(0).id(const_cast<char*>("mdat"));
+    PutSequence(1, head + ftyp_size).u32(0).id("mdat");
     const bool written = file->stream && put_out(file, head, size);
     isoFFfree(head);
     if (!written) {
@@ -199,7 +199,7 @@ bool write_movie_box(iso_file* file) {
 // Covers what an earlier, longer write left behind moov.
 void put_free_box(iso_file* file) {
     unsigned char box[8];
-    PutSequence(1, box).u32(0).id(const_cast<char*>("free"));
+    PutSequence(1, box).u32(0).id("free");
     put_out(file, box, sizeof box);
 }
 

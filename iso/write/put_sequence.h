@@ -20,7 +20,8 @@ class PutSequence {
     PutSequence& u16(unsigned int value) { return add(put16(pass_, here(), value)); }
     PutSequence& u24(unsigned int value) { return add(put24(pass_, here(), value)); }
     PutSequence& u32(unsigned int value) { return add(put32(pass_, here(), value)); }
-    PutSequence& id(char* value) { return add(putID(pass_, here(), value)); }
+    // putID only reads.
+    PutSequence& id(const char* value) { return add(putID(pass_, here(), const_cast<char*>(value))); }
     PutSequence& text(char* value) { return value ? add(putstring(pass_, here(), value)) : *this; }
     PutSequence& bytes(void* data, int n) { return add(put8n(pass_, here(), data, n)); }
     PutSequence& length(unsigned int value) { return add(putxlen(pass_, here(), value)); }
