@@ -43,6 +43,10 @@ void given_back(void* block) {
     return taken(bytes);
 }
 
+[[gnu::noinline]] void* operator new[](std::size_t bytes) {
+    return operator new(bytes);
+}
+
 [[gnu::noinline]] void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
     return taken(bytes);
 }
@@ -52,6 +56,14 @@ void given_back(void* block) {
 }
 
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    given_back(block);
+}
+
+[[gnu::noinline]] void operator delete[](void* block) noexcept {
+    given_back(block);
+}
+
+[[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept {
     given_back(block);
 }
 
