@@ -50,15 +50,18 @@ void C3gpInterface::AllocBuffers() {
                                             "Unable to allocate memory for sample offset table");
 
     // Sizes left over from the file before (see StoreTrackTables) are walked like the others, so they count.
-    const Vorn3gp::StszBox* hint_stsz = m_Boxes.m_HintBoxes.m_pStsz;
-    QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for hint sample buffer", largest_sample(hint_stsz));
-    const auto largest = std::max_element(m_SampleSizes.begin(), m_SampleSizes.end());
-    m_pHintBuffer = zeroed<unsigned char>(largest == m_SampleSizes.end() ? 0 : *largest, m_pIOCallback,
-                                          m_uStatus, "Unable to allocate buffer for hint sample");
+    // The line does not tell of them.
+    const unsigned int hint_size = m_Boxes.m_HintBoxes.m_pStsz->GetSampleSize();
+    const auto found = std::max_element(m_SampleSizes.begin(), m_SampleSizes.end());
+    const unsigned int largest = found == m_SampleSizes.end() ? 0 : *found;
+    QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for hint sample buffer",
+                   hint_size != 0 ? hint_size : largest);
+    m_pHintBuffer =
+        zeroed<unsigned char>(largest, m_pIOCallback, m_uStatus, "Unable to allocate buffer for hint sample");
 
     // A call walks over bad hint samples until it finds a good one, so a count of them that costs no bytes of
     // file would keep it busy for hours. A table of sizes is such bytes.
-    if (hint_stsz->GetSampleSize() != 0 && !is_backed(m_uHintSampleCount, m_pIOCallback)) {
+    if (hint_size != 0 && !is_backed(m_uHintSampleCount, m_pIOCallback)) {
         m_uStatus = QLIP_CORRUPT_FILE;
         throw SimpleException(kReaderPath, __LINE__, "The file has no room for %d hint samples",
                               m_uHintSampleCount);

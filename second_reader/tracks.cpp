@@ -1,5 +1,6 @@
 // Choosing the track and its hint track, and copying the tables that streaming needs out of the box tree.
 #include <algorithm>
+#include <utility>
 
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
@@ -55,17 +56,19 @@ void C3gpInterface::GetTrakData(BaseBoxes* pBoxes, const Vorn3gp::TrakBox* pTrak
     if (const auto* edts = pTrak->GetEdts()) pBoxes->m_pElst = edts->GetElst();
 }
 
+// The tables of the hint track move out of the tree: they are as large as the rest of it, and nothing looks
+// for them there again.
 void C3gpInterface::StoreTrackTables() {
-    const BaseBoxes& hint = m_Boxes.m_HintBoxes;
-    m_ChunkOffsets = hint.m_pStco->GetChunkOffsets();
-    m_SampleToChunk = hint.m_pStsc->GetSampleEntries();
+    BaseBoxes& hint = m_Boxes.m_HintBoxes;
+    m_ChunkOffsets = std::move(hint.m_pStco->chunk_offsets);
+    m_SampleToChunk = std::move(hint.m_pStsc->sample_entries);
     // One element stands for all samples of one size. It is appended, so that an object opened before has one
     // more: kept.
     if (hint.m_pStsz->GetSampleSize() == 0)
-        m_SampleSizes = hint.m_pStsz->GetChunkSizes();
+        m_SampleSizes = std::move(hint.m_pStsz->chunk_sizes);
     else
         m_SampleSizes.push_back(hint.m_pStsz->GetSampleSize());
-    m_TimeToSample = hint.m_pStts->GetSampleEntries();
+    m_TimeToSample = std::move(hint.m_pStts->sample_entries);
     m_itChunkOffset = m_itSampleToChunk = m_itSampleSize = m_itTimeToSample = 0;
     m_itSeekSampleToChunk = m_itSeekTimeToSample = 0;
     m_uSamplesPerChunk = 0;
@@ -77,7 +80,7 @@ void C3gpInterface::StoreTrackTables() {
     m_uChunkCount = static_cast<unsigned int>(m_ChunkOffsets.size());
     if (!hint.m_pStss) return;
     m_bHasStss = true;
-    m_SyncSamples = hint.m_pStss->GetSyncSampleEntries();
+    m_SyncSamples = std::move(hint.m_pStss->sync_samples);
     m_itSyncSample = 0;
 }
 

@@ -130,14 +130,14 @@ class QLIP_API C3gpInterface {
         BaseBoxes() { Reset(); }
         void Reset();
 
-        const Vorn3gp::MdhdBox* m_pMdhd;
-        const Vorn3gp::StblBox* m_pStbl;
-        const Vorn3gp::ElstBox* m_pElst;  // may be null
-        const Vorn3gp::SttsBox* m_pStts;
-        const Vorn3gp::StszBox* m_pStsz;
-        const Vorn3gp::StscBox* m_pStsc;
-        const Vorn3gp::StcoBox* m_pStco;
-        const Vorn3gp::StssBox* m_pStss;  // may be null
+        Vorn3gp::MdhdBox* m_pMdhd;
+        Vorn3gp::StblBox* m_pStbl;
+        Vorn3gp::ElstBox* m_pElst;  // may be null
+        Vorn3gp::SttsBox* m_pStts;
+        Vorn3gp::StszBox* m_pStsz;
+        Vorn3gp::StscBox* m_pStsc;
+        Vorn3gp::StcoBox* m_pStco;
+        Vorn3gp::StssBox* m_pStss;  // may be null
     };
 
     struct HintBoxes : BaseBoxes {};
