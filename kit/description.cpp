@@ -100,7 +100,7 @@ PayloadFormat payload_format(const iso_track* track, bool rfc2190) {
 std::string format_parameters(const PayloadFormat& format) {
     std::string text;
     for (const auto& [name, value] : format.parameters)
-        text += (text.empty() ? "" : ";") + name + "=" + value;
+        text.append(text.empty() ? "" : ";").append(name).append("=").append(value);
     return text;
 }
 
@@ -129,7 +129,7 @@ std::string gstreamer_caps(const qlip_stream_info& info, const PayloadFormat& fo
     text += std::string(", encoding-name=(string)") + info.encoding_name;
     if (audio) text += ", encoding-params=(string)" + std::to_string(info.channels);
     for (const auto& [name, value] : format.parameters)
-        text += ", " + name + "=(string)\"" + value + "\"";
+        text.append(", ").append(name).append("=(string)\"").append(value).append("\"");
     if (info.width != 0)
         text += ", a-framesize=(string)" + std::to_string(info.width) + "-" + std::to_string(info.height);
     text += ", ssrc=(uint)" + std::to_string(info.ssrc);

@@ -200,7 +200,7 @@ int HintedReader::look_at_payload_type(unsigned int& type) {
         io_.forget_refusal();
         const int got = isoFFreadAt(hint_, sample, 0, head, sizeof head, nullptr, nullptr);
         if (got == ISOFF_NOT_YET) status = refusal_of(io_, "hint sample", sample, trouble_);
-        if (got == ISOFF_NOT_YET || got < static_cast<int>(sizeof head)) break;
+        if (got < static_cast<int>(sizeof head)) break;
         if (load_be16(head) == 0) continue;
         type = head[kTypeAt] & kRtpTypeMask;
         break;

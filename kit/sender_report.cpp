@@ -1,6 +1,8 @@
 #include "kit/sender_report.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "common/byte_order.h"
 #include "qlip/host.h"
@@ -32,7 +34,8 @@ static_assert(kReportSize + (kNameHeadSize + kLongestName + 4) / 4 * 4 <= QLIP_S
 }  // namespace
 
 int write_sender_report(const SenderReport& report, const char* cname, unsigned char* to, size_t* size) {
-    const size_t name = std::strlen(cname);
+    const std::string_view text(cname);
+    const size_t name = text.size();
     const size_t described = description_size(name);
     if (name == 0 || name > kLongestName || *size < kReportSize + described) return QLIP_BAD_ARGUMENT;
     write_head(to, 0, kSenderReportType, kReportSize);
@@ -48,7 +51,7 @@ int write_sender_report(const SenderReport& report, const char* cname, unsigned 
     store_be32(description + 4, report.ssrc);
     description[8] = kCname;
     description[9] = static_cast<unsigned char>(name);
-    std::memcpy(description + kNameHeadSize, cname, name);
+    std::copy(text.begin(), text.end(), description + kNameHeadSize);
     *size = kReportSize + described;
     return QLIP_SUCCESS;
 }
