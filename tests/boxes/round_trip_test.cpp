@@ -1,5 +1,5 @@
 // Classes that hold fields: their bytes are those of their box diagrams, their sizes are theirs, and reading
-// them back loses nothing but what is told here. Tables and track headers are compared on real files, in
+// them back loses nothing but what is told here. Tables and track headers are compared with real files in
 // samples_test.cpp.
 #include <gtest/gtest.h>
 
