@@ -1,5 +1,8 @@
-# Flags that every target of the project shares.
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Werror)
+# Flags that every target of the project shares. Warnings are errors in our own presets only.
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow)
+if(QLIP_WERROR)
+  add_compile_options(-Werror)
+endif()
 add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-semantic-interposition>)
 
 if(QLIP_SANITIZE)

@@ -14,16 +14,18 @@ cmake --build "$scratch/cmake" >/dev/null
 pc=$(find "$prefix" -name qlip.pc)
 PKG_CONFIG_PATH=$(dirname "$pc")
 export PKG_CONFIG_PATH
-# The install prefix is only known now, so pkg-config is told.
-read -r -a flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs qlip)
+read -r -a flags < <(pkg-config --cflags --libs qlip)
 cc -std=c99 "$consumer/host.c" "${flags[@]}" -o "$scratch/host"
-read -r -a flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs qlip-host)
+read -r -a flags < <(pkg-config --cflags --libs qlip-host)
 cc -std=c99 "$consumer/packets.c" "${flags[@]}" -o "$scratch/packets"
+read -r -a flags < <(pkg-config --static --cflags --libs qlip)
+cc -std=c99 "$consumer/host.c" -Wl,-Bstatic "${flags[@]}" -Wl,-Bdynamic -o "$scratch/host_static"
 
 library=$(dirname "$(find "$prefix" -name libqlip.so)")
 LD_LIBRARY_PATH=$library "$scratch/cmake/host" "$sample" >"$scratch/a"
 LD_LIBRARY_PATH=$library "$scratch/host" "$sample" >"$scratch/b"
 cmp "$scratch/a" "$scratch/b"
+"$scratch/host_static" "$sample" | cmp "$scratch/a" -
 [ "$(head -c 5 "$scratch/a")" = AUDIO ]
 for packets in "$scratch/packets" "$scratch/cmake/packets" "$scratch/cmake/packets_static"; do
   LD_LIBRARY_PATH=$library "$packets" "$sample" >"$scratch/c"
