@@ -73,7 +73,7 @@ class Streams(Case):
                 shown = qlip_json("records", "-", "--payload", stdin=data)
                 frames = parse_stream(data).frames
                 self.assertEqual((shown["frame_count"], shown["bytes"]), (len(frames), len(data)))
-                kind = "AUD_AudFrame_Native" if mode == "ra" else "WLD_RTP"
+                kind = "AUD_AudFrame_Native" if mode == "ra" else "wld_packet_record"
                 payloads = [bytes.fromhex(record["fields"]["payload"]) for frame in shown["frames"]
                             for record in frame if record["record"] == kind]
                 expected = [frame[1] for frame in frames] if mode == "ra" else [
@@ -85,6 +85,7 @@ class Streams(Case):
         for cut in (10, 60, 95, 500, len(data) - 1):
             _, said = qlip("records", self.write("cut", data[:cut]), expect=1)
             self.assertRegex(said, r"ends inside a record.*at byte \d+")
+            self.assertIn("ends inside a record", qlip_json("records", "-", stdin=data[:cut], expect=1)["failure"])
         self.assertIn("no native stream", qlip("records", sample("h263"), expect=1)[1])
 
     def test_the_second_reader_streams_and_seeks(self):
@@ -290,6 +291,14 @@ class H263(Case):
         stored = raw_frames(sample("h263"), "rv", "h263")
         self.assertIn("macroblocks", qlip("h263", self.write("cut.263", stored[:700]), expect=1)[1])
         self.assertIn("no H.263 picture", qlip("h263", self.write("none.263", b"\xff" * 99), expect=1)[1])
+
+    def test_a_format_that_a_form_does_not_take_is_named(self):
+        coded, _ = run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=704x576:rate=5", "-t", "0.2", "-c:v",
+                       "h263", "-f", "h263", "-")
+        path = self.write("large.263", coded)
+        for form in ("2190", "2190mb"):
+            self.assertIn("it is 4CIF", qlip("fragments", path, "--rfc", form, expect=1)[1])
+        self.assertIn(b"picture 0:", qlip("fragments", path, "--rfc", "2429")[0])
 
     def test_fragments_are_a_stream_whose_packets_hold_the_picture(self):
         stored = raw_frames(sample("h263_cif_faststart"), "rv", "h263")

@@ -4,7 +4,7 @@ import struct
 import subprocess
 import unittest
 
-from host import Case, qlip, raw_frames, read_file, run, sample
+from host import QLIP, Case, qlip, raw_frames, read_file, run, sample
 
 COPIED = ["amrnb", "amrwb", "h263", "h263_cif_faststart", "mpeg4", "h264", "h264_hinted", "av_h263_amrnb_hinted",
           "mpeg4_with_aac"]
@@ -102,11 +102,44 @@ class Writing(Case):
                 self.assertTrue(qlip(*arguments, expect=code)[1].startswith("qlip: "))
 
     def test_an_input_is_never_the_output(self):
-        out = self.path("same.3gp")
+        out, awb, link = self.path("same.3gp"), self.raw("amrwb", "ra", "amr"), self.path("link")
         qlip("copy", sample("amrnb"), out)
-        before = read_file(out)
-        qlip("copy", out, out, expect=2)
-        self.assertEqual(read_file(out), before)
+        os.symlink(awb, link)
+        before = read_file(out), read_file(awb)
+        for command in (["copy", out, out], ["make", awb, "--awb", awb], ["make", link, "--awb", awb],
+                        ["make", awb, "--awb", link], ["stream", out, "-o", out], ["rtp", out, "--sdp", out],
+                        ["rtp", out, "--sdp", "-", "--pcap", "-"], ["rtp", out, "--sdp", link, "--pcap", link]):
+            qlip(*command, expect=2)
+        self.assertEqual((read_file(out), read_file(awb)), before)
+
+    def test_outputs_appear_whole_or_not_at_all(self):
+        out, empty = self.write("good", b"good"), self.write("empty.amr", b"#!AMR\n")
+        os.chmod(out, 0o640)
+        for code, command in ((1, ["make", out, "--amr", empty]), (2, ["copy", sample("h263"), out, "--max-size", "99"]),
+                              (3, ["prlimit", "--fsize=9999", QLIP, "copy", sample("h263"), out])):
+            run(*([] if code == 3 else [QLIP]), *command, expect=code)
+            self.assertEqual(read_file(out), b"good")
+        cut = self.write("cut", read_file(sample("h263_cif_faststart"))[:50000])
+        for command in (["rtp", sample("h263"), "--loop", "0", "--pcap", out],
+                        ["stream", cut, "--follow", "--patience", "60", "-o", self.path("kept")]):
+            running = subprocess.Popen([QLIP, *command])
+            while not any(os.path.getsize(self.path(name)) for name in os.listdir(self.directory) if name[0] == "."):
+                self.assertIsNone(running.poll())
+            running.terminate()
+            self.assertEqual(running.wait(), -15)
+        self.assertEqual(sorted(os.listdir(self.directory)), ["cut", "empty.amr", "good", "kept"])
+        self.assertEqual((read_file(out), read_file(self.path("kept"))), (b"good", qlip("stream", cut, expect=4)[0]))
+        qlip("copy", sample("h263"), out)
+        self.assertEqual((os.stat(out).st_mode & 0o777, qlip("copy", sample("h263"), "-")[0]), (0o640, read_file(out)))
+        self.assertEqual(qlip("copy", sample("h263"), "/dev/stdout")[0], read_file(out))
+
+    def test_closed_and_full_standard_descriptors_are_no_harm(self):
+        out = self.path("out")
+        for code, line in ((0, "stream {} -o {} <&- >&- 2>&-"), (3, "info {} >&-"), (3, "info nothing{} 2>/dev/full"),
+                           (3, "info {} >/dev/full"), (2, "info -"), (2, "rtp {} --speed 0 --pcap {}"), (0, "help info")):
+            with self.subTest(line):
+                run("sh", "-c", f"{QLIP} " + line.format(sample("mpeg4_with_aac"), out), expect=code)
+        self.assertEqual(read_file(out), qlip("stream", sample("mpeg4_with_aac"))[0])
 
 
 if __name__ == "__main__":

@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <csignal>
-#include <cstdio>
 #include <exception>
+#include <memory>
+#include <string>
 
 #include "commands/commands.h"
+#include "host/message.h"
 #include "host/output.h"
 #include "host/tool_error.h"
 
@@ -31,19 +33,40 @@ constexpr const char* kExitCodes =
     "'qlip COMMAND --help' has the options of a command and examples.";
 
 int fail(const ToolError& error) {
-    fmt::print(stderr, "qlip: {}\n", error.what());
-    if (!error.advice().empty()) fmt::print(stderr, "      try: {}\n", error.advice());
+    say("qlip: {}\n", error.what());
+    if (!error.advice().empty()) say("      try: {}\n", error.advice());
     return static_cast<int>(error.exit());
+}
+
+ToolError no_such_command(const std::string& name) {
+    return {Exit::usage, fmt::format("there is no command '{}'", name), "qlip --help"};
 }
 
 // What is wrong with the command line, and where the help for it is.
 int refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
     const auto chosen = app.get_subcommands();
-    std::string what = error.what();
-    if (chosen.empty() && argc > 1 && argv[1][0] != '-')
-        what = fmt::format("there is no command '{}'", argv[1]);
+    const std::string what = error.what();
+    if (chosen.empty() && argc > 1 && argv[1][0] != '-') return fail(no_such_command(argv[1]));
     return fail(ToolError(Exit::usage, what,
                           "qlip " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help"));
+}
+
+// The application's own help, also while a command runs.
+std::string whole_help(const CLI::App& app) {
+    return app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
+}
+
+// "qlip help COMMAND", as well as "qlip COMMAND --help".
+void add_help(CLI::App& app) {
+    const auto name = std::make_shared<std::string>();
+    CLI::App* help = app.add_subcommand("help", "Show the help of a command");
+    help->add_option("COMMAND", *name, "The command; all of them without it");
+    help->callback([&app, name] {
+        if (name->empty()) return Output().write(std::string_view{whole_help(app)});
+        const auto commands = app.get_subcommands([&](CLI::App* each) { return each->get_name() == *name; });
+        if (commands.empty()) throw no_such_command(*name);
+        Output().write(std::string_view{commands.front()->help(app.get_name())});
+    });
 }
 
 int run(int argc, char** argv) {
@@ -55,6 +78,7 @@ int run(int argc, char** argv) {
                           "Show on standard error what the library prints while it reads");
     for (const auto add : kAllCommands)
         add(app);
+    add_help(app);
     try {
         app.parse(argc, argv);
         return static_cast<int>(Exit::ok);
@@ -70,8 +94,9 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    claim_standard_output();
+    std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is a failed write like any other
     try {
+        claim_standard_streams();
         return run(argc, argv);
     } catch (const ToolError& error) {
         return fail(error);

@@ -3,6 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <arpa/inet.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -401,6 +402,41 @@ BoxContents read_fields(FileHost& host) {
     return contents;
 }
 
+struct CompositionOffset {  // ISO/IEC 14496-12 8.6.1.3, big-endian
+    uint32_t sample_count, sample_offset;
+};
+
+BoxFields composition_offsets(FileHost& host, const BoxNode& box) {
+    constexpr uint64_t kHead = 16;  // box header, version and flags, count
+    uint32_t count = 0;
+    host.read_at(box.offset + kHead - sizeof count, &count, sizeof count);
+    const uint64_t there = (box.size - std::min(box.size, kHead)) / sizeof(CompositionOffset);
+    Sheet sheet;
+    sheet.number("entries", ntohl(count));
+    const uint64_t rows = std::min<uint64_t>(ntohl(count), there);
+    for (const bool last : {false, true}) {
+        if (rows < (last ? 2 : 1)) break;
+        CompositionOffset row = {};
+        host.read_at(box.offset + kHead + (last ? rows - 1 : 0) * sizeof row, &row, sizeof row);
+        sheet.number(last ? "last" : "first",
+                     Json{{"sample_count", ntohl(row.sample_count)},
+                          {"sample_offset", static_cast<int32_t>(ntohl(row.sample_offset))}});
+    }
+    return sheet.finish();
+}
+
+// Boxes that the model does not read and everybody knows.
+void add_own_fields(FileHost& host, const std::vector<BoxNode>& boxes, BoxContents& contents) {
+    constexpr uint64_t kHeader = 8;
+    for (const BoxNode& box : boxes) {
+        if (box.type == "free" || box.type == "skip")
+            contents.by_offset[box.offset] =
+                Sheet().number("data_size", box.size - std::min(box.size, kHeader)).finish();
+        if (box.type == "ctts") contents.by_offset[box.offset] = composition_offsets(host, box);
+        add_own_fields(host, box.children, contents);
+    }
+}
+
 bool ends_the_process(FileHost& host) {
     const pid_t child = fork();
     if (child < 0) throw io_error("cannot start a process");
@@ -416,10 +452,11 @@ bool ends_the_process(FileHost& host) {
 
 }  // namespace
 
-BoxContents read_box_fields(FileHost& host, bool careful) {
-    if (careful && ends_the_process(host))
-        return {{}, "the box model gives up on this file, so no fields are shown"};
-    return read_fields(host);
+BoxContents read_box_fields(FileHost& host, const std::vector<BoxNode>& boxes, bool careful) {
+    BoxContents contents = {{}, "the box model gives up on this file, so no fields are shown"};
+    if (!careful || !ends_the_process(host)) contents = read_fields(host);
+    add_own_fields(host, boxes, contents);
+    return contents;
 }
 
 }  // namespace qlip_tool

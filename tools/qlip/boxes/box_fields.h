@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "boxes/box_walk.h"
 #include "host/file_host.h"
 
 namespace qlip_tool {
@@ -24,8 +25,9 @@ struct BoxContents {
     std::string failure;                      // why reading stopped early, or empty
 };
 
-// The box model ends the process on an MPEG-4 entry that holds something else than video. With `careful` it
-// is tried in a process of its own first, and such a file gives no fields but a failure.
-BoxContents read_box_fields(FileHost& host, bool careful);
+// The fields of `boxes`, those of the whole file. The box model ends the process on an MPEG-4 entry that
+// holds something else than video. With `careful` it is tried in a process of its own first, and such a file
+// gives no fields but a failure.
+BoxContents read_box_fields(FileHost& host, const std::vector<BoxNode>& boxes, bool careful);
 
 }  // namespace qlip_tool

@@ -58,10 +58,11 @@ class Walk {
         Header header = {};
         const uint64_t left = end - at;
         if (left < kHeaderSize || host_.read_at(at, &header, sizeof header) < sizeof header) {
-            return {"", at, left, fmt::format("{} bytes that are no box", left), {}};
+            return {"", at, left, fmt::format("{} bytes that are no box", left), {}, true};
         }
         const uint64_t size = ntohl(header.size);
-        BoxNode node = {std::string(header.type, sizeof header.type), at, std::min(size, left), {}, {}};
+        BoxNode node = {
+            std::string(header.type, sizeof header.type), at, std::min(size, left), {}, {}, size == 0};
         if (size == 1) node.fault = "has a 64-bit size, which is not supported";
         if (size == 0) node.fault = "has size 0, to the end of the file, which is not supported";
         if (size > 1 && size < kHeaderSize)
@@ -85,7 +86,11 @@ class Walk {
 }  // namespace
 
 std::vector<BoxNode> walk_boxes(FileHost& host) {
-    return Walk(host).range(0, host.size(), 0);
+    return walk_boxes(host, 0, host.size());
+}
+
+std::vector<BoxNode> walk_boxes(FileHost& host, uint64_t at, uint64_t end) {
+    return Walk(host).range(at, end, 0);
 }
 
 }  // namespace qlip_tool

@@ -17,8 +17,13 @@ struct BoxNode {
     uint64_t size;      // as far as it reaches inside its parent
     std::string fault;  // what is wrong with it, or empty
     std::vector<BoxNode> children;
+    bool is_padding =
+        false;  // zeros or less than a header at the end of its parent: nothing that readers mind
 };
 
 std::vector<BoxNode> walk_boxes(FileHost& host);
+
+// Those between two offsets.
+std::vector<BoxNode> walk_boxes(FileHost& host, uint64_t at, uint64_t end);
 
 }  // namespace qlip_tool

@@ -6,6 +6,7 @@
 #include "boxes/box_fields.h"
 #include "boxes/box_walk.h"
 #include "commands/commands.h"
+#include "host/checks.h"
 #include "host/json_text.h"
 #include "host/output.h"
 #include "host/text.h"
@@ -113,7 +114,7 @@ class Tree {
 void run(const Options& options) {
     FileHost host(options.file);
     const std::vector<BoxNode> boxes = walk_boxes(host);
-    const BoxContents contents = read_box_fields(host, holds(boxes, "mp4v"));
+    const BoxContents contents = read_box_fields(host, boxes, holds(boxes, "mp4v"));
     const Tree tree(contents, options.depth);
     Output out;
     if (options.json) {
@@ -123,7 +124,7 @@ void run(const Options& options) {
     } else {
         tree.text(out, boxes);
     }
-    out.flush();
+    out.finish();
     const BoxNode* fault = first_fault(boxes);
     if (fault) {
         throw ToolError(Exit::bad_input, fmt::format("{}: '{}' at {} {}", options.file,
@@ -141,7 +142,7 @@ void add_boxes(CLI::App& app) {
     command->add_option("FILE", options->file, "The 3GP file")->required();
     command->add_flag("--json", options->json, "One JSON document instead of a tree");
     command->add_option("--depth", options->depth, "Show so many levels")
-        ->check(CLI::PositiveNumber)
+        ->check(above_zero())
         ->type_name("N");
     command->callback([options] { run(*options); });
 }

@@ -8,7 +8,7 @@
 #include "commands/commands.h"
 #include "host/progress.h"
 #include "host/tool_error.h"
-#include "movie/movie.h"
+#include "movie/file_state.h"
 #include "movie/movie_writer.h"
 
 namespace qlip_tool {
@@ -44,6 +44,7 @@ struct Copy {
     double seconds = 0.0;
     unsigned int usual_delta = 0;  // of the first sample
     bool done = false;
+    bool cut = false;  // before its last sample
 };
 
 bool is_wanted(const Options& options, const iso_track* track) {
@@ -53,12 +54,13 @@ bool is_wanted(const Options& options, const iso_track* track) {
            std::find(options.tracks.begin(), options.tracks.end(), id) != options.tracks.end();
 }
 
-std::vector<Copy> choose(const Options& options, const Movie& movie) {
+std::vector<Copy> choose(const Options& options, FileHost& host, const Movie& movie, const FileState& state) {
     std::vector<Copy> copies;
     for (iso_track* track : movie.tracks()) {
         if (is_wanted(options, track)) copies.push_back({track});
     }
     if (copies.empty()) {
+        throw_unless_structure_is_whole(host, state);
         throw ToolError(Exit::bad_input, options.in + " has no such track that can be copied",
                         "qlip info " + options.in);
     }
@@ -182,6 +184,7 @@ uint64_t copy_sample(MovieWriter& movie, Copy& copy, std::vector<unsigned char>&
                                          : static_cast<size_t>(std::max(from->max_sample_size, 1)));
     const int size = isoFFread(from, buffer.data(), static_cast<int>(buffer.size()), &duration, &offset);
     copy.done = size < 0;
+    copy.cut = copy.done && from->sample < from->sample_count;
     if (copy.done) return 0;
     copy.seconds += duration;
     if (copy.usual_delta == 0) copy.usual_delta = static_cast<unsigned int>(units(from, duration));
@@ -201,8 +204,11 @@ Copy* earliest(std::vector<Copy>& copies) {
 void run(const Options& options) {
     FileHost host(options.in);
     const Movie source(host);
-    std::vector<Copy> copies = choose(options, source);
-    MovieWriter movie(options.out, options.movie, static_cast<int>(copies.size()), options.in);
+    const FileState state = file_state(host, source);
+    if (!state.damage.empty()) throw ToolError(Exit::bad_input, options.in + ": " + state.damage);
+    std::vector<Copy> copies = choose(options, host, source, state);
+    host.refuse_short_reads();
+    MovieWriter movie(options.out, options.movie, static_cast<int>(copies.size()), {options.in});
     for (Copy& copy : copies)
         describe(movie, copy);
     connect_hints(copies);
@@ -218,7 +224,14 @@ void run(const Options& options) {
     // others.
     for (const Copy& copy : copies)
         copy.to->default_delta = copy.usual_delta;
+    const bool cut = std::any_of(copies.begin(), copies.end(), [](const Copy& copy) { return copy.cut; });
+    if (cut && done == 0) throw_unless_whole(host, state);
     movie.finish();
+    throw_unless_structure_is_whole(host, state);
+    if (cut) throw_unless_whole(host, state);
+    if (cut)
+        throw ToolError(Exit::bad_input,
+                        options.in + ": a sample in it cannot be read; the copy ends before it");
 }
 
 }  // namespace

@@ -70,22 +70,34 @@ void list_packets(ChunkSource& source, bool json) {
     Output out;
     Frame frame = {};
     if (json) out.write(std::string_view{"{\"pictures\":["});
-    for (uint64_t picture = 0; reader.next(frame); ++picture) {
-        if (json) {
-            out.print("{}\n{}", picture == 0 ? "" : ",", json_text(json_of(frame)));
-        } else {
-            show(out, picture, frame);
+    try {
+        for (uint64_t picture = 0; reader.next(frame); ++picture) {
+            if (json) {
+                out.print("{}\n{}", picture == 0 ? "" : ",", json_text(json_of(frame)));
+            } else {
+                show(out, picture, frame);
+            }
         }
+    } catch (const ToolError& error) {
+        if (json) out.print("],\n\"failure\":{}}}\n", json_text(error.what()));
+        out.finish();
+        throw;
     }
     if (json) out.write(std::string_view{"]}\n"});
-    out.flush();
+    out.finish();
 }
 
 void write_stream(ChunkSource& source, const Options& options) {
-    Output out(options.out, options.file);
-    for (auto chunk = source.next(); !chunk.empty(); chunk = source.next())
-        out.write(chunk);
-    out.flush();
+    Output out(options.out, {options.file});
+    out.refuse_terminal("a native stream", "-o OUT, or a pipe into 'qlip records -'");
+    try {
+        for (auto chunk = source.next(); !chunk.empty(); chunk = source.next())
+            out.write(chunk);
+    } catch (const ToolError& error) {
+        if (error.about_input()) out.finish();
+        throw;
+    }
+    out.finish();
 }
 
 void send_packets(ChunkSource& source, const Options& options) {
@@ -101,7 +113,8 @@ void send_packets(ChunkSource& source, const Options& options) {
 }
 
 void run(const Options& options, bool sends) {
-    FragmentSource source(load_h263(options.file), kForms.at(options.form), options.max_payload);
+    FragmentSource source(load_h263(options.file), kForms.at(options.form), options.max_payload,
+                          options.file == "-" ? "" : "qlip h263 " + options.file + ", to see what it holds");
     if (sends) return send_packets(source, options);
     if (!options.out.empty()) return write_stream(source, options);
     list_packets(source, options.json);

@@ -1,6 +1,5 @@
 // qlip h263: the pictures of an H.263 stream as the bitstream walker sees them.
 #include <algorithm>
-#include <array>
 #include <memory>
 
 #include "commands/commands.h"
@@ -26,21 +25,6 @@ constexpr const char* kAbout =
     "  qlip h263 clip.3gp\n"
     "  ffmpeg -i clip.3gp -c copy -f h263 - | qlip h263 -\n"
     "  qlip h263 clip.263 -v --json";
-
-struct Format {
-    const char* name;
-    unsigned int macroblocks;
-};
-
-// By source format (ITU-T H.263 5.1.3).
-constexpr std::array<Format, 8> kFormats = {{{"unknown", 0},
-                                             {"sub-QCIF", 48},
-                                             {"QCIF", 99},
-                                             {"CIF", 396},
-                                             {"4CIF", 1584},
-                                             {"16CIF", 6336},
-                                             {"custom", 0},
-                                             {"extended", 0}}};
 
 struct Macroblock {
     uint64_t bit;         // where the step to it begins: at its segment's header, if that has one
@@ -83,7 +67,7 @@ std::vector<uint64_t> segment_starts(tbq_state_t state, std::vector<unsigned cha
 }
 
 unsigned int macroblocks_of(const tbq_state_t& state) {
-    return kFormats[state.picture.source_format & 7U].macroblocks;
+    return h263_format(state.picture.source_format).macroblocks;
 }
 
 // Walks over the macroblocks of a picture.
@@ -147,7 +131,7 @@ Json json_of(const H263Picture& picture, const Walked& walked, bool verbose) {
                    {"temporal_reference", header.tr},
                    {"type", type_of(header)},
                    {"source_format", header.source_format},
-                   {"format", kFormats[header.source_format & 7U].name},
+                   {"format", h263_format(header.source_format).name},
                    {"quantiser", header.pquant},
                    {header.ss != 0 ? "slices" : "groups", walked.segments},
                    {"macroblocks", walked.macroblocks.size()},
@@ -167,7 +151,7 @@ Json json_of(const H263Picture& picture, const Walked& walked, bool verbose) {
 void show(Output& out, const H263Picture& picture, const Walked& walked, bool verbose) {
     const tbq_picture_info_t& header = walked.state.picture;
     out.print("{:>10}{:>8}{:>5}  {:<5}{:<10}{:>4}{:>8}{:>13}{}\n", picture.offset, picture.data.size(),
-              header.tr, type_of(header), kFormats[header.source_format & 7U].name, header.pquant,
+              header.tr, type_of(header), h263_format(header.source_format).name, header.pquant,
               walked.segments, walked.macroblocks.size(), walked.whole ? "" : "  !! the walk ends early");
     if (!verbose) return;
     for (const Macroblock& mb : walked.macroblocks) {
@@ -204,7 +188,7 @@ bool list_pictures(const Options& options, Output& out) {
 void run(const Options& options) {
     Output out;
     const bool whole = list_pictures(options, out);
-    out.flush();
+    out.finish();
     if (!whole) {
         throw ToolError(Exit::bad_input, options.file + ": a picture does not hold all of its macroblocks");
     }

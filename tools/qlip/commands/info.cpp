@@ -1,5 +1,6 @@
 // qlip info: what a file holds, and what of it can be delivered.
 #include <algorithm>
+#include <array>
 #include <memory>
 
 #include "commands/commands.h"
@@ -18,7 +19,9 @@ using Json = nlohmann::ordered_json;
 constexpr const char* kAbout =
     "Shows the brands and tracks of a 3GP file, which hint track would be replayed for which track, and "
     "whether the\n"
-    "library opens the file for audio (ra) and for video (rv), and if not, why.\n"
+    "library opens the file for audio (ra) and for video (rv), and if not, why. 'state' tells whether the "
+    "file is "
+    "all there.\n"
     "\n"
     "Examples:\n"
     "  qlip info clip.3gp\n"
@@ -77,12 +80,22 @@ Json json_of(const OpenFacts& open) {
     return object;
 }
 
+Json json_of(const FileState& state) {
+    constexpr std::array<const char*, 3> kPlaces = {"missing", "front", "behind"};
+    Json object = {{"moov", kPlaces[static_cast<size_t>(state.moov)]}, {"whole", state.moov_whole()}};
+    if (!state.moov_fault.empty()) object["fault"] = state.moov_fault;
+    if (!state.damage.empty()) object["damage"] = state.damage;
+    return object;
+}
+
 Json json_of(const FileFacts& facts, FileHost& host) {
     Json object = {{"file", host.path()}, {"bytes", host.size()}};
     object["major_brand"] = facts.has_brands ? Json(facts.major_brand) : Json();
     object["minor_version"] = facts.minor_version;
     object["compatible_brands"] = facts.compatible_brands;
     object["duration"] = facts.seconds;
+    object["structure"] = json_of(facts.state);
+    object["missing_media_bytes"] = facts.state.missing ? Json(*facts.state.missing) : Json();
     object["tracks"] = Json::array();
     for (const TrackFacts& track : facts.tracks)
         object["tracks"].push_back(json_of(track));
@@ -147,6 +160,8 @@ void show_open(Output& out, const OpenFacts& open) {
 void show(Output& out, const FileFacts& facts, FileHost& host) {
     out.print("{}: {} bytes\n", host.path(), count_text(host.size()));
     show_brands(out, facts);
+    out.print("  state     {}\n", state_text(facts.state));
+    if (!facts.state.damage.empty()) out.print("  damage    {}\n", facts.state.damage);
     out.print("  duration  {}\n", duration_text(facts.seconds));
     for (const TrackFacts& track : facts.tracks)
         show_track(out, track);
@@ -163,7 +178,8 @@ void run(const Options& options) {
     } else {
         show(out, facts, host);
     }
-    out.flush();
+    out.finish();
+    throw_unless_whole(host, facts.state);
     if (!facts.tracks.empty()) return;
     throw ToolError(Exit::bad_input, options.file + ": " + facts.video.why_not);
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "host/checks.h"
 #include "host/progress.h"
 #include "host/tool_error.h"
 #include "movie/amr_storage.h"
@@ -99,8 +100,10 @@ class PictureFeed : public Feed {
         H263VCFG config = {};
         H263Picture& first = pictures_.front();
         if (h263_get_config(first.data.data(), static_cast<int>(first.data.size()), &config) != 0) {
-            throw ToolError(Exit::bad_input, "the first picture is not sub-QCIF, QCIF or CIF",
-                            "qlip h263, to see the formats of the pictures");
+            throw ToolError(
+                Exit::bad_input,
+                fmt::format("the first picture is {}, and only sub-QCIF, QCIF and CIF can be written",
+                            h263_format(first).name));
         }
         config.timescale = kVideoTimescale;
         config.profile = 0;
@@ -132,6 +135,9 @@ class PictureFeed : public Feed {
 using Feeds = std::vector<std::unique_ptr<Feed>>;
 
 Feeds open_feeds(const Options& options) {
+    if ((options.h263 == "-") + (options.amr == "-") + (options.awb == "-") > 1)
+        throw ToolError(Exit::usage, "standard input can be read for one track only",
+                        "a file for the others");
     Feeds feeds;
     if (!options.h263.empty()) feeds.push_back(std::make_unique<PictureFeed>(options.h263, options.fps));
     if (!options.amr.empty())
@@ -156,7 +162,8 @@ Feed* earliest(const Feeds& feeds) {
 
 void run(const Options& options) {
     Feeds feeds = open_feeds(options);
-    MovieWriter movie(options.out, options.movie, static_cast<int>(feeds.size()), {});
+    MovieWriter movie(options.out, options.movie, static_cast<int>(feeds.size()),
+                      {options.amr, options.awb, options.h263});
     uint64_t total = 0;
     for (const auto& feed : feeds) {
         feed->add_to(movie);
@@ -186,7 +193,7 @@ void add_make(CLI::App& app) {
         ->type_name("FILE");
     command->add_option("--fps", options->fps, "Pictures per second, instead of the temporal references")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(above_zero());
     options->movie.add_to(*command);
     command->callback([options] { run(*options); });
 }

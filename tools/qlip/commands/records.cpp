@@ -7,6 +7,7 @@
 #include "host/output.h"
 #include "host/stream_file.h"
 #include "host/text.h"
+#include "host/tool_error.h"
 #include "stream/record_fields.h"
 
 namespace qlip_tool {
@@ -33,15 +34,14 @@ struct Options {
 // Shows what it is handed, in the order of the stream.
 class Report {
   public:
-    explicit Report(const Options& options) : options_(options) {}
+    explicit Report(const Options& options) : options_(options) {
+        if (options_.json) out_.write(std::string_view{"{\"header\":["});
+    }
 
     void header(const StreamHeader& header) {
-        if (options_.json) out_.write(std::string_view{"{\"header\":["});
-        separator_ = "";
         for (const ShownRecord& record : show_header(header))
             options_.json ? json(record) : lines(record);
-        if (options_.json) out_.write(std::string_view{"],\n\"frames\":["});
-        separator_ = "";
+        begin_frames();
     }
 
     void frame(const StreamHeader& header, const Frame& frame) {
@@ -59,6 +59,15 @@ class Report {
         separator_ = ",";
     }
 
+    // The document stays one, with what was read and why no more was.
+    void failure(const std::string& why) {
+        if (options_.json) {
+            if (in_header_) begin_frames();
+            out_.print("],\n\"failure\":{}}}\n", json_text(why));
+        }
+        out_.finish();
+    }
+
     void end(uint64_t frames, uint64_t announced, uint64_t bytes, bool whole) {
         if (options_.json) {
             out_.print("],\n\"frame_count\":{},\"bytes\":{},\"whole\":{}}}\n", frames, bytes, whole);
@@ -67,10 +76,16 @@ class Report {
                        frames == announced ? "" : " of " + count_text(announced) + " announced",
                        count_text(bytes), whole ? "" : " so far (--limit)");
         }
-        out_.flush();
+        out_.finish();
     }
 
   private:
+    void begin_frames() {
+        if (options_.json) out_.write(std::string_view{"],\n\"frames\":["});
+        separator_ = "";
+        in_header_ = false;
+    }
+
     void json(const ShownRecord& record) {
         const nlohmann::ordered_json object = {{"record", record.name},
                                                {"offset", record.offset},
@@ -96,12 +111,11 @@ class Report {
     const Options& options_;
     Output out_;
     const char* separator_ = "";
+    bool in_header_ = true;
 };
 
-void run(const Options& options) {
-    StreamFile file(options.file);
+void show_all(const Options& options, StreamFile& file, Report& report) {
     StreamReader reader(file);
-    Report report(options);
     report.header(reader.header());
     Frame frame = {};
     uint64_t frames = 0;
@@ -111,6 +125,17 @@ void run(const Options& options) {
         ++frames;
     }
     report.end(frames, reader.header().prop.frame_count, reader.position(), whole);
+}
+
+void run(const Options& options) {
+    StreamFile file(options.file);
+    Report report(options);
+    try {
+        show_all(options, file, report);
+    } catch (const ToolError& error) {
+        report.failure(error.what());
+        throw;
+    }
 }
 
 }  // namespace

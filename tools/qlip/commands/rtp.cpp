@@ -52,19 +52,26 @@ class Player {
                 throw ToolError(Exit::bad_input, options_.source.file + ": the track holds no frame to send");
             }
         }
-        sender_->finish(fmt::format("{} frames", count_text(frames_)));
+        finish();
     }
 
   private:
+    void finish() { sender_->finish(fmt::format("{} frames", count_text(frames_))); }
+
     void play_once() {
         const auto source = open_source(host_, options_.source);
         StreamReader reader(*source);
         Progress progress("playing", reader.header().prop.frame_count, "frames");
         Frame frame = {};
-        for (uint64_t done = 0; reader.next(frame); ++frames_) {
-            if (!sender_) prepare(reader.header(), frame);
-            sender_->send(shaper_->shape(reader.header(), frame));
-            progress.advance_to(++done);
+        try {
+            for (uint64_t done = 0; reader.next(frame); ++frames_) {
+                if (!sender_) prepare(reader.header(), frame);
+                sender_->send(shaper_->shape(reader.header(), frame));
+                progress.advance_to(++done);
+            }
+        } catch (const ToolError& error) {
+            if (error.about_input() && sender_) finish();
+            throw;
         }
     }
 

@@ -70,7 +70,8 @@ void show(Output& out, const Landing& landing) {
 
 void run(const Options& options) {
     FileHost host(options.file);
-    BoxSource source(host, Growth(host, false, Seconds(0)), options.mode, false);
+    BoxSource source(host, Growth(host, false, Seconds(0)), options.mode, false,
+                     BoxSource::Command::OnlySeeks);
     std::array<Landing, kFlagRows.size()> landings = {};
     for (size_t i = 0; i < kFlagRows.size(); ++i) {
         landings[i] = {kFlagRows[i].name, 0, {}};
@@ -87,7 +88,7 @@ void run(const Options& options) {
         for (const Landing& landing : landings)
             show(out, landing);
     }
-    out.flush();
+    out.finish();
     const bool lands = std::any_of(landings.begin(), landings.end(),
                                    [](const Landing& landing) { return landing.status == QLIP_SUCCESS; });
     if (!lands) {

@@ -1,6 +1,7 @@
 #include "commands/source_options.h"
 
 #include "commands/commands.h"
+#include "host/checks.h"
 #include "host/tool_error.h"
 #include "stream/box_source.h"
 #include "stream/session_source.h"
@@ -27,6 +28,17 @@ void add_seek(CLI::App& command, SourceOptions& options) {
     next->excludes(previous);
 }
 
+[[noreturn]] void refuse_seek(FileHost& host, const std::string& mode) {
+    Growth no_growth(host, false, Seconds(0));
+    const bool hinted = prepare(host, no_growth, mode).hinted;
+    throw ToolError(Exit::usage,
+                    hinted
+                        ? "the C entry points cannot seek"
+                        : "the C entry points cannot seek, and the reader that can needs a hint track, which "
+                          "this track has not",
+                    hinted ? "--engine box --seek MS" : "");
+}
+
 }  // namespace
 
 void SourceOptions::add_to(CLI::App& command) {
@@ -49,7 +61,7 @@ void SourceOptions::add_to(CLI::App& command) {
                      "The file is still being written: wait for bytes that are not there yet");
     command
         .add_option("--patience", patience, "With --follow: give up when the file has not grown for so long")
-        ->check(CLI::NonNegativeNumber)
+        ->check(not_negative())
         ->type_name("SECONDS")
         ->capture_default_str();
 }
@@ -57,9 +69,7 @@ void SourceOptions::add_to(CLI::App& command) {
 std::unique_ptr<ChunkSource> open_source(FileHost& host, const SourceOptions& options) {
     const Growth growth(host, options.follow, Seconds(options.patience));
     if (options.engine == "c") {
-        if (options.seek_ms) {
-            throw ToolError(Exit::usage, "the C entry points cannot seek", "--engine box --seek MS");
-        }
+        if (options.seek_ms) refuse_seek(host, options.mode);
         return std::make_unique<SessionSource>(host, growth, options.mode, options.indexed);
     }
     auto source = std::make_unique<BoxSource>(host, growth, options.mode, options.indexed);

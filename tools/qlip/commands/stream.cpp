@@ -29,22 +29,26 @@ struct Options {
 
 void copy_stream(FileHost& host, ChunkSource& source, Output& out, bool at_once) {
     Progress progress("streaming", host.size(), "bytes of the file");
-    for (auto piece = source.next(); !piece.empty(); piece = source.next()) {
-        out.write(piece);
-        if (at_once) out.flush();
-        progress.advance_to(host.furthest());
+    try {
+        for (auto piece = source.next(); !piece.empty(); piece = source.next()) {
+            out.write(piece);
+            if (at_once) out.flush();
+            progress.advance_to(host.furthest());
+        }
+    } catch (const ToolError& error) {
+        if (error.about_input()) out.finish();  // what there is, is delivered
+        throw;
     }
-    out.flush();
+    out.finish();
 }
 
 void run(const Options& options) {
     FileHost host(options.source.file);
     const auto source = open_source(host, options.source);
-    Output out(options.out, options.source.file);
-    if (out.is_terminal()) {
-        throw ToolError(Exit::usage, "a native stream is binary, and standard output is a terminal",
-                        "-o OUT, or a pipe into 'qlip records -'");
-    }
+    // Who stops waiting for a growing file wants what has arrived.
+    Output out(options.out, {options.source.file},
+               options.source.follow ? Interrupted::Keeps : Interrupted::Discards);
+    out.refuse_terminal("a native stream", "-o OUT, or a pipe into 'qlip records -'");
     copy_stream(host, *source, out, options.source.follow);
 }
 

@@ -25,6 +25,10 @@ constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 constexpr uint64_t kMostBytes = std::numeric_limits<uint32_t>::max();
 
 int open_input(const std::string& path) {
+    if (path == "-") {
+        throw ToolError(Exit::usage, "a 3GP file is read at many places, which standard input cannot be",
+                        "a file name in place of -");
+    }
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd >= 0) return fd;
     const int error = errno;

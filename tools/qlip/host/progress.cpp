@@ -1,16 +1,27 @@
 #include "host/progress.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 
+#include "host/message.h"
+
 namespace qlip_tool {
 
 namespace {
-constexpr int kWidth = 30;
+constexpr size_t kWidth = 30;  // of the bar
 constexpr std::chrono::milliseconds kFirstAfter{300};
 constexpr std::chrono::milliseconds kBetween{100};
+
+size_t terminal_width() {
+    constexpr size_t kUsualWidth = 80;
+    winsize window = {};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
+    return known ? window.ws_col : kUsualWidth;
+}
+
 }  // namespace
 
 Progress::Progress(std::string label, uint64_t total, std::string unit)
@@ -21,7 +32,7 @@ Progress::Progress(std::string label, uint64_t total, std::string unit)
       next_(std::chrono::steady_clock::now() + kFirstAfter) {}
 
 Progress::~Progress() {
-    if (drawn_) fmt::print(stderr, "\r\033[K");
+    if (drawn_) tell("\r\033[K");
 }
 
 void Progress::advance_to(uint64_t done) {
@@ -31,15 +42,20 @@ void Progress::advance_to(uint64_t done) {
     drawn_ = true;
 }
 
+// Never a line longer than the terminal is wide, which could not be drawn over: first the bar goes, then the
+// end of the text.
 void Progress::draw(uint64_t done) const {
-    if (total_ == 0) {
-        fmt::print(stderr, "\r\033[K{} {} {}", label_, done, unit_);
-        return;
+    const size_t room = terminal_width() - 1;
+    std::string text = fmt::format("{} {} {}", label_, done, unit_);
+    if (total_ != 0) {
+        const uint64_t shown = std::min(done, total_);
+        const auto filled = static_cast<size_t>(kWidth * shown / total_);
+        const std::string bar = std::string(filled, '#') + std::string(kWidth - filled, '.');
+        const std::string count = fmt::format("{}% {}/{} {}", 100 * shown / total_, done, total_, unit_);
+        text = fmt::format("{} [{}] {}", label_, bar, count);
+        if (text.size() > room) text = label_ + " " + count;
     }
-    const uint64_t shown = std::min(done, total_);
-    const int filled = static_cast<int>(kWidth * shown / total_);
-    fmt::print(stderr, "\r\033[K{} [{:#<{}}{:.<{}}] {}% {}/{} {}", label_, "", filled, "", kWidth - filled,
-               100 * shown / total_, done, total_, unit_);
+    say("\r\033[K{}", std::string_view(text).substr(0, room));
 }
 
 }  // namespace qlip_tool

@@ -23,6 +23,8 @@ class ToolError : public std::runtime_error {
         : std::runtime_error(message), exit_(exit), advice_(std::move(advice)) {}
 
     Exit exit() const { return exit_; }
+    // The input is at fault: what it gave until then is good.
+    bool about_input() const { return exit_ == Exit::bad_input || exit_ == Exit::incomplete; }
     const std::string& advice() const { return advice_; }  // what to try, or empty
 
   private:

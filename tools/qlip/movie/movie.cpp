@@ -1,8 +1,17 @@
 #include "movie/movie.h"
 
+#include <algorithm>
+#include <array>
+
 #include "host/tool_error.h"
 
 namespace qlip_tool {
+
+bool begins_like_3gp(std::string_view first_bytes) {
+    constexpr std::array<std::string_view, 5> kTypes = {"ftyp", "moov", "mdat", "free", "skip"};
+    return first_bytes.size() >= 8 &&
+           std::find(kTypes.begin(), kTypes.end(), first_bytes.substr(4, 4)) != kTypes.end();
+}
 
 bool is_hint(const iso_track& track) {
     return track.codec == ISO_CODEC_RTP || track.codec == ISO_CODEC_SRTP;

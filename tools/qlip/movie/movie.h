@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "host/file_host.h"
@@ -11,6 +12,9 @@ namespace qlip_tool {
 
 // The largest sample that the library delivers.
 inline constexpr unsigned int kLargestSample = 64000;
+
+// Whether the first 8 bytes of a file are a box that a 3GP file begins with.
+bool begins_like_3gp(std::string_view first_bytes);
 
 bool is_hint(const iso_track& track);
 

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
+#include <fcntl.h>
 
+#include "host/checks.h"
+#include "host/message.h"
 #include "host/text.h"
 #include "host/tool_error.h"
 #include "movie/movie.h"
@@ -12,17 +14,7 @@ namespace qlip_tool {
 namespace {
 
 constexpr uint32_t kLibraryLimit = 0x7FFFFFFF;
-
-FILE* create(const std::string& path, const std::string& not_onto) {
-    std::error_code ignored;
-    if (!not_onto.empty() && std::filesystem::equivalent(path, not_onto, ignored)) {
-        throw ToolError(Exit::usage, path + " is the input: the output would destroy it",
-                        "name another output file");
-    }
-    FILE* stream = std::fopen(path.c_str(), "wb+");
-    if (!stream) throw io_error("cannot create " + path);
-    return stream;
-}
+constexpr size_t kPiece = 1 << 16;
 
 void set_brands(iso_file* file, std::string brands) {
     if (brands.empty() || isoFFsetBrand(file, brands.data(), static_cast<int>(file->minor_version)) == 0)
@@ -44,7 +36,7 @@ void MovieOptions::add_to(CLI::App& command) {
         .add_option("--interleave", interleave_seconds,
                     "How long one track's data runs in the file before the next")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber)
+        ->check(above_zero())
         ->capture_default_str();
     command
         .add_option("--max-size", largest_file,
@@ -55,8 +47,9 @@ void MovieOptions::add_to(CLI::App& command) {
 }
 
 MovieWriter::MovieWriter(const std::string& path, const MovieOptions& options, int tracks,
-                         const std::string& not_onto)
-    : path_(path), stream_(create(path, not_onto)), limited_(options.largest_file < kLibraryLimit) {
+                         const std::vector<std::string>& inputs)
+    : path_(path), options_(options) {
+    create(inputs);
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* no_input = nullptr;
     char mode[] = "w";
     file_ = isoFFopen(no_input, mode, nullptr);
@@ -75,6 +68,20 @@ MovieWriter::~MovieWriter() {
     if (stream_) std::fclose(stream_);
 }
 
+// The writer goes back in its file, which a pipe cannot.
+void MovieWriter::create(const std::vector<std::string>& inputs) {
+    if (is_written_directly(path_)) {
+        direct_.emplace(path_, inputs);
+        direct_->refuse_terminal("a 3GP file", "a file name in place of " + path_ + ", or a pipe");
+        stream_ = std::tmpfile();
+    } else {
+        refuse_to_overwrite(path_, inputs);
+        whole_.emplace(path_, Interrupted::Discards);
+        stream_ = fdopen(fcntl(whole_->fd(), F_DUPFD_CLOEXEC, 3), "wb+");
+    }
+    if (!stream_) throw io_error("cannot create " + path_);
+}
+
 iso_track* MovieWriter::add_track() {
     iso_track* track = isoFFtrack(file_);
     if (!track) throw ToolError(Exit::io, "no memory to write " + path_);
@@ -86,30 +93,52 @@ void MovieWriter::write(iso_track* track, std::span<const unsigned char> frame, 
     auto* bytes = const_cast<unsigned char*>(frame.data());  // only read
     const int result = isoFFwrite(track, bytes, static_cast<int>(frame.size()), delta, offset);
     if (result >= 0 || is_full(result)) return;
-    if (result == ISO_WRITE_NO_MEMORY) throw ToolError(Exit::io, "no memory to write " + path_, "--direct");
+    if (result == ISO_WRITE_NO_MEMORY) {
+        throw ToolError(Exit::io, "no memory to write " + path_,
+                        options_.direct ? "" : "--direct, which keeps no frames in memory");
+    }
     throw io_error("cannot write " + path_);
 }
 
 void MovieWriter::finish() {
     isoFFclose(file_);
     file_ = nullptr;
-    const bool closed = std::fclose(stream_) == 0;
-    stream_ = nullptr;
-    if (!closed) throw io_error("cannot write " + path_);
+    if (std::fflush(stream_) != 0 || std::ferror(stream_) != 0) throw io_error("cannot write " + path_);
     const uint64_t kept = frames_in_the_file();
+    check(kept);
+    hand_over();
     if (kept == given_) return;
-    if (!limited_) {
+    say("qlip: {} holds {} of {} frames: the rest does not fit into --max-size\n", path_, kept, given_);
+}
+
+void MovieWriter::check(uint64_t kept) const {
+    const bool limited = options_.largest_file < kLibraryLimit;
+    if (given_ == 0) throw ToolError(Exit::bad_input, "there is no frame to write into " + path_);
+    if (kept < given_ && !limited) {
         throw ToolError(
             Exit::io,
-            fmt::format("{} holds {} of {} frames: the rest could not be written", path_, kept, given_),
+            fmt::format("cannot write {}: only {} of {} frames could be written", path_, kept, given_),
             "more room on that disk");
     }
-    fmt::print(stderr, "qlip: {} holds {} of {} frames: the rest does not fit into --max-size\n", path_, kept,
-               given_);
+    if (kept == 0) {
+        throw ToolError(Exit::usage,
+                        fmt::format("not one frame fits into {} bytes (--max-size)", options_.largest_file),
+                        "a larger --max-size");
+    }
+}
+
+void MovieWriter::hand_over() {
+    if (whole_) return whole_->put_in_place();
+    std::rewind(stream_);
+    std::vector<unsigned char> piece(kPiece);
+    while (const size_t got = std::fread(piece.data(), 1, piece.size(), stream_))
+        direct_->write(std::span(piece.data(), got));
+    if (std::ferror(stream_) != 0) throw io_error("cannot read what goes to " + path_);
+    direct_->finish();
 }
 
 uint64_t MovieWriter::frames_in_the_file() const {
-    FileHost host(path_);
+    FileHost host(fmt::format("/proc/self/fd/{}", fileno(stream_)));
     const Movie movie(host);
     uint64_t frames = 0;
     for (const iso_track* track : movie.tracks())

@@ -3,11 +3,14 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "host/output.h"
 #include "qlip/isoff.h"
 
 namespace qlip_tool {
@@ -24,10 +27,11 @@ struct MovieOptions {
 
 class MovieWriter {
   public:
-    // `tracks` is how many will be added. Throws ToolError when the file cannot be created or is `not_onto`,
-    // an input.
+    // `tracks` is how many will be added. The file appears under its name with finish(); what cannot be put
+    // in place, standard output or a pipe, gets it then. Throws ToolError when it cannot be created, or is
+    // one of the inputs.
     MovieWriter(const std::string& path, const MovieOptions& options, int tracks,
-                const std::string& not_onto);
+                const std::vector<std::string>& inputs);
     ~MovieWriter();
     MovieWriter(const MovieWriter&) = delete;
     MovieWriter& operator=(const MovieWriter&) = delete;
@@ -38,17 +42,22 @@ class MovieWriter {
     // Frames that no longer fit are left out and counted. Throws ToolError when writing fails.
     void write(iso_track* track, std::span<const unsigned char> frame, int delta, int offset = 0);
 
-    // Closes the file, reads it back, and says on standard error when it holds fewer frames than were given.
-    // Throws ToolError when they were lost to the output rather than to its size limit.
+    // Closes the file, reads it back, and says on standard error when the size limit left frames out. Throws
+    // ToolError, and leaves no file, when none is in it or some were lost to the output.
     void finish();
 
   private:
+    void create(const std::vector<std::string>& inputs);
     uint64_t frames_in_the_file() const;
+    void check(uint64_t kept) const;
+    void hand_over();
 
     std::string path_;
-    FILE* stream_;
+    const MovieOptions options_;
+    std::optional<PendingFile> whole_;
+    std::optional<Output> direct_;
+    FILE* stream_ = nullptr;
     iso_file* file_ = nullptr;
-    bool limited_;
     uint64_t given_ = 0;
 };
 

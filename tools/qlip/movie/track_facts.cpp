@@ -113,7 +113,9 @@ bool serves(const CodecRow& row, bool audio) {
     return audio ? row.audio : row.video;
 }
 
-std::string why_no_track(const Movie& movie, bool audio) {
+std::string why_no_track(const Movie& movie, const FileState& state, bool audio) {
+    if (state.ends_early() && !state.moov_whole())
+        return "the file ends before its structure (the moov box) does";
     if (movie.tracks().empty()) {
         return "no tracks were found: this is no 3GP file, or its structure (the moov box) is missing or "
                "damaged";
@@ -124,16 +126,11 @@ std::string why_no_track(const Movie& movie, bool audio) {
     return aac ? "its audio is AAC, which is not supported" : "it has no AMR-NB or AMR-WB track";
 }
 
-// The last track that serves the medium is the one that is delivered.
-unsigned int delivered_track(const Movie& movie, bool audio) {
-    unsigned int id = 0;
-    for (const iso_track* track : movie.tracks()) {
-        if (serves(row_of(track->codec), audio)) id = track->track_id;
-    }
-    return id;
+unsigned int id_of(const iso_track* track) {
+    return track ? track->track_id : 0;
 }
 
-OpenFacts try_open(FileHost& host, const Movie& movie, const char* mode) {
+OpenFacts try_open(FileHost& host, const Movie& movie, const FileState& state, const char* mode) {
     const bool audio = mode[1] == 'a';
     OpenFacts facts = {mode, QLIP_SUCCESS, 0, {}};
     mm_Interface* session = nullptr;
@@ -141,9 +138,9 @@ OpenFacts try_open(FileHost& host, const Movie& movie, const char* mode) {
     facts.status = qlip_Open(&session, host.record(), mode);
     qlip_Close(&session);
     if (facts.status == QLIP_SUCCESS) {
-        facts.track_id = delivered_track(movie, audio);
+        facts.track_id = id_of(delivered_track(movie, audio));
     } else {
-        facts.why_not = why_no_track(movie, audio);
+        facts.why_not = why_no_track(movie, state, audio);
     }
     return facts;
 }
@@ -158,6 +155,14 @@ std::vector<std::string> split(const char* text) {
 
 }  // namespace
 
+const iso_track* delivered_track(const Movie& movie, bool audio) {
+    const iso_track* found = nullptr;
+    for (const iso_track* track : movie.tracks()) {
+        if (serves(row_of(track->codec), audio)) found = track;
+    }
+    return found;
+}
+
 FileFacts read_facts(FileHost& host) {
     const Movie movie(host);
     FileFacts facts = {};
@@ -165,26 +170,24 @@ FileFacts read_facts(FileHost& host) {
     facts.has_brands = movie->major_brand[0] != '\0';
     facts.minor_version = facts.has_brands ? movie->minor_version : 0;
     facts.compatible_brands = split(movie->compatible_brands);
+    facts.state = file_state(host, movie);
     isoFFfileInfo(movie.file(), nullptr, &facts.seconds, nullptr);
     for (iso_track* track : movie.tracks())
         facts.tracks.push_back(describe(movie, *track));
-    facts.audio = try_open(host, movie, "ra");
-    facts.video = try_open(host, movie, "rv");
+    facts.audio = try_open(host, movie, facts.state, "ra");
+    facts.video = try_open(host, movie, facts.state, "rv");
     return facts;
-}
-
-std::string choose_mode(FileHost& host) {
-    return delivered_track(Movie(host), false) != 0 ? "rv" : "ra";
 }
 
 ToolError cannot_open(FileHost& host, const std::string& mode, int status) {
     const Movie movie(host);
+    const FileState state = file_state(host, movie);
     const bool audio = mode == "ra";
     std::string why =
         fmt::format("cannot open {} for {}: {} (status {}: {})", host.path(), audio ? "audio" : "video",
-                    why_no_track(movie, audio), status, qlip_StatusString(status));
-    const bool other = delivered_track(movie, !audio) != 0;
-    return {Exit::bad_input, why,
+                    why_no_track(movie, state, audio), status, qlip_StatusString(status));
+    const bool other = delivered_track(movie, !audio) != nullptr;
+    return {state.ends_early() ? Exit::incomplete : Exit::bad_input, why,
             other ? fmt::format("--mode {}: the file has such a track", audio ? "rv" : "ra")
                   : fmt::format("qlip info {}, to see what the file holds", host.path())};
 }

@@ -7,6 +7,7 @@
 
 #include "host/file_host.h"
 #include "host/tool_error.h"
+#include "movie/file_state.h"
 
 namespace qlip_tool {
 
@@ -53,12 +54,13 @@ struct FileFacts {
     double seconds;
     std::vector<TrackFacts> tracks;
     OpenFacts audio, video;
+    FileState state;
 };
 
 FileFacts read_facts(FileHost& host);
 
-// "rv" if the file has a video track that can be delivered, else "ra".
-std::string choose_mode(FileHost& host);
+// The track that serves the medium and is delivered, the last one; null if there is none.
+const iso_track* delivered_track(const Movie& movie, bool audio);
 
 // The failure of an open, with its reason in words.
 ToolError cannot_open(FileHost& host, const std::string& mode, int status);

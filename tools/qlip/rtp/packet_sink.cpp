@@ -96,8 +96,8 @@ void UdpSink::send(std::span<const unsigned char> packet, double) {
     if (sent < 0) throw io_error("cannot send to " + name_);
 }
 
-PcapSink::PcapSink(const std::string& path, const std::string& not_onto, const Destination& to)
-    : out_(path, not_onto), port_(static_cast<uint16_t>(to.port)) {
+PcapSink::PcapSink(const std::string& path, const std::string& input, const Destination& to)
+    : out_(path, {input}), port_(static_cast<uint16_t>(to.port)) {
     if (inet_pton(AF_INET, to.host.c_str(), &address_) != 1) {
         throw ToolError(Exit::usage,
                         "--pcap shows the packets as IPv4, and " + to.host + " is no IPv4 address",

@@ -45,11 +45,11 @@ class UdpSink : public PacketSink {
 // start at 0, so that the same input gives the same file.
 class PcapSink : public PacketSink {
   public:
-    PcapSink(const std::string& path, const std::string& not_onto, const Destination& to);
+    PcapSink(const std::string& path, const std::string& input, const Destination& to);
 
     bool is_live() const override { return false; }
     void send(std::span<const unsigned char> packet, double seconds) override;
-    void finish() override { out_.flush(); }
+    void finish() override { out_.finish(); }
 
   private:
     Output out_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "host/checks.h"
 #include "host/text.h"
 #include "host/tool_error.h"
 
@@ -17,22 +18,26 @@ void SendOptions::add_to(CLI::App& command) {
         ->type_name("OUT");
     auto* fast = command.add_flag("--asap", asap, "Send without waiting; a receiver may lose packets");
     command.add_option("--speed", speed, "Play so many times as fast")
-        ->check(CLI::PositiveNumber)
+        ->check(above_zero())
         ->type_name("X")
         ->excludes(fast)
         ->capture_default_str();
     command.add_option("--delay", delay, "Wait before the first packet, for a player to start")
-        ->check(CLI::NonNegativeNumber)
+        ->check(not_negative())
         ->type_name("SECONDS");
 }
 
 RtpSender::RtpSender(const SendOptions& options, const RtpFormat& format, const std::string& input)
     : options_(options), to_(parse_destination(options.to)), clock_(format.clock) {
+    if (same_output(options.sdp, options.pcap)) {
+        throw ToolError(Exit::usage, "--sdp and --pcap cannot both go to " + options.sdp,
+                        "a file of its own for one of them");
+    }
     if (!options.sdp.empty()) {
         const std::string name = input.substr(input.find_last_of('/') + 1);
-        Output out(options.sdp, input);
+        Output out(options.sdp, {input});
         out.write(std::string_view{session_description(format, to_, name)});
-        out.flush();
+        out.finish();
     }
     if (options.pcap.empty()) {
         sink_ = std::make_unique<UdpSink>(to_);
@@ -73,13 +78,12 @@ void RtpSender::wait_until(double seconds) {
 
 void RtpSender::finish(const std::string& what) {
     sink_->finish();
-    const bool quiet = options_.sdp == "-" || options_.pcap == "-";
-    if (quiet) return;
+    if (is_standard_output(options_.sdp) || is_standard_output(options_.pcap)) return;
     Output out;
     out.print("{}: {} packets, {} bytes, {} {}\n", what, count_text(packets_sent_), count_text(bytes_sent_),
               options_.pcap.empty() ? "sent to" : "written to",
               options_.pcap.empty() ? options_.to : options_.pcap);
-    out.flush();
+    out.finish();
 }
 
 }  // namespace qlip_tool

@@ -25,18 +25,14 @@ std::string box_status_text(unsigned int status) {
     }
 }
 
-BoxSource::BoxSource(FileHost& host, Growth growth, std::string mode, bool indexed)
+BoxSource::BoxSource(FileHost& host, Growth growth, const std::string& mode, bool indexed, Command command)
     : host_(host),
       growth_(growth),
-      mode_(std::move(mode)),
+      opening_(prepare(host, growth_, mode)),
       indexed_(indexed),
+      command_(command),
       reader_(kLargestFrame),
       piece_(kPieceSize) {
-    if (growth_.follows() && !growth_.wait_for_structure()) {
-        throw ToolError(Exit::incomplete, host_.path() + ": the file's structure has not arrived in time",
-                        "a longer --patience");
-    }
-    if (mode_.empty()) mode_ = choose_mode(host_);
     open();
 }
 
@@ -47,7 +43,7 @@ BoxSource::~BoxSource() {
 void BoxSource::open() {
     auto* io = host_.record();
     host_.start_over();
-    const unsigned int status = reader_.Open(io, mode_.c_str());
+    const unsigned int status = reader_.Open(io, opening_.mode.c_str());
     host_.refuse_short_reads();
     if (status != QLIP_SUCCESS) fail("cannot open", status);
 }
@@ -80,20 +76,33 @@ std::span<const unsigned char> BoxSource::next() {
     return {};
 }
 
+std::string BoxSource::advice_on(unsigned int status) const {
+    const bool streams = command_ == Command::Streams;
+    switch (status) {
+        case QLIP_NOT_AVAILABLE_YET:
+            return streams && !growth_.follows() ? "--follow, if the file is still being written" : "";
+        case QLIP_BAD_TIMESTAMP:
+            return "a time inside the track";
+        case QLIP_HINT_TRACK_REQUIRED:
+        case QLIP_UNKNOWN_CODER:
+        case QLIP_TOO_MANY_TRACKS:
+            if (streams && opening_.delivers)
+                return "--engine c, which needs no hint tracks and knows all codecs";
+            [[fallthrough]];
+        default:
+            return "qlip info " + host_.path() + ", to see what the file holds";
+    }
+}
+
 void BoxSource::fail(const char* doing, unsigned int status) const {
     host_.throw_if_unreadable();
-    const std::string what = fmt::format("{} {} with --engine box (status {}: {})", doing, host_.path(),
-                                         status, box_status_text(status));
-    if (status == QLIP_NOT_AVAILABLE_YET) {
-        throw ToolError(Exit::incomplete, what, "--follow, if the file is still being written");
-    }
-    std::string advice = "qlip info " + host_.path() + ", to see what the file holds";
-    if (status == QLIP_HINT_TRACK_REQUIRED || status == QLIP_UNKNOWN_CODER ||
-        status == QLIP_TOO_MANY_TRACKS) {
-        advice = "--engine c, which needs no hint tracks and knows all codecs";
-    }
-    if (status == QLIP_BAD_TIMESTAMP) advice = "a time inside the track";
-    throw ToolError(Exit::bad_input, what, advice);
+    throw_unless_structure_is_whole(host_, opening_.state);
+    const std::string reader = command_ == Command::Streams ? " with --engine box" : "";
+    const bool later = status == QLIP_NOT_AVAILABLE_YET;
+    throw ToolError(
+        later ? Exit::incomplete : Exit::bad_input,
+        fmt::format("{} {}{} (status {}: {})", doing, host_.path(), reader, status, box_status_text(status)),
+        advice_on(status));
 }
 
 }  // namespace qlip_tool

@@ -6,15 +6,20 @@
 
 #include "host/chunk_source.h"
 #include "host/file_host.h"
-#include "host/growth.h"
 #include "qlip/c3gpinterface.h"
+#include "stream/growth.h"
+#include "stream/opening.h"
 
 namespace qlip_tool {
 
 class BoxSource : public ChunkSource {
   public:
+    // What the command that uses it offers beside this reader, for hints what to try.
+    enum class Command { Streams, OnlySeeks };
+
     // Opens the reader in `mode`: "ra", "rv", or empty for what the file holds. Throws ToolError.
-    BoxSource(FileHost& host, Growth growth, std::string mode, bool indexed);
+    BoxSource(FileHost& host, Growth growth, const std::string& mode, bool indexed,
+              Command command = Command::Streams);
     ~BoxSource() override;
 
     // Moves to a time in milliseconds; `flag` is one of QLIP_SEEK_NEXT_SYNC, ..._PREVIOUS_...,
@@ -28,12 +33,14 @@ class BoxSource : public ChunkSource {
 
   private:
     void open();
+    std::string advice_on(unsigned int status) const;
     [[noreturn]] void fail(const char* doing, unsigned int status) const;
 
     FileHost& host_;
     Growth growth_;
-    std::string mode_;
+    Opening opening_;
     bool indexed_;
+    Command command_;
     C3gpInterface reader_;
     std::vector<unsigned char> piece_;
     bool ended_ = false;

@@ -8,8 +8,25 @@
 
 namespace qlip_tool {
 
-FragmentSource::FragmentSource(std::vector<H263Picture> pictures, wld_rfc_mode mode, int max_payload)
-    : pictures_(std::move(pictures)), mode_(mode) {
+namespace {
+
+ToolError cannot_cut(H263Picture& picture, int result, const std::string& look) {
+    const std::string where =
+        fmt::format("the picture at byte {} cannot be cut into packets: ", picture.offset);
+    if (result != WLD_BAD_PICTURE)
+        return {Exit::bad_input, where + "a macroblock is larger than a packet", "a larger --max-payload"};
+    const std::string format = h263_format(picture).name;
+    if (format == h263_format(0).name)
+        return {Exit::bad_input, where + "it has no picture header that can be read", look};
+    return {Exit::bad_input, where + "it is " + format + ", and this form takes only sub-QCIF, QCIF and CIF",
+            "--rfc 2429, which takes every format"};
+}
+
+}  // namespace
+
+FragmentSource::FragmentSource(std::vector<H263Picture> pictures, wld_rfc_mode mode, int max_payload,
+                               std::string advice)
+    : pictures_(std::move(pictures)), mode_(mode), advice_(std::move(advice)) {
     iso_track track = {};
     track.codec = ISO_CODEC_S263;
     wld_native_init(&native_, WLD_TYPE_H263, max_payload, mode, &track, 0);
@@ -72,13 +89,7 @@ void FragmentSource::write_picture(H263Picture& picture) {
     const int size =
         wld_native_packet(packets_.data(), static_cast<int>(packets_.size()), picture.data.data(),
                           static_cast<int>(picture.data.size()), picture.seconds, &native_);
-    if (size < 0) {
-        throw ToolError(Exit::bad_input,
-                        fmt::format("the picture at byte {} cannot be cut into packets: {}", picture.offset,
-                                    size == WLD_BAD_PICTURE ? "it has no picture header"
-                                                            : "a macroblock is larger than a packet"),
-                        "qlip h263, to see what it holds");
-    }
+    if (size < 0) throw cannot_cut(picture, size, advice_);
     const auto bare = static_cast<unsigned int>(size + sizeof(wld_frame_record) + sizeof(wld_frame_prefix));
     append(wld_frame_record{bare + (-bare & 3U), native_.packet_count, -bare & 3U});
     append(wld_frame_prefix{4, 1});

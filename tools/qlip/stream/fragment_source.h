@@ -1,6 +1,7 @@
 // H.263 pictures cut into packets in a form of one's choice, as a native stream.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "host/chunk_source.h"
@@ -11,7 +12,8 @@ namespace qlip_tool {
 
 class FragmentSource : public ChunkSource {
   public:
-    FragmentSource(std::vector<H263Picture> pictures, wld_rfc_mode mode, int max_payload);
+    // `advice` is what to try when a picture cannot be read.
+    FragmentSource(std::vector<H263Picture> pictures, wld_rfc_mode mode, int max_payload, std::string advice);
 
     std::span<const unsigned char> next() override;
 
@@ -23,6 +25,7 @@ class FragmentSource : public ChunkSource {
 
     std::vector<H263Picture> pictures_;
     wld_rfc_mode mode_;
+    std::string advice_;
     wld_native native_ = {};
     std::vector<unsigned char> chunk_;
     std::vector<unsigned char> packets_;

@@ -5,12 +5,14 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
 #include "host/stream_file.h"
 #include "host/tool_error.h"
-#include "movie/movie.h"
+#include "movie/file_state.h"
+#include "qlip/h263_isoff.h"
 #include "qlip/h263_parse.h"
 
 namespace qlip_tool {
@@ -31,15 +33,10 @@ Bytes read_all(const std::string& path) {
 }
 
 bool is_3gp(const std::string& path) {
-    if (path == "-") return false;
+    if (path == "-" || !std::filesystem::is_regular_file(path)) return false;
     char head[8] = {};
     FileHost(path).read_at(0, head, sizeof head);
-    const std::string_view type(head + 4, 4);
-    constexpr std::array<std::string_view, 5> kFirstBoxes = {"ftyp", "moov", "mdat", "free", "skip"};
-    for (const std::string_view known : kFirstBoxes) {
-        if (type == known) return true;
-    }
-    return false;
+    return begins_like_3gp({head, sizeof head});
 }
 
 // Where pictures begin. Start codes of pictures stand on the byte grid.
@@ -111,10 +108,15 @@ iso_track* h263_track(const Movie& movie) {
 std::vector<H263Picture> read_track(const std::string& path) {
     FileHost host(path);
     const Movie movie(host);
+    const FileState state = file_state(host, movie);
     iso_track* track = h263_track(movie);
     if (!track) {
+        throw_unless_structure_is_whole(host, state);
         throw ToolError(Exit::bad_input, path + " has no H.263 track", "qlip info " + path);
     }
+    if (const std::string damage = claims_too_much(host, *track); !damage.empty())
+        throw ToolError(Exit::bad_input, path + ": " + damage);
+    host.refuse_short_reads();
     std::vector<H263Picture> pictures;
     Bytes sample(kLargestSample);
     while (true) {
@@ -125,10 +127,35 @@ std::vector<H263Picture> read_track(const std::string& path) {
         pictures.push_back({offset, seconds, Bytes(sample.begin(), sample.begin() + size)});
     }
     host.throw_if_unreadable();
+    throw_unless_structure_is_whole(host, state);
+    if (track->sample < track->sample_count) {
+        throw_unless_whole(host, state);
+        throw ToolError(Exit::bad_input, path + ": a sample of its H.263 track cannot be read",
+                        "qlip info " + path);
+    }
     return pictures;
 }
 
 }  // namespace
+
+const H263Format& h263_format(unsigned int source_format) {
+    static constexpr std::array<H263Format, 8> kFormats = {{{"unknown", 0},
+                                                            {"sub-QCIF", 48},
+                                                            {"QCIF", 99},
+                                                            {"CIF", 396},
+                                                            {"4CIF", 1584},
+                                                            {"16CIF", 6336},
+                                                            {"custom", 0},
+                                                            {"extended", 0}}};
+    return kFormats[source_format & 7U];
+}
+
+const H263Format& h263_format(H263Picture& picture) {
+    tbq_state_t state = {};
+    tbq_pos_t at = {};
+    get_start_of_mb(&state, picture.data.data(), static_cast<int>(picture.data.size()), &at, &at);
+    return h263_format(state.picture.source_format);
+}
 
 std::vector<H263Picture> load_h263(const std::string& path) {
     std::vector<H263Picture> pictures = is_3gp(path) ? read_track(path) : split_stream(path);

@@ -95,7 +95,7 @@ void add_audio_frame(Sheet& sheet, const Frame& frame, bool with_payload) {
 }
 
 void add_packet(Sheet& sheet, const Packet& packet, bool with_payload) {
-    sheet.add("WLD_RTP", packet.record.size,
+    sheet.add("wld_packet_record", packet.record.size,
               with_payload_of({{"size", packet.record.size},
                                {"timestamp", packet.record.timestamp},
                                {"marker", packet.marker()},
@@ -107,11 +107,11 @@ void add_packet(Sheet& sheet, const Packet& packet, bool with_payload) {
 }
 
 void add_video_frame(Sheet& sheet, const Frame& frame, bool with_payload) {
-    sheet.add("video frame record", sizeof frame.video,
+    sheet.add("wld_frame_record", sizeof frame.video,
               {{"frame_size", frame.video.frame_size},
                {"packet_count", frame.video.packet_count},
                {"frame_pad", frame.video.frame_pad}});
-    sheet.add("video frame body", sizeof frame.prefix,
+    sheet.add("wld_frame_prefix", sizeof frame.prefix,
               {{"word_four", frame.prefix.word_four}, {"word_one", frame.prefix.word_one}});
     for (const Packet& packet : frame.packets)
         add_packet(sheet, packet, with_payload);

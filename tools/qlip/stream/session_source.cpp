@@ -13,6 +13,8 @@ namespace qlip_tool {
 
 namespace {
 
+constexpr size_t kModeRequest = 1;  // in front of each speech frame (RFC 4867 4.3.1)
+
 template <typename Record>
 Record load(const unsigned char* from) {
     Record record;
@@ -39,6 +41,7 @@ size_t ChunkLength::of(const unsigned char* chunk) {
             return read_audio_frame(chunk);
         case Next::audio_payload:
             next_ = Next::audio_frame;
+            speech_ += body_ - std::min(body_, kModeRequest);
             return body_;
         case Next::video_header:
             return read_video_frame(chunk, header_size_ - sizeof(PROP_Header_Info));
@@ -74,13 +77,12 @@ size_t ChunkLength::read_video_frame(const unsigned char* record, size_t in_fron
     return in_front + sizeof frame;
 }
 
-SessionSource::SessionSource(FileHost& host, Growth growth, std::string mode, bool indexed)
-    : host_(host), growth_(growth), mode_(std::move(mode)), indexed_(indexed), chunk_(QLIP_LARGEST_CHUNK) {
-    if (growth_.follows() && !growth_.wait_for_structure()) {
-        throw ToolError(Exit::incomplete, host_.path() + ": the file's structure has not arrived in time",
-                        "a longer --patience");
-    }
-    if (mode_.empty()) mode_ = choose_mode(host_);
+SessionSource::SessionSource(FileHost& host, Growth growth, const std::string& mode, bool indexed)
+    : host_(host),
+      growth_(growth),
+      opening_(prepare(host, growth_, mode)),
+      indexed_(indexed),
+      chunk_(QLIP_LARGEST_CHUNK) {
     open();
 }
 
@@ -90,9 +92,9 @@ SessionSource::~SessionSource() {
 
 void SessionSource::open() {
     host_.start_over();
-    const int status = qlip_Open(&session_, host_.record(), mode_.c_str());
+    const int status = qlip_Open(&session_, host_.record(), opening_.mode.c_str());
     host_.throw_if_unreadable();
-    if (status != QLIP_SUCCESS) throw cannot_open(host_, mode_, status);
+    if (status != QLIP_SUCCESS) throw cannot_open(host_, opening_.mode, status);
     host_.refuse_short_reads();
 }
 
@@ -121,16 +123,29 @@ std::span<const unsigned char> SessionSource::next() {
         unsigned int size = 0;
         host_.forget_short_reads();
         const int status = qlip_ReadChunk(session_, chunk_.data(), &size, indexed_);
-        if (status == QLIP_END_OF_FILE) return {};
+        if (status == QLIP_END_OF_FILE) {
+            throw_unless_structure_is_whole(host_, opening_.state);
+            return {};
+        }
         const bool missing = first_frame_is_missing(status);
         if (status == QLIP_SUCCESS && !missing) {
             ++delivered_;
-            return {chunk_.data(), std::min(length_.of(chunk_.data()), chunk_.size())};
+            const size_t size_of_chunk = std::min(length_.of(chunk_.data()), chunk_.size());
+            refuse_made_up_speech();
+            return {chunk_.data(), size_of_chunk};
         }
         const bool later = status == QLIP_NOT_AVAILABLE_YET || missing;
         if (!later || host_.unreadable() || !growth_.wait()) fail(later ? QLIP_NOT_AVAILABLE_YET : status);
         if (missing) reopen();
     }
+}
+
+// Frames that do not fit their samples make the library go on with what was there before.
+void SessionSource::refuse_made_up_speech() const {
+    if (length_.speech() <= opening_.track_bytes) return;
+    throw ToolError(Exit::bad_input, fmt::format("{}: the track's speech frames do not fit its samples: they "
+                                                 "would come to more than the {} bytes that it has",
+                                                 host_.path(), opening_.track_bytes));
 }
 
 void SessionSource::fail(int status) const {

@@ -6,8 +6,9 @@
 
 #include "host/chunk_source.h"
 #include "host/file_host.h"
-#include "host/growth.h"
 #include "qlip/qlip.h"
+#include "stream/growth.h"
+#include "stream/opening.h"
 
 namespace qlip_tool {
 
@@ -16,6 +17,9 @@ class ChunkLength {
   public:
     // The length of the chunk that was just delivered. To be called once for every chunk, in order.
     size_t of(const unsigned char* chunk);
+
+    // Bytes of all speech frames so far.
+    uint64_t speech() const { return speech_; }
 
   private:
     enum class Next {
@@ -37,13 +41,14 @@ class ChunkLength {
     Next next_ = Next::head;
     size_t header_size_ = 0;
     size_t body_ = 0;  // of the chunk that follows a frame record
+    uint64_t speech_ = 0;
 };
 
 class SessionSource : public ChunkSource {
   public:
     // Opens a session in `mode`: "ra", "rv", or empty for what the file holds. Throws ToolError with the
     // reason when the file has no such track.
-    SessionSource(FileHost& host, Growth growth, std::string mode, bool indexed);
+    SessionSource(FileHost& host, Growth growth, const std::string& mode, bool indexed);
     ~SessionSource() override;
 
     std::span<const unsigned char> next() override;
@@ -52,11 +57,12 @@ class SessionSource : public ChunkSource {
     void open();
     void reopen();
     bool first_frame_is_missing(int status) const;
+    void refuse_made_up_speech() const;
     [[noreturn]] void fail(int status) const;
 
     FileHost& host_;
     Growth growth_;
-    std::string mode_;
+    Opening opening_;
     bool indexed_;
     mm_Interface* session_ = nullptr;
     std::vector<unsigned char> chunk_;

@@ -7,6 +7,7 @@
 
 #include "host/text.h"
 #include "host/tool_error.h"
+#include "movie/movie.h"
 
 namespace qlip_tool {
 namespace {
@@ -43,7 +44,7 @@ StreamReader::StreamReader(ChunkSource& source) : source_(source) {
     } else {
         throw ToolError(Exit::bad_input,
                         fmt::format("this is no native stream: it begins with \"{}\"", printable(type)),
-                        "qlip stream FILE.3gp -o OUT, which makes one from a 3GP file");
+                        begins_like_3gp(type) ? "qlip stream, which makes one from a 3GP file" : "");
     }
     if (position_ != header_.prop.header_size) {
         damaged(fmt::format("the header says it has {} bytes, its records have {}", header_.prop.header_size,

@@ -25,8 +25,6 @@ class Growth {
     bool wait_for_structure();
 
   private:
-    bool structure_is_whole();
-
     FileHost& host_;
     bool follow_;
     Seconds patience_;

@@ -1,9 +1,8 @@
-#include "host/growth.h"
+#include "stream/growth.h"
 
-#include <arpa/inet.h>
-
-#include <cstring>
 #include <thread>
+
+#include "movie/file_state.h"
 
 namespace qlip_tool {
 
@@ -26,26 +25,11 @@ bool Growth::wait() {
 }
 
 bool Growth::wait_for_structure() {
-    while (!structure_is_whole()) {
+    while (true) {
+        const TopLevel top = read_top_level(host_);
+        if (top.moov && top.moov->offset + top.moov->size <= host_.size()) return true;
         if (!wait()) return false;
     }
-    return true;
-}
-
-// Walks the top-level boxes (ISO/IEC 14496-12 4.2) up to moov.
-bool Growth::structure_is_whole() {
-    struct {
-        uint32_t size;
-        char type[4];
-    } box = {};
-    uint64_t at = 0;
-    while (host_.read_at(at, &box, sizeof box) == sizeof box) {
-        const uint32_t size = ntohl(box.size);
-        if (std::memcmp(box.type, "moov", 4) == 0) return at + size <= host_.size();
-        if (size < sizeof box) return false;
-        at += size;
-    }
-    return false;
 }
 
 }  // namespace qlip_tool
