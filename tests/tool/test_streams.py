@@ -1,9 +1,12 @@
 """stream, records, rtp and the H.263 commands, without a network."""
 import base64
+import fcntl
 import os
+import pty
 import re
 import struct
 import subprocess
+import termios
 import threading
 import time
 import unittest
@@ -259,6 +262,18 @@ class Captures(Case):
         self.assertEqual([packet[:5] for packet in kept],
                          [(record.marker, record.payload_type, record.sequence, record.timestamp, record.payload)
                           for record in records])
+
+
+class Terminal(Case):
+    def test_progress_fits_the_terminal(self):
+        master, slave = pty.openpty()
+        self.addCleanup(os.close, master)
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", 24, 30, 0, 0))
+        subprocess.run([QLIP, "rtp", sample("h263"), "--speed", "4"], stderr=slave, stdout=subprocess.DEVNULL, check=True)
+        os.close(slave)
+        drawn = os.read(master, 1 << 16).decode().split("\r\033[K")
+        self.assertIn("%", drawn[1])
+        self.assertLess(max(map(len, drawn)), 30)
 
 
 class H263(Case):

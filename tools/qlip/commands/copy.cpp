@@ -61,6 +61,7 @@ std::vector<Copy> choose(const Options& options, FileHost& host, const Movie& mo
     }
     if (copies.empty()) {
         throw_unless_structure_is_whole(host, state);
+        if (movie.tracks().empty()) throw_unless_whole(host, state);
         throw ToolError(Exit::bad_input, options.in + " has no such track that can be copied",
                         "qlip info " + options.in);
     }
