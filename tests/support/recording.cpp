@@ -238,14 +238,11 @@ std::string check_recording(const unsigned char* bytes, size_t size) {
     host.keep_log = false;
     const size_t length = host.bytes.size();
     if (plan.limit && length > *plan.limit) return "the file passes its limit";
-    size_t kept = 0, samples = 0, all = 0, all_bytes = 0;
+    size_t kept = 0, samples = 0, all = 0;
     if (std::string fault = check_with_engine(host, plan, &kept, &samples); !fault.empty()) return fault;
     if (std::string fault = check_with_box_model(host, plan); !fault.empty()) return fault;
-    for (const Track& track : plan.tracks) {
+    for (const Track& track : plan.tracks)
         all += track.given.size();
-        for (const Frame& frame : track.given)
-            all_bytes += frame.bytes.size();
-    }
     if (samples == all) return "";
     if (!plan.capacity && !plan.limit && !writing.refused()) return "frames are missing";
     // What is missing had no room: a frame, its rows and what the estimates spare.
