@@ -1,5 +1,6 @@
 #include "iso/read/walk.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -12,6 +13,9 @@ using namespace qlip;
 namespace {
 
 constexpr int kHeaderSize = 8;
+// Handlers take their fixed fields off the payload, also off one that is negative; none has this many of
+// them.
+constexpr int kLowestPayload = INT_MIN + 1024;
 // Boxes at the top level before the media data; a file of empty boxes would keep the parser busy for ever.
 constexpr int kMostTopLevelBoxes = 65536;
 
@@ -92,7 +96,7 @@ class Walk {
     int take(const BoxHeader& header, const unsigned char* start) {
         const int payload = account(header.size);
         if (file_->depth == 1) file_->position += kHeaderSize;
-        const int result = handle_box(file_, table_, header, payload);
+        const int result = handle_box(file_, table_, header, std::max(payload, kLowestPayload));
         if (result != kGoOn) return result;
         if (file_->depth == 1) file_->position += static_cast<unsigned int>(payload);
         return goes_forward(header, start) ? kGoOn : kRefuse;

@@ -61,7 +61,7 @@ TEST_P(RealFile, CutAnywhereInItsBoxesStillOpens) {
 }
 
 TEST_P(RealFile, WithAnyWordOfMoovReplacedStillOpens) {
-    for (const uint32_t word : {0U, 1U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+    for (const uint32_t word : {0U, 1U, 0x7FFFFFFFU, 0x80000010U, 0xFFFFFFFFU}) {
         for (size_t at = moov; at + 4 <= moov + moov_size; at += 1) {
             Bytes changed = whole;
             qlip::store_be32(&changed[at], word);
