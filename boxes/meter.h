@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <new>
 
+#include "common/line_limit.h"
 #include "host/host_calls.h"
 #include "qlip/vorn3gp/stream.h"
 
@@ -34,6 +35,8 @@ class Meter : public HostIo {
 
     // Whether a table may have its memory at once: all of these together have as much as the file has bytes.
     bool may_reserve(uint64_t bytes, uint64_t file_size);
+
+    LineLimit missing_configurations;  // that are logged
 
   private:
     friend struct MeterSlots;

@@ -1,10 +1,10 @@
-// The log lines of faults: a damaged file has one in every constructor, and a log must stay readable. Of each
-// kind an open object writes so many lines, and then one that says that further ones are left out.
+// The log lines of faults, of which a damaged file may have one in every constructor. An open object bounds
+// each kind by itself.
 #pragma once
 
 #include <array>
 
-#include "common/log.h"
+#include "common/line_limit.h"
 
 namespace qlip {
 
@@ -21,20 +21,13 @@ enum class Fault {
 
 class FaultLog {
   public:
-    static constexpr unsigned int kMostLines = 64;
-
     // Whether one more line of the kind is to be written. Without a log there is no end to them.
     static bool admits(FaultLog* log, Fault fault, const char* prefix, const char* path) {
-        if (!log) return true;
-        unsigned int& lines = log->lines_[static_cast<size_t>(fault)];
-        if (lines > kMostLines) return false;
-        if (lines++ < kMostLines) return true;
-        SimpleException(path, __LINE__, "Further lines of this kind are left out").Log(prefix);
-        return false;
+        return !log || log->limits_[static_cast<size_t>(fault)].admits(prefix, path);
     }
 
   private:
-    std::array<unsigned int, static_cast<size_t>(Fault::Kinds)> lines_{};
+    std::array<LineLimit, static_cast<size_t>(Fault::Kinds)> limits_;
 };
 
 }  // namespace qlip

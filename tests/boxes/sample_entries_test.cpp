@@ -114,6 +114,16 @@ TEST(AmrEntry, WithoutItsConfigurationIsReadAndLogged) {
               std::string::npos);
     EXPECT_EQ(entry.GetSize(), 36u);
     EXPECT_EQ(dumped(entry), samr_entry({}));
+
+    ByteWriter many;
+    many.u32(100);
+    for (int i = 0; i < 100; ++i)
+        many.raw(samr_entry({}));
+    BoxStream table(join({full_box("stsd", many), {0}}));
+    StsdBox stsd;
+    syslog_lines().clear();
+    EXPECT_EQ(table.read_into(stsd).GetSampleEntries().size(), 100u);
+    EXPECT_EQ(syslog_lines().size(), 64u + 1);
 }
 
 TEST(VisualEntry, WithoutItsConfigurationDumpsNothing) {
