@@ -143,6 +143,17 @@ class Boxes(Case):
         self.assertEqual([box["boxes"] for box in top], [[] for _ in top])
 
 
+class Manual(Case):
+    def test_man_pages_and_completion_are_sound(self):
+        for command in ([], ["info"], ["stream"], ["rtp"], ["make"]):
+            self.assertEqual(run("mandoc", "-T", "lint", self.write("p.1", qlip("man-page", *command)[0])), (b"", ""))
+        for shell, ask in (("bash", "COMP_WORDS=(qlip stream --mode r) COMP_CWORD=3; _qlip; echo ${COMPREPLY[@]}"),
+                           ("zsh", "words=(qlip stream r); CURRENT=3; . $0 | grep -o '(ra rv)'")):
+            script = self.write("_qlip", qlip("completion", shell)[0])
+            stub = f". {script}; " if shell == "bash" else "_arguments() { print -l -- $@ }; "
+            self.assertIn(b"ra rv", run(shell, "-c", stub + ask, script)[0])
+
+
 class Seek(Case):
     def test_a_seek_lands_on_the_sync_samples_around_the_time(self):
         # The sample has a sync sample every second: 1, 16, 31 at 15 pictures a second.

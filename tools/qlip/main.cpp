@@ -1,16 +1,19 @@
 // qlip: the library as a command-line host. Parses the command line, runs one command, turns failures into a
 // message and an exit code.
+#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <csignal>
 #include <exception>
-#include <memory>
+#include <filesystem>
 #include <string>
 
 #include "commands/commands.h"
+#include "commands/manual.h"
 #include "host/message.h"
 #include "host/output.h"
 #include "host/tool_error.h"
+#include "qlip/qlip.h"
 
 using namespace qlip_tool;
 
@@ -51,39 +54,37 @@ int refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** a
                           "qlip " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help"));
 }
 
-// The application's own help, also while a command runs.
-std::string whole_help(const CLI::App& app) {
-    return app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
-}
-
-// "qlip help COMMAND", as well as "qlip COMMAND --help".
-void add_help(CLI::App& app) {
-    const auto name = std::make_shared<std::string>();
-    CLI::App* help = app.add_subcommand("help", "Show the help of a command");
-    help->add_option("COMMAND", *name, "The command; all of them without it");
-    help->callback([&app, name] {
-        if (name->empty()) return Output().write(std::string_view{whole_help(app)});
-        const auto commands = app.get_subcommands([&](CLI::App* each) { return each->get_name() == *name; });
-        if (commands.empty()) throw no_such_command(*name);
-        Output().write(std::string_view{commands.front()->help(app.get_name())});
-    });
+// The library that is loaded, which need not be the one that the tool was built with: its file's name says.
+std::string version_text() {
+    std::string library = "libqlip " QLIP_TOOL_VERSION;
+    Dl_info place = {};
+    std::error_code error;
+    if (dladdr(reinterpret_cast<const void*>(&qlip_Open), &place) != 0 && place.dli_fname) {
+        const std::string file = std::filesystem::canonical(place.dli_fname, error).string();
+        const size_t version = file.rfind(".so.");
+        if (!error && version != std::string::npos)
+            library = fmt::format("libqlip {} ({})", file.substr(version + 4), file);
+    }
+    return "qlip " QLIP_TOOL_VERSION "\n" + library;
 }
 
 int run(int argc, char** argv) {
     CLI::App app(kAbout, "qlip");
     app.require_subcommand(1);
-    app.set_version_flag("--version", "qlip " QLIP_TOOL_VERSION);
+    app.set_version_flag("--version", version_text, "Show the versions of the tool and of the library");
     app.footer(kExitCodes);
     app.add_flag_callback("--diagnostics", show_diagnostics,
                           "Show on standard error what the library prints while it reads");
     for (const auto add : kAllCommands)
         add(app);
-    add_help(app);
+    add_manual(app);
     try {
         app.parse(argc, argv);
         return static_cast<int>(Exit::ok);
     } catch (const CLI::Success& help) {
-        Output().write(help.get_name() == "CallForVersion" ? std::string(help.what()) + "\n" : app.help());
+        Output out;
+        out.write(help.get_name() == "CallForVersion" ? std::string(help.what()) + "\n" : app.help());
+        out.finish();
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
         return refuse(app, error, argc, argv);
