@@ -31,9 +31,6 @@ inline constexpr unsigned int kRateUnit = 125;
 inline constexpr unsigned int kNarrowbandFrameWord = 10;
 inline constexpr unsigned int kWidebandFrameWord = 20;
 
-// The second type that audio packetisers are told, beside WLD_TYPE_AMR; no record shows it.
-inline constexpr int kWidebandType = 102;
-
 // `magic` of the older packet header and of the packetisers' states.
 inline constexpr int kPacketMagic = 13;
 

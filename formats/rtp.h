@@ -62,4 +62,12 @@ inline uint32_t take_timestamp(double& clock, double step) {
     return timestamp;
 }
 
+// The same clock for steps in whole units, which keep it whole: there its wrap is an end-around carry.
+inline uint32_t take_timestamp(uint32_t& clock, uint32_t step) {
+    const uint32_t timestamp = clock;
+    const uint64_t next = uint64_t{timestamp} + step;
+    clock = static_cast<uint32_t>(next) + static_cast<uint32_t>(next >> 32);
+    return timestamp;
+}
+
 }  // namespace qlip

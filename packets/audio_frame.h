@@ -22,11 +22,8 @@ inline constexpr AudioFrameKind kNarrowbandFrame = {kNarrowbandFrameWord, kNarro
 inline constexpr AudioFrameKind kWidebandFrame = {kWidebandFrameWord, kWidebandTicks};
 
 // Field by field: this is written for every frame, and a copy of fields just stored would wait for them.
-inline void put_audio_frame(void* record, unsigned int size, WLD_RTP& rtp, AudioFrameKind kind) {
-    const uint32_t timestamp = rtp.timestamp;
-    const uint32_t sequence = rtp.sequence;
-    rtp.timestamp = timestamp + kind.ticks;
-    rtp.sequence = sequence + 1;
+inline void put_audio_frame(void* record, unsigned int size, uint32_t timestamp, uint32_t sequence,
+                            AudioFrameKind kind) {
     auto* bytes = static_cast<unsigned char*>(record);
     store_le32(bytes, size);
     store_le32(bytes + offsetof(AUD_AudFrame_Native, frame_word), kind.frame_word);

@@ -67,6 +67,13 @@ void copy_shown_part(std::span<const unsigned char> config, unsigned char (&show
     std::copy_n(config.begin(), std::min(config.size(), sizeof shown), shown);
 }
 
+// The record of the next frame, behind which state and clock move on.
+void put_next_frame(AUD_AudFrame_Native* record, int size, WLD_RTP& rtp, qlip::AudioFrameKind kind) {
+    qlip::put_audio_frame(record, static_cast<unsigned int>(size), rtp.timestamp, rtp.sequence, kind);
+    rtp.timestamp += kind.ticks;
+    ++rtp.sequence;
+}
+
 }  // namespace
 
 void wld_put_hdr_aud_prop(PROP_Header_Info* record, int frame_count) {
@@ -103,11 +110,11 @@ void wld_put_hdr_aud_index(AUD_Header_IndxInfo* record, int) {
 }
 
 void wld_put_hdr_aud_frame(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    qlip::put_audio_frame(record, static_cast<unsigned int>(size), native->rtp, qlip::kNarrowbandFrame);
+    put_next_frame(record, size, native->rtp, qlip::kNarrowbandFrame);
 }
 
 void wld_put_hdr_aud_frame_wb(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    qlip::put_audio_frame(record, static_cast<unsigned int>(size), native->rtp, qlip::kWidebandFrame);
+    put_next_frame(record, size, native->rtp, qlip::kWidebandFrame);
 }
 
 void wld_put_hdr_fileInfo(VID_FileInfo* record, double duration) {

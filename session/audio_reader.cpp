@@ -25,9 +25,7 @@ struct AudioCodec {
     qlip::AmrSpeechBytes speech_bytes;
     unsigned char highest_cmr;  // modes above it are no speech and repeat the last request
     qlip::AudioFrameKind frame;
-    int payload_type;
-    bool lenient;       // an empty sample is parsed all the same, and a carry that falls short wraps around
-    int payload_extra;  // bytes beside the frame that the packetiser state counts
+    bool lenient;  // an empty sample is parsed all the same, and a carry that falls short wraps around
     int (*put_codec)(AUD_Codec_Header*, iso_track*);
 
     int ticks() const { return static_cast<int>(frame.ticks); }
@@ -35,19 +33,11 @@ struct AudioCodec {
 
 constexpr AudioCodec kNarrowband = {qlip::narrowband_speech_bytes(),
                                     qlip::amr_mode_request(qlip::amr_storage_entry(7)),
-                                    qlip::kNarrowbandFrame,
-                                    WLD_TYPE_AMR,
-                                    true,
-                                    0,
-                                    wld_put_hdr_aud_codec};
+                                    qlip::kNarrowbandFrame, true, wld_put_hdr_aud_codec};
 
 constexpr AudioCodec kWideband = {qlip::wideband_speech_bytes(),
-                                  qlip::amr_mode_request(qlip::amr_storage_entry(8)),
-                                  qlip::kWidebandFrame,
-                                  qlip::kWidebandType,
-                                  false,
-                                  1,
-                                  wld_put_hdr_aud_codec_wb};
+                                  qlip::amr_mode_request(qlip::amr_storage_entry(8)), qlip::kWidebandFrame,
+                                  false, wld_put_hdr_aud_codec_wb};
 
 constexpr size_t kTocBytes = 1;
 constexpr size_t kCmrBytes = 1;
@@ -92,14 +82,13 @@ int deliver_index_header(const AudioCodec& codec, mm_Interface& session, unsigne
     return QLIP_SUCCESS;
 }
 
-int deliver_file_info(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+int deliver_file_info(mm_Interface& session, unsigned char* buffer) {
     session.stage = kFrameHeader;
     double seconds = 0.0;
     isoFFtrackInfo(session.track, nullptr, nullptr, &seconds, nullptr);
     VID_FileInfo record;
     wld_put_hdr_fileInfo(&record, seconds);
     std::memcpy(buffer, &record, sizeof record);
-    wld_native_init(&session.native, codec.payload_type, qlip::kPacketBytes, WLD_RFC_NONE, session.track, 0);
     return QLIP_SUCCESS;
 }
 
@@ -162,11 +151,11 @@ size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned
     const unsigned char toc = session.sample_buffer[kCmrBytes];
     const size_t frame_bytes = frame_bytes_of(codec, toc);
     const size_t payload_bytes = kCmrBytes + frame_bytes;
-    session.native.rtp.payload_size = static_cast<unsigned int>(frame_bytes) + codec.payload_extra;
-    session.native.rtp.timestamp = qlip::take_timestamp(session.native.time_accumulator, codec.ticks());
     constexpr size_t kRecordBytes = sizeof(AUD_AudFrame_Native);
     const size_t total = kRecordBytes + sizeof(uint32_t) + payload_bytes;
-    qlip::put_audio_frame(buffer, static_cast<unsigned int>(total), session.native.rtp, codec.frame);
+    qlip::put_audio_frame(buffer, static_cast<unsigned int>(total),
+                          qlip::take_timestamp(session.audio_clock, codec.frame.ticks),
+                          session.audio_sequence++, codec.frame);
     qlip::store_le32(buffer + kRecordBytes, 0);
     session.sample_buffer[0] = mode_request(codec, session, toc);
     session.pending_size = static_cast<unsigned short>(payload_bytes);
@@ -216,8 +205,8 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     session.stage = kFramePayload;
     if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
     iso_track* track = session.track;
-    const int bytes = qlip::read_next_sample(track, qlip::working_memory(session) + kCmrBytes,
-                                             MMFI_BUFFER_SIZE, nullptr, nullptr);
+    const int bytes =
+        qlip::read_sample_alone(track, qlip::working_memory(session) + kCmrBytes, MMFI_BUFFER_SIZE);
     if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
     if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
     if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
@@ -245,7 +234,7 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
         case kIndexHeader:
             return deliver_index_header(codec, session, buffer);
         case kFileInfo:
-            return deliver_file_info(codec, session, buffer);
+            return deliver_file_info(session, buffer);
         default:
             return QLIP_SUCCESS;
     }
@@ -254,8 +243,8 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
 // One instance per row, which makes the row's values constants.
 template <const AudioCodec& kCodec>
 [[gnu::noinline, gnu::flatten]] int deliver_next_frame(mm_Interface& session, unsigned char* buffer,
-                                                       unsigned int* size) {
-    return deliver_frame_header(kCodec, session, buffer, size);
+                                                       unsigned int* size) noexcept {
+    return qlip::guarded([&] { return deliver_frame_header(kCodec, session, buffer, size); });
 }
 
 bool stands_in_run(const mm_Interface& session) {
@@ -276,8 +265,9 @@ template <const AudioCodec& kCodec>
     return QLIP_SUCCESS;
 }
 
+// The callbacks are made for the next frame of a sample alone, so nothing else needs a guard.
 template <const AudioCodec& kCodec>
-int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     qlip::begin_read(session, indexed);
     if (session.stage == kFramePayload) return deliver_payload(session, buffer);
     if (session.stage != kFrameHeader) return deliver_header_record(kCodec, session, buffer);
@@ -287,10 +277,10 @@ int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size,
 
 }  // namespace
 
-int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     return read_audio<kNarrowband>(*session, buffer, size, indexed);
 }
 
-int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     return read_audio<kWideband>(*session, buffer, size, indexed);
 }

@@ -46,16 +46,6 @@ void release(mm_Interface** handle) {
     *handle = nullptr;
 }
 
-// No exception leaves an entry point, not even one thrown while another is being logged.
-template <typename Operation>
-int guarded(Operation operation) {
-    try {
-        return operation();
-    } catch (...) {
-        return QLIP_FAILURE;
-    }
-}
-
 // The file is parsed before any argument is looked at, and the early returns leave it open: kept, so that a
 // host sees the same callbacks whatever it passes.
 int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
@@ -73,7 +63,7 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
     }
     *handle = session;
     session->file = file;
-    const int status = guarded([=]() mutable {
+    const int status = qlip::guarded([=]() mutable {
         const int opened = mmfi_Open(session, mode);
         if (opened == QLIP_SUCCESS) qliputil_seek(io, 0);
         return opened;
@@ -90,13 +80,13 @@ int qlip_Open(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* call
 
 int qlip_Open2(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks, const char* mode,
                int /*reserved*/) {
-    return guarded([=] { return open_session(handle, callbacks, mode); });
+    return qlip::guarded([=] { return open_session(handle, callbacks, mode); });
 }
 
 int qlip_ReadChunk(mm_Interface* handle, unsigned char* buffer, unsigned int* size, bool indexed) {
     if (!handle) return QLIP_BAD_HANDLE;
     if (!buffer || !size) return QLIP_BAD_ARGUMENT;
-    return guarded([=] { return mmfi_Read(handle, buffer, size, indexed); });
+    return handle->reader(handle, buffer, size, indexed);
 }
 
 int qlip_Close(mm_Interface** handle) {

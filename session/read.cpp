@@ -12,7 +12,6 @@ constexpr const char* kPath = kSessionPath;
 
 int mmfi_Read(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
     if (!session) throw SimpleException(kPath, __LINE__, "ReadChunk(): NULL pointer error.");
-    session->status = QLIP_SUCCESS;
     return session->reader(session, buffer, size, indexed);
 }
 

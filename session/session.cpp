@@ -126,6 +126,7 @@ void reset(mm_Interface* session) {
     session->pending_size = 0;
     session->carry_size = 0;
     session->carry_run = 0;
+    session->audio_clock = session->audio_sequence = 0;
     session->last_cmr = 0;
     session->dsi_sent = 0;
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
@@ -18,8 +19,10 @@ inline constexpr int MMFI_BUFFER_SIZE = 64000;
 inline constexpr int MMFI_AUDIO = 1;
 inline constexpr int MMFI_VIDEO = 16;
 
-// One call of a codec's reader; arguments and result are those of qlip_ReadChunk.
-using SessionReader = int (*)(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+// One call of a codec's reader; arguments and result are those of qlip_ReadChunk, which goes straight to it.
+// So it lets nothing out: what a callback throws is status 2.
+using SessionReader = int (*)(mm_Interface* session, unsigned char* buffer, unsigned int* size,
+                              bool indexed) noexcept;
 
 struct mm_Interface {
     int open_word;  // these three are set at open and read by nothing
@@ -51,6 +54,7 @@ struct mm_Interface {
     // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
     // those delivered before still standing ahead of them. 0: they stand at the start.
     unsigned short carry_run;
+    uint32_t audio_clock, audio_sequence;  // timestamp and number of the next frame
 };
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==
@@ -72,17 +76,27 @@ int mmfi_Close(mm_Interface* session);
 int mmfi_Read(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
 
 // The readers behind it, one per codec.
-int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
-int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
-int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
-int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
-int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
+int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
+int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
+int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
+int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
+int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
 
 // Tells the host that `track` needs nothing below `offset` any more, in the way of the current read mode.
 // Returns 0, or 2 when the host refuses.
 int mmfi_seek(iso_track* track, unsigned int offset);
 
 namespace qlip {
+
+// No exception leaves an entry point, not even one thrown while another is being logged.
+template <typename Operation>
+int guarded(Operation operation) noexcept {
+    try {
+        return operation();
+    } catch (...) {
+        return QLIP_FAILURE;
+    }
+}
 
 // The source path that the session's messages carry.
 inline constexpr const char* kSessionPath = "interface/src/mmfiInterface";
@@ -96,6 +110,7 @@ inline unsigned char* working_memory(mm_Interface& session) {
 
 // The opening of every reader call.
 inline void begin_read(mm_Interface& session, bool indexed) {
+    session.status = QLIP_SUCCESS;
     session.file->indexed_read = indexed ? 1 : 0;
     session.read_calls = static_cast<int>(static_cast<unsigned int>(session.read_calls) + 1U);
 }

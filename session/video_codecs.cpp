@@ -66,14 +66,14 @@ constexpr qlip::VideoCodec kH264 = {
 
 }  // namespace
 
-int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     return qlip::read_video(*session, buffer, size, indexed, kH263);
 }
 
-int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     return qlip::read_video(*session, buffer, size, indexed, kMpeg4);
 }
 
-int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) {
+int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
     return qlip::read_video(*session, buffer, size, indexed, kH264);
 }

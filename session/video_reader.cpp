@@ -195,11 +195,8 @@ int deliver_frame(VideoCall& call) {
     return call.hint ? deliver_hinted_frame(call, first) : deliver_cut_frame(call, first);
 }
 
-// Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.
-[[gnu::noinline]] int deliver_records(mm_Interface& session, unsigned char* buffer, unsigned int* size,
-                                      const VideoCodec& codec) {
-    VideoCall call{codec, session, buffer, size, session.hint};
-    switch (session.stage) {
+int deliver_stage(VideoCall& call) {
+    switch (call.session.stage) {
         case kFileHeader:
             return deliver_file_header(call);
         case kHeaderAndFrame:
@@ -208,6 +205,13 @@ int deliver_frame(VideoCall& call) {
         default:
             return QLIP_SUCCESS;
     }
+}
+
+// Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.
+[[gnu::noinline]] int deliver_records(mm_Interface& session, unsigned char* buffer, unsigned int* size,
+                                      const VideoCodec& codec) noexcept {
+    VideoCall call{codec, session, buffer, size, session.hint};
+    return guarded([&call] { return deliver_stage(call); });
 }
 
 // As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
@@ -225,7 +229,7 @@ int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
 }  // namespace
 
 int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
-               const VideoCodec& codec) {
+               const VideoCodec& codec) noexcept {
     begin_read(session, indexed);
     if (session.stage == kFrameBody) return deliver_frame_body(session, buffer);
     return deliver_records(session, buffer, size, codec);

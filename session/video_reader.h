@@ -50,7 +50,7 @@ struct VideoCodec {
 };
 
 int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed,
-               const VideoCodec& codec);
+               const VideoCodec& codec) noexcept;
 
 inline constexpr int kRecordBytes = sizeof(wld_packet_record);
 

@@ -37,8 +37,8 @@ inline bool fetch(const iso_track* track, unsigned char* buffer, unsigned int si
     return io_seek(file->io, track->file_pos) == 0 && io_read(file->io, buffer, got) == 0;
 }
 
-// isoFFread.
-inline int read_next_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
+// isoFFread for a reader that wants no times and is alone with the track: its places in the time tables stay.
+inline int read_sample_alone(iso_track* track, void* buffer, int size) {
     if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
     const unsigned int wanted = size_of_sample(track, track->sample);
     if (wanted > static_cast<unsigned int>(size)) return ISOFF_END;
@@ -47,9 +47,16 @@ inline int read_next_sample(iso_track* track, void* buffer, int size, double* ti
     ++track->sample;
     // By what was delivered: after a short read the cursor no longer stands on a sample's start; kept.
     if (advance_position(track, got) && track->pending_head) track->pending_head = track->pending_head->next;
+    return static_cast<int>(got);
+}
+
+// isoFFread.
+inline int read_next_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
+    const int got = read_sample_alone(track, buffer, size);
+    if (got < 0) return got;
     produce_times(track, time, cto);
     advance_times(track);
-    return static_cast<int>(got);
+    return got;
 }
 
 // isoFFreadAt without the times, for a sample that is_readable() and has_sample() know, and its size. Inlined

@@ -164,6 +164,25 @@ TEST_P(Fault, WhileReplayingCostsAtMostTheFrameInHand) {
     }
 }
 
+// A host of C++ whose callbacks throw, in every kind of chunk that makes any. What comes behind is the host's
+// risk.
+TEST_P(Fault, ThatIsThrownIsStatus2AndTheSessionLives) {
+    for (const bool indexed : {false, true}) {
+        const Undisturbed run = play_through(file, GetParam().mode, indexed);
+        const size_t calls = std::min<size_t>(run.log.size(), 60);
+        for (size_t call = 0; call < calls; ++call) {
+            MemoryHost host(file);
+            Player player(host, GetParam().mode, indexed);
+            host.clear_log();
+            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1, .thrown = true};
+            EXPECT_EQ(player.rest().size(), chunk_of_call(run, call)) << call;
+            EXPECT_EQ(player.end, QLIP_FAILURE) << call;
+            const int after = player.read_raw();
+            EXPECT_TRUE(after == QLIP_SUCCESS || after == QLIP_FAILURE) << call << " gave " << after;
+        }
+    }
+}
+
 TEST_P(Fault, ForEverEndsInStatus17AgainAndAgainOr2) {
     for (const bool indexed : {false, true}) {
         const Undisturbed run = play_through(file, GetParam().mode, indexed);

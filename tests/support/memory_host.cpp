@@ -124,6 +124,7 @@ bool MemoryHost::fails(Slot slot, unsigned int* status) {
     if (!fault || (fault->slot && *fault->slot != slot)) return false;
     const unsigned long number = fault->slot ? of_slot : calls;
     const bool hit = fault->for_ever ? number >= fault->call : number == fault->call;
+    if (hit && fault->thrown) throw fault->status;
     if (hit) *status = fault->status;
     return hit;
 }

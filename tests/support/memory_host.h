@@ -46,6 +46,7 @@ class MemoryHost {
         unsigned long call = 0;
         bool for_ever = false;
         unsigned int status = 5;
+        bool thrown = false;
     };
 
     enum class EofStyle { AtEnd, AfterShortRead };
