@@ -37,6 +37,7 @@ bool reserve_configuration(iso_track* track) {
     auto* room = static_cast<unsigned char*>(isoFFmalloc(track->file, std::max(held, MMFI_BUFFER_SIZE)));
     if (!room) return false;
     if (track->dsi && held > 0) std::memcpy(room, track->dsi, static_cast<size_t>(held));
+    if (track->dsi) isoFFfree(track->dsi);
     track->dsi = room;
     return true;
 }

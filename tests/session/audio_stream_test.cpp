@@ -181,8 +181,8 @@ TEST_P(AudioStream, FrameCountFollowsDurationsUnlessEachSampleIsOneFrame) {
 
 TEST_P(AudioStream, TimestampsWrapOneShortOfTwoToThe32AndSequencesAt16Bits) {
     play(narrowband(std::vector<Bytes>(4, frame(15, 1))));
-    player->handle->native.time_accumulator = 4294967040.0;
-    player->handle->native.rtp.sequence = 65534;
+    player->handle->audio_clock = 4294967040U;
+    player->handle->audio_sequence = 65534;
     expect_frame(header_chunk(1, 10, 4294967040U, 65534), payload_chunk(0, frame(15, 1)));
     expect_frame(header_chunk(1, 10, 4294967200U, 65535), payload_chunk(0, frame(15, 1)));
     expect_frame(header_chunk(1, 10, 65, 0), payload_chunk(0, frame(15, 1)));

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "qlip/SimpleException.h"
 #include "session/session.h"
 #include "tests/session/player.h"
 #include "tests/session/sample_cases.h"
@@ -48,6 +49,19 @@ TEST_P(Sample, TimestampsRunAsLongAsTheSamples) {
     const double clock = !audio ? 90000.0 : player.handle->track->codec == ISO_CODEC_SAWB ? 16000.0 : 8000.0;
     const double expected = time_of_last_sample(player.handle->track) * clock;
     EXPECT_NEAR(timestamps.back() - timestamps.front(), expected, 1.0);
+}
+
+// What a session adds to the file, such as room for MPEG-4 configurations, is counted back as well.
+TEST_P(Sample, ASessionLeavesNoMoreBlocksUncountedThanItsFile) {
+    MemoryHost host(sample(GetParam().file));
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = host.record();
+    char read[] = "r";
+    const int before = malloccount - freecount;
+    isoFFclose(isoFFopen(io, read, nullptr));
+    const int of_file = malloccount - freecount - before;
+    MemoryHost fresh(sample(GetParam().file));
+    { EXPECT_GT(Player(fresh, GetParam().mode).rest().size(), 0U); }
+    EXPECT_EQ(malloccount - freecount - before, 2 * of_file);
 }
 
 TEST_P(Sample, PacketsAreNumberedWithoutAGap) {
