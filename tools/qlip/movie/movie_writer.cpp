@@ -52,20 +52,15 @@ MovieWriter::MovieWriter(const std::string& path, const MovieOptions& options, i
     create(inputs);
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* no_input = nullptr;
     char mode[] = "w";
-    file_ = isoFFopen(no_input, mode, nullptr);
+    file_.reset(isoFFopen(no_input, mode, nullptr));
     if (!file_) throw ToolError(Exit::io, "no memory to write " + path);
-    file_->stream = stream_;
+    file_->stream = stream_.get();
     file_->interleave_period = options.interleave_seconds;
     file_->max_file_size = options.largest_file;
-    set_brands(file_, options.brands);
+    set_brands(file_.get(), options.brands);
     if (!options.direct) return;
     file_->status_flags |= ISO_STATUS_DIRECT;
     file_->direct_tracks = tracks;
-}
-
-MovieWriter::~MovieWriter() {
-    if (file_) isoFFclose(file_);
-    if (stream_) std::fclose(stream_);
 }
 
 // The writer goes back in its file, which a pipe cannot.
@@ -73,17 +68,17 @@ void MovieWriter::create(const std::vector<std::string>& inputs) {
     if (is_written_directly(path_)) {
         direct_.emplace(path_, inputs);
         direct_->refuse_terminal("a 3GP file", "a file name in place of " + path_ + ", or a pipe");
-        stream_ = std::tmpfile();
+        stream_.reset(std::tmpfile());
     } else {
         refuse_to_overwrite(path_, inputs);
         whole_.emplace(path_, Interrupted::Discards);
-        stream_ = fdopen(fcntl(whole_->fd(), F_DUPFD_CLOEXEC, 3), "wb+");
+        stream_.reset(fdopen(fcntl(whole_->fd(), F_DUPFD_CLOEXEC, 3), "wb+"));
     }
     if (!stream_) throw io_error("cannot create " + path_);
 }
 
 iso_track* MovieWriter::add_track() {
-    iso_track* track = isoFFtrack(file_);
+    iso_track* track = isoFFtrack(file_.get());
     if (!track) throw ToolError(Exit::io, "no memory to write " + path_);
     return track;
 }
@@ -101,9 +96,9 @@ void MovieWriter::write(iso_track* track, std::span<const unsigned char> frame, 
 }
 
 void MovieWriter::finish() {
-    isoFFclose(file_);
-    file_ = nullptr;
-    if (std::fflush(stream_) != 0 || std::ferror(stream_) != 0) throw io_error("cannot write " + path_);
+    file_.reset();
+    if (std::fflush(stream_.get()) != 0 || std::ferror(stream_.get()) != 0)
+        throw io_error("cannot write " + path_);
     const uint64_t kept = frames_in_the_file();
     check(kept);
     hand_over();
@@ -129,16 +124,16 @@ void MovieWriter::check(uint64_t kept) const {
 
 void MovieWriter::hand_over() {
     if (whole_) return whole_->put_in_place();
-    std::rewind(stream_);
+    std::rewind(stream_.get());
     std::vector<unsigned char> piece(kPiece);
-    while (const size_t got = std::fread(piece.data(), 1, piece.size(), stream_))
+    while (const size_t got = std::fread(piece.data(), 1, piece.size(), stream_.get()))
         direct_->write(std::span(piece.data(), got));
-    if (std::ferror(stream_) != 0) throw io_error("cannot read what goes to " + path_);
+    if (std::ferror(stream_.get()) != 0) throw io_error("cannot read what goes to " + path_);
     direct_->finish();
 }
 
 uint64_t MovieWriter::frames_in_the_file() const {
-    FileHost host(fmt::format("/proc/self/fd/{}", fileno(stream_)));
+    FileHost host(fmt::format("/proc/self/fd/{}", fileno(stream_.get())));
     const Movie movie(host);
     uint64_t frames = 0;
     for (const iso_track* track : movie.tracks())

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -32,11 +33,11 @@ class MovieWriter {
     // one of the inputs.
     MovieWriter(const std::string& path, const MovieOptions& options, int tracks,
                 const std::vector<std::string>& inputs);
-    ~MovieWriter();
+    ~MovieWriter() = default;
     MovieWriter(const MovieWriter&) = delete;
     MovieWriter& operator=(const MovieWriter&) = delete;
 
-    iso_file* file() { return file_; }
+    iso_file* file() { return file_.get(); }
     iso_track* add_track();
 
     // Frames that no longer fit are left out and counted. Throws ToolError when writing fails.
@@ -56,8 +57,12 @@ class MovieWriter {
     const MovieOptions options_;
     std::optional<PendingFile> whole_;
     std::optional<Output> direct_;
-    FILE* stream_ = nullptr;
-    iso_file* file_ = nullptr;
+    struct Close {
+        void operator()(iso_file* file) const { isoFFclose(file); }
+        void operator()(FILE* stream) const { std::fclose(stream); }
+    };
+    std::unique_ptr<FILE, Close> stream_;
+    std::unique_ptr<iso_file, Close> file_;  // finishes into the stream when it is closed
     uint64_t given_ = 0;
 };
 
