@@ -1,5 +1,7 @@
 #include "bench/bench_movies.h"
 
+#include <algorithm>
+
 namespace qlip_bench {
 
 namespace {
@@ -18,8 +20,8 @@ Bytes amr_sample(size_t frames) {
 
 // Pictures too large for one packet, without start codes to cut at, and with their own beginning.
 Bytes picture(const Bytes& beginning, size_t size) {
-    Bytes out = beginning;
-    out.resize(size, 0x55);
+    Bytes out(size, 0x55);
+    std::ranges::copy(beginning, out.begin());
     return out;
 }
 

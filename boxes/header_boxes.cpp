@@ -78,22 +78,23 @@ constexpr auto kHmhd = [](auto& box, auto& fields) {
 
 template <class HeaderBox, class Description>
 Vorn3gp::Stream& dump_timed(Vorn3gp::Stream& stream, const HeaderBox& box, Description describe) {
-    box.FullBox::Dump(stream);
-    box.Timed::Dump(stream);
+    box.Vorn3gp::FullBox::Dump(stream);
+    box.Vorn3gp::Timed::Dump(stream);
     return qlip::dump_fields(stream, box, describe);
 }
 
 template <class HeaderBox, class Description>
 Vorn3gp::Stream& read_timed(Vorn3gp::Stream& stream, unsigned int limit, HeaderBox& box,
                             Description describe) {
-    box.FullBox::Read(stream, limit);
-    box.Timed::Read(stream, limit);
+    box.Vorn3gp::FullBox::Read(stream, limit);
+    box.Vorn3gp::Timed::Read(stream, limit);
     return qlip::read_fields(stream, box, describe);
 }
 
 template <class HeaderBox, class Description>
 unsigned int size_of_timed(const HeaderBox& box, Description describe) {
-    return box.FullBox::GetSize() + box.Timed::GetSize() + qlip::size_of_fields(box, describe);
+    return box.Vorn3gp::FullBox::GetSize() + box.Vorn3gp::Timed::GetSize() +
+           qlip::size_of_fields(box, describe);
 }
 
 }  // namespace

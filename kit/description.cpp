@@ -51,8 +51,10 @@ PayloadFormat h264_format(const iso_track* track) {
     if (avcc.size() < 4) return format;
     format.parameters.emplace_back("profile-level-id", hex(avcc.subspan(1, 3)));
     std::string sets;
-    for (const ByteSpan set : parameter_sets_of(avcc))
-        sets += (sets.empty() ? "" : ",") + base64(set);
+    for (const ByteSpan set : parameter_sets_of(avcc)) {
+        if (!sets.empty()) sets += ',';
+        sets += base64(set);
+    }
     if (!sets.empty()) format.parameters.emplace_back("sprop-parameter-sets", sets);
     return format;
 }
@@ -110,7 +112,8 @@ std::string sdp_section(const qlip_stream_info& info, unsigned int port, const c
     std::string text = audio ? "m=audio " : "m=video ";
     text += std::to_string(port) + " RTP/AVP " + type + "\r\n";
     text += "a=rtpmap:" + type + " " + info.encoding_name + "/" + std::to_string(info.clock_rate);
-    text += audio ? "/" + std::to_string(info.channels) + "\r\n" : "\r\n";
+    if (audio) text.append("/").append(std::to_string(info.channels));
+    text += "\r\n";
     if (*info.format_parameters) text += "a=fmtp:" + type + " " + info.format_parameters + "\r\n";
     if (info.width != 0) {
         text += "a=framesize:" + type + " " + std::to_string(info.width) + "-" + std::to_string(info.height) +

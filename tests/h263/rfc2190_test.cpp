@@ -169,8 +169,8 @@ INSTANTIATE_TEST_SUITE_P(Modes, Rfc2190, testing::Values(WLD_RFC_2190, WLD_RFC_2
 });
 
 TEST(Rfc2190Plain, CutsAtStartCodesAndElseAtTheRoomsEnd) {
-    Bytes picture = {0, 0, 0x80, 0x02, 0x0A, 0xFF};
-    picture.resize(40, 0x77);
+    Bytes picture(40, 0x77);
+    std::ranges::copy(Bytes{0, 0, 0x80, 0x02, 0x0A, 0xFF}, picture.begin());
     picture[14] = picture[15] = 0;
     wld_native native = native_of(WLD_RFC_2190, 24);
     const Bytes mode_a = {0, 0x50, 0, 0};

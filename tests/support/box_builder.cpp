@@ -24,7 +24,8 @@ ByteWriter& ByteWriter::u32(unsigned int value) {
 }
 
 ByteWriter& ByteWriter::text(std::string_view characters) {
-    bytes_.insert(bytes_.end(), characters.begin(), characters.end());
+    for (const char character : characters)
+        u8(static_cast<unsigned char>(character));
     return *this;
 }
 

@@ -72,7 +72,7 @@ TEST_F(ProducerLog, DumpsAVideoFrame) {
                                                        hint_sample_data(3, 1, 0, 9), description},
                                       .extra = hex("00")}}));
     video.OffsetBytes(48);
-    EXPECT_EQ("\n" + text(), R"(
+    EXPECT_EQ(std::string("\n").append(text()), R"(
 packetcount: 1
 DBG2:propfile_video: ---Packet 1---
 
