@@ -86,7 +86,7 @@ iso_track* choose_track(mm_Interface* session) {
     }
     if (!found) refuse_file(session);
     iso_track* chosen = first_track(session);
-    while (!acceptable(chosen, session->media_kind) || chosen->track_id != session->track_id)
+    while (chosen && (!acceptable(chosen, session->media_kind) || chosen->track_id != session->track_id))
         chosen = chosen->next;
     return chosen;
 }
