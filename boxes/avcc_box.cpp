@@ -15,8 +15,8 @@ namespace {
 
 constexpr unsigned int kLongestString = 256;  // what an 8-bit index reaches
 
-// The Annex B string while it is read. The index of 8 bits is kept: a total of 256 bytes or more wraps and
-// overwrites the start.
+// The Annex B string while it is read. An index of 8 bits, kept for hosts that read the string
+// [model-avcc-255]: a total of 256 bytes or more wraps and overwrites the start.
 class ByteString {
   public:
     void append(unsigned char byte) { bytes_[size_++] = byte; }
@@ -32,8 +32,8 @@ class ByteString {
     unsigned char size_ = 0;
 };
 
-// The bytes of a set are counted in 8 bits, which never reach a length of 256 and more: kept, such a set goes
-// on until the stream fails.
+// The bytes of a set are counted in 8 bits, which never reach a length of 256 and more; kept for hosts that
+// see such a set go on until the stream fails [model-avcc-255].
 void read_parameter_set(Vorn3gp::Stream& stream, unsigned short& length, ByteString& string) {
     var16_read(stream, length);
     string.append_start_code();
@@ -93,7 +93,7 @@ AVCCBox::~AVCCBox() {
 }
 
 // A plain box header, of a size that does not count what follows, and one length over all sets of a kind:
-// kept, as no reader of the model's own output relies on more.
+// kept for readers of dumped files [model-dump-drops].
 Stream& AVCCBox::Dump(Stream& stream) const {
     ParameterSets sps;
     ParameterSets pps;

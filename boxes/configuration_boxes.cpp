@@ -60,7 +60,8 @@ constexpr auto kEsdEnd = [](auto& info, auto& fields, auto&& sizes) {
     fields.be8(info.sl_value);
 };
 
-// A file in the wrong container is the one thing that ends the host's process: kept on purpose.
+// A file in the wrong container is the one thing that ends the host's process: kept for hosts that run each
+// file in a process of its own [model-mp4v-exits].
 void require_visual(unsigned char object_type) {
     if (object_type == kMpeg4Visual) return;
     std::fputs("Bad 3GP file, only MP4 Video codec accepted in mp4v box\n", stderr);

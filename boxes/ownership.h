@@ -22,7 +22,7 @@
 namespace qlip {
 
 // A replaced child stays until its owner goes, since whoever got a pointer to it may still hold that; then it
-// is deleted with it. One that is attached again, or deleted by its holder, is no longer kept.
+// is deleted with it. One that is attached again, or deleted by its holder, stays no longer.
 void keep_replaced(const Vorn3gp::Box& owner, Vorn3gp::Box* child);
 void forget_replaced(const Vorn3gp::Box* child);
 

@@ -290,7 +290,8 @@ NullSampleEntry::~NullSampleEntry() {
     delete[] payload;
 }
 
-// The fields of a sample entry are part of the payload, and the header still says 16: kept.
+// The fields of a sample entry are part of the payload, and the header still says 16: kept for readers
+// of dumped files [model-dump-drops].
 Stream& NullSampleEntry::Dump(Stream& stream) const {
     Box::Dump(stream);  // NOLINT(bugprone-parent-virtual-call)
     return dump_payload(stream, payload, payload_size);
@@ -317,7 +318,8 @@ Stream& HintSampleEntry::Dump(Stream& stream) const {
     return dump_payload(stream, payload, payload_size);
 }
 
-// Less 8, not less 16, although the fields of a sample entry were read: kept, 8 bytes too many.
+// Less 8, not less 16, although the fields of a sample entry were read. These 8 bytes too many are kept for
+// hosts with hint entries of their own [model-hint-entry-8-bytes].
 Stream& HintSampleEntry::Read(Stream& stream, unsigned int limit) {
     SampleEntry::Read(stream, limit);
     read_payload(stream, GetSizeWhole(), payload, payload_size);

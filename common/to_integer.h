@@ -1,5 +1,5 @@
 // Conversions from double to 32 bits, defined for every input. Within the range of a 64-bit integer they are
-// what an x86-64 conversion through 64 bits gives: truncation towards zero, low 32 bits kept. Outside it, and
+// what an x86-64 conversion through 64 bits gives: truncation towards zero, the low 32 bits. Outside it, and
 // for NaN: 0.
 #pragma once
 

@@ -71,7 +71,8 @@ constexpr AmrSpeechBytes narrowband_speech_bytes() {
     return bytes;
 }
 
-// The silence descriptor has 40 bits, 5 bytes, in a stream and 6 in amr_get_size: both are kept.
+// The silence descriptor has 40 bits, 5 bytes, in a stream and 6 in amr_get_size: kept for callers
+// of either [silence-descriptor-6].
 constexpr AmrSpeechBytes wideband_speech_bytes() {
     AmrSpeechBytes bytes{};
     for (unsigned int type = 0; type < bytes.size(); ++type)

@@ -52,8 +52,8 @@ inline constexpr int kWidebandClock = 16000;
 inline constexpr int kPacketBytes = 1400;
 
 // A timestamp that runs in doubles, `clock` being the next one unrounded. Returns the timestamp of now and
-// moves the clock on by `step`. It wraps at 2^32 - 1, not at 2^32: kept, since receivers have always seen it
-// so.
+// moves the clock on by `step`. It wraps at 2^32 - 1, not at 2^32: kept for receivers, which have always seen
+// it so [clock-wraps-one-early].
 inline uint32_t take_timestamp(double& clock, double step) {
     constexpr double kWrap = 4294967295.0;
     const uint32_t timestamp = to_u32(clock + 0.5);

@@ -29,7 +29,9 @@ bool take_size(H263VCFG& config, int format) {
         case 1:
             set_size(config, 128, 96);
             return true;
-        case kFormatNotTold:  // kept: taken for QCIF, whatever the pictures before were
+        // Taken for QCIF, whatever the pictures before were: kept for writers of files
+        // [config-knows-three-formats].
+        case kFormatNotTold:
         case 2:
             set_size(config, 176, 144);
             return true;

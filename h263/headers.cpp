@@ -1,4 +1,4 @@
-// Picture, group-of-blocks and slice headers. Only what a macroblock walk or a Mode B header needs is kept;
+// Picture, group-of-blocks and slice headers. Only what a macroblock walk or a Mode B header needs is stored;
 // everything else is passed over by its width.
 #include <iterator>
 
@@ -48,8 +48,8 @@ void read_opptype(tbq_state_t& state, BitReader& bits) {
     if (bits.get(4) != 8) diagnose(state, TBQ_ERR_OPPTYPE_MARKER, bits, 4);
 }
 
-// CPFMT, with EPAR behind it for an extended pixel aspect ratio. Kept: the test is for 16CIF (5), not for the
-// custom format (6).
+// CPFMT, with EPAR behind it for an extended pixel aspect ratio. The test is for 16CIF (5), not for the
+// custom format (6): kept for hosts of the walker [walker-lost-fields].
 void skip_custom_format(const tbq_picture_info_t& picture, BitReader& bits) {
     if (picture.source_format != 5 || picture.ufep != 1) return;
     const uint32_t pixel_aspect_ratio = bits.get(4);
@@ -57,7 +57,8 @@ void skip_custom_format(const tbq_picture_info_t& picture, BitReader& bits) {
     if (pixel_aspect_ratio == 15) bits.skip(16);
 }
 
-// CPCFC and ETR. Kept: PCF is one bit and never 5, so these bits are never read.
+// CPCFC and ETR. PCF is one bit and never 5, so these bits are never read: kept for hosts of the walker
+// [walker-lost-fields].
 void read_custom_clock(tbq_picture_info_t& picture, BitReader& bits) {
     if (picture.pcf != 5 || picture.ufep != 1) return;
     picture.clock_conv_code = bits.get(1);

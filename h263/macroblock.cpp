@@ -47,7 +47,8 @@ bool read_mb_type(tbq_state_t& state, BitReader& bits) {
     return true;
 }
 
-// DQUANT. Kept: where Modified Quantization gives it two bits, the first being 1, the second is not skipped.
+// DQUANT. Where Modified Quantization gives it two bits, the first being 1, the second is not skipped: kept
+// for hosts of the walker [walker-lost-fields].
 void skip_dquant(const tbq_state_t& state, BitReader& bits) {
     if (state.picture.mq == 0) {
         bits.skip(2);
@@ -61,8 +62,9 @@ void skip_vector(tbq_state_t& state, BitReader& bits) {
     qlip::read_mvd(state, bits);
 }
 
-// Kept: vectors 2 to 4 of a four-vector macroblock are there when the Deblocking Filter mode is on, and
-// Advanced Prediction, which brings them too, is not asked.
+// Vectors 2 to 4 of a four-vector macroblock are there when the Deblocking Filter mode is on, and
+// Advanced Prediction, which brings them too, is not asked: kept for hosts of the walker
+// [walker-lost-fields].
 void read_vectors(tbq_state_t& state, BitReader& bits) {
     tbq_mb_info_t& mb = state.mb;
     if (state.picture.coding_type == 1 && !is_intra(mb.mb_type)) {

@@ -18,7 +18,8 @@ using namespace qlip;
 
 namespace {
 
-// One day short of the distance between 1904 and 1970; kept, written files carry it.
+// One day short of the distance between 1904 and 1970: kept for hosts that take it off again
+// [epoch-a-day-early].
 constexpr long long kEpochOffset = 2082758400;
 
 void start_file(iso_file* file, bool writing) {

@@ -52,7 +52,7 @@ iso_track* arm_hint_track(iso_track* media);
 // lies inside a chunk, and each has a time.
 const char* fault_of_tables(const iso_track* track);
 
-// Whether the tables speak of no more samples than the track has kept.
+// Whether the tables speak of no more samples than the track has left.
 bool all_samples_kept(const iso_track* track);
 
 uint64_t bytes_of(const iso_track* track);

@@ -23,7 +23,7 @@ inline void write_rtp_header(unsigned char* at, uint32_t first_word, uint32_t ti
     store_be32(at + kRtpSsrcAt, ssrc);
 }
 
-// Packets are added behind the others. Some can stand in front, for which room is kept.
+// Packets are added behind the others. Some can stand in front, for which there is room.
 class PacketList {
   public:
     PacketList() = default;

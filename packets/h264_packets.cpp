@@ -23,11 +23,12 @@ constexpr int kUnlimited = std::numeric_limits<int>::max();
     return true;
 }
 
-// The two FU bytes are neither asked for nor charged, and two more are credited: kept, callers know the
-// slack.
+// The two FU bytes are neither asked for nor charged, and two more are credited: kept for callers, which know
+// the slack [uncharged-room].
 constexpr qlip::RecordCredit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuBytes};
 
-// The last fragment carries the marker wherever in the sample its NAL unit stands: kept.
+// The last fragment carries the marker wherever in the sample its NAL unit stands: kept for receivers
+// [marker-on-last-fragment].
 bool put_fragments(RecordSink& sink, wld_native& native, ByteSpan nal) {
     const ptrdiff_t room = native.max_payload - qlip::kFuBytes;
     if (room < 1) return false;
@@ -82,7 +83,8 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
 }
 
 // Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
-// They are not charged to the output (kept); false when one passes the room all the same.
+// They are not charged to the output, kept for callers that leave room for them [uncharged-room]; false when
+// one passes the room all the same.
 bool put_parameter_sets(RecordSink& sink, wld_native& native, int64_t limit = kUnlimited) {
     const ByteSpan stored = !native.dsi ? ByteSpan{} : ByteSpan(native.dsi, native.dsi_size);
     const unsigned int prefix_size = stored_prefix_size(native, stored);

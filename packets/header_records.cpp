@@ -22,8 +22,8 @@ constexpr unsigned int kMpeg4HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_
 constexpr unsigned int kH263HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H263CodecConfig);
 constexpr unsigned int kH264HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H264CodecConfig);
 
-// `config_size` of VID_Header_CodecInfo. Neither fits H.263's record of 8 bytes nor H.264's of 368: kept,
-// since consumers go by the header size.
+// `config_size` of VID_Header_CodecInfo. Neither fits H.263's record of 8 bytes nor H.264's of 368: kept
+// for consumers, which go by the header size [config-size].
 constexpr unsigned int kConfigSize = 356;
 constexpr unsigned int kH264ConfigSize = 365;
 
@@ -171,7 +171,7 @@ void wld_put_hdr_vid_codecCfg264(VID_Header_H264CodecConfig* record, iso_track* 
         value.config_byte6 = config[6];
         value.config_byte7 = config[7];
     } else {
-        // Only the words around it are set: kept.
+        // Only the words around it are set: kept for callers that filled it [short-avcc-word].
         std::memcpy(&value.config_byte6, reinterpret_cast<unsigned char*>(record) + 4, 4);
     }
     copy_shown_part(config, value.config);

@@ -43,7 +43,7 @@ void C3gpInterface::AllocBuffers() {
                                            "Unable to allocate buffer for media sample");
     m_uMediaBufferBytes = media_bytes;
 
-    // An entry has two words; the line tells of one each. Kept.
+    // An entry has two words; the line tells of one each: kept for readers of logs [offset-table-log].
     QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for media sample offset buffer",
                    m_uMediaSampleCount * 4);
     m_pSampleInfo = zeroed<_TAG_SAMPLEINFO>(m_uMediaSampleCount, m_pIOCallback, m_uStatus,

@@ -1,4 +1,4 @@
-// Media samples, fetched on behalf of the producers. One is kept, so that the packets of a frame cost one
+// Media samples, fetched on behalf of the producers. One is held, so that the packets of a frame cost one
 // read.
 #include "qlip/vorn3gp.h"
 #include "second_reader/producers/control_signals.h"
@@ -6,8 +6,8 @@
 
 using qlip::kReaderPath;
 
-// A read that came back short leaves the number of the kept sample as it was, although the buffer has
-// changed: kept.
+// A read that came back short leaves the number of the sample held as it was, although the buffer has
+// changed: kept for hosts, which see no further read [short-indexed-read].
 unsigned int C3gpInterface::GetMediaSample(unsigned int uSample) {
     if (uSample == 0 || uSample > m_uMediaSampleCount) {
         QLIP_LOG_FAULT(Faults(), qlip::Fault::MediaNumber, kReaderPath,

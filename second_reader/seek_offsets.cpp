@@ -116,7 +116,8 @@ unsigned int C3gpInterface::GetMediaSample(unsigned int uHintSample, unsigned in
     return lowest;
 }
 
-// The file's last media sample counts as having no offset: kept.
+// The file's last media sample counts as having no offset: kept for hosts, which move by it
+// [seek-last-sample-offset].
 unsigned int C3gpInterface::CalcMediaOffset(unsigned int uSample) {
     const bool known = m_pSampleInfo && uSample != 0 && uSample < m_uMediaSampleCount;
     const unsigned int offset = known ? m_pSampleInfo[uSample - 1].uOffset : kNoOffset;

@@ -85,7 +85,8 @@ unsigned int C3gpInterface::FindSyncSample(unsigned int uSample, unsigned int uF
             uSample, previous, current);
         if (current == uSample) return uSample;
         if (uSample >= previous && current >= uSample) {
-            // The sync sample further away, the previous one at equal distance: kept.
+            // The sync sample further away, the previous one at equal distance: kept for hosts
+            // [seek-nearest-is-further].
             const bool take_previous =
                 uFlags == QLIP_SEEK_PREVIOUS_SYNC ||
                 (uFlags == QLIP_SEEK_NEAREST_SYNC && uSample - previous >= current - uSample);

@@ -70,8 +70,9 @@ void C3gpInterface::SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uS
     const unsigned int hint_offset = CalcHintOffset(uSample, &size);
     RequireOffset(hint_offset, "Hint");
     const unsigned int media_offset = CalcMediaOffset(GetMediaSample(uSample, hint_offset, size));
-    RequireOffset(hint_offset, "Media");  // the hint offset again: a media offset may be unknown. Kept.
-    // Signed, so that an unknown media offset is the lower one: kept.
+    // The hint offset again, as a media offset may be unknown. Signed, so that an unknown one is the lower:
+    // kept for hosts, which move by it [seek-last-sample-offset].
+    RequireOffset(hint_offset, "Media");
     const auto offset =
         static_cast<unsigned int>(std::min(static_cast<int>(media_offset), static_cast<int>(hint_offset)));
     ResetInternals(uSample, offset);

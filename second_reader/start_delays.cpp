@@ -50,7 +50,8 @@ void C3gpInterface::ParseVideoDelay() {
                    m_VideoParams.uVideoNTS, edit->segment_duration, m_uMovieTimescale, qlip::kVideoClock);
 }
 
-// The audio track's edit list must be there, but the numbers are those of the video track: kept.
+// The audio track's edit list must be there, but the numbers are those of the video track: kept
+// for readers of the stream [delays-from-video].
 void C3gpInterface::ParseAudioDelay() {
     const auto audio = m_AudioTracks.begin();
     if (audio == m_AudioTracks.end() || !audio->second || !audio->second->GetEdts()) return;

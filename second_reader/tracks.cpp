@@ -63,7 +63,7 @@ void C3gpInterface::StoreTrackTables() {
     m_ChunkOffsets = std::move(hint.m_pStco->chunk_offsets);
     m_SampleToChunk = std::move(hint.m_pStsc->sample_entries);
     // One element stands for all samples of one size. It is appended, so that an object opened before has one
-    // more: kept.
+    // more: kept for hosts that open one again [object-opened-again].
     if (hint.m_pStsz->GetSampleSize() == 0)
         m_SampleSizes = std::move(hint.m_pStsz->chunk_sizes);
     else

@@ -135,7 +135,8 @@ void C3gpInterface::ParseMPEG4Boxes(Vorn3gp::MP4VisualSampleEntry* pEntry) {
     m_VideoParams.pConfig = info->dsi;
 }
 
-// The product wraps at 32 bits: kept. A duration of 0 gives no usable number.
+// The product wraps at 32 bits: kept for readers of the stream [bit-rate-wraps]. A duration of 0 gives no
+// usable number.
 double C3gpInterface::CalcAvgBitRate(const Vorn3gp::StszBox* pStsz, unsigned int uLengthMs) {
     const auto& sizes = pStsz->GetChunkSizes();
     const double bytes = pStsz->GetSampleSize() != 0

@@ -61,7 +61,7 @@ void C3gpInterface::AdvanceSampleSize() {
 
 // A run comes into force at the first step inside its first chunk, and only if that chunk is met exactly.
 // After a seek into a later chunk of a run the cursor waits for a chunk that has passed, and the samples per
-// chunk stay as they are to the end of the stream: kept.
+// chunk stay as they are to the end of the stream: kept for hosts that were built on it [seek-into-run].
 void C3gpInterface::AdvanceChunk() {
     if (m_itSampleToChunk < m_SampleToChunk.size() &&
         m_SampleToChunk[m_itSampleToChunk].first_chunk == m_uChunk) {

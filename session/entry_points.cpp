@@ -46,8 +46,8 @@ void release(mm_Interface** handle) {
     *handle = nullptr;
 }
 
-// The file is parsed before any argument is looked at, and the early returns leave it open: kept, so that a
-// host sees the same callbacks whatever it passes.
+// The file is parsed before any argument is looked at, and the early returns leave it open: kept for
+// hosts, which see the same callbacks whatever they pass [open-before-arguments].
 int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
     char engine_mode[] = "r";
     int engine_error = 0;

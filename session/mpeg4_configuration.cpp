@@ -9,8 +9,9 @@
 namespace {
 
 constexpr const char* kPath = qlip::kSessionPath;
-constexpr int kUnsearchedTail =
-    4;  // a packet's last bytes, beside those that the search itself leaves out: kept
+// A packet's last bytes, beside those that the search itself leaves out: kept for receivers
+// [unsearched-tail].
+constexpr int kUnsearchedTail = 4;
 
 // The stream's own configuration, from its start code up to the VOP.
 void replace_configuration(iso_track* track, const unsigned char* from, int bytes) {
@@ -63,7 +64,8 @@ int configure_sample(mm_Interface& session, int bytes) {
 namespace {
 
 // Puts the track's configuration in front of the VOP. Finished records of this frame are overwritten with the
-// beginning of the packet: kept, it counts on an intra VOP standing in the first packet of its frame.
+// beginning of the packet: kept for receivers of files whose intra VOPs stand in the first packet of their
+// frame [intra-vop-in-later-packet].
 int insert_configuration(mm_Interface& session, int bytes, int vop) {
     const iso_track* track = session.track;
     if (track->dsi_size > MMFI_BUFFER_SIZE - bytes) return -1;

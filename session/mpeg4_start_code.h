@@ -1,7 +1,8 @@
 // The search for MPEG-4 visual start codes (ISO/IEC 14496-2 6.2.1): 00 00 01 and a code byte.
 //
-// The byte behind the code must be below 64, whatever the code: kept, for a VOP it is what tells intra frames
-// from the others, and a configuration with a profile of 64 or more counts as none.
+// The byte behind the code must be below 64, whatever the code. For a VOP that is what tells intra frames
+// from the others; that a configuration with a profile of 64 or more counts as none is kept for receivers
+// [mpeg4-profile-64].
 #pragma once
 
 // 1 if `data` holds the start code of an intra VOP, else 0.

@@ -71,7 +71,7 @@ void store_frame_record(unsigned char* to, const wld_frame_record& record) {
     store_le32(to + offsetof(wld_frame_record, frame_pad), record.frame_pad);
 }
 
-// The packets of a frame are complete: its record goes out and is kept for calls that find no data.
+// The packets of a frame are complete: its record goes out and stays for calls that find no data.
 void put_frame_record(VideoCall& call, unsigned int packets) {
     const unsigned int filled = call.session.carry_size + static_cast<unsigned int>(sizeof(wld_frame_record) +
                                                                                     sizeof(wld_frame_prefix));
@@ -105,7 +105,8 @@ void cut_sample(mm_Interface& session, int bytes, double seconds) {
     const int packed = wld_native_packet(session.carry_buffer, MMFI_BUFFER_SIZE, session.sample_buffer, bytes,
                                          seconds, &session.native);
     if (packed < 0) clear_unwritten(session);
-    session.carry_size = static_cast<unsigned short>(packed);  // 65,535 after an overflow: kept
+    // 65,535 after an overflow: kept for hosts, which walk the body by its packets [overflowed-body].
+    session.carry_size = static_cast<unsigned short>(packed);
 }
 
 int deliver_cut_frame(VideoCall& call, bool first) {
@@ -207,7 +208,7 @@ int deliver_stage(VideoCall& call) {
     }
 }
 
-// Kept out of line, so that a frame body, which is every second chunk, does not pay for its registers.
+// Out of line, so that a frame body, which is every second chunk, does not pay for its registers.
 [[gnu::noinline]] int deliver_records(mm_Interface& session, unsigned char* buffer, unsigned int* size,
                                       const VideoCodec& codec) noexcept {
     VideoCall call{codec, session, buffer, size, session.hint};

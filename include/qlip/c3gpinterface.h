@@ -54,7 +54,7 @@ enum {
     QLIP_SEEK_NEXT_SYNC = 1,
     QLIP_SEEK_PREVIOUS_SYNC = 2,
     // Of the two sync samples around the target the one further away, the previous one when they are equally
-    // far. Kept: hosts were built on it.
+    // far: kept for hosts that were built on it [seek-nearest-is-further].
     QLIP_SEEK_NEAREST_SYNC = 4
 };
 
@@ -110,9 +110,9 @@ class QLIP_API C3gpInterface {
     // Moves reading to a hint sample by time. Bytes still waiting are delivered first. A stream that has
     // reached its end stays there.
     //
-    // Results: 0; 8 not open; 13 null; 19 flags; 18 the time lies outside the track, or before its first sync
-    // sample with QLIP_SEEK_PREVIOUS_SYNC; 4, 20, 21, 22 the tables do not allow it; 2 other failures. After
-    // a failure reading goes on where it was, but for a failure of the last step, the host's Seek.
+    // Results: 0; 8 not open; 13 null; 19 flags; 18 the time lies outside the track, or the flag asks for a
+    // sync sample before the first; 4, 20, 21, 22 the tables do not allow it; 2 other failures. After a
+    // failure reading goes on where it was, but for a failure of the last step, the host's Seek.
     unsigned int SeekTo(_TAG_QLIP_SEEK_PARAMS* pParams);
 
     // Releases everything and makes the object ready for another Open. Result: 0.

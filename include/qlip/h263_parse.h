@@ -4,7 +4,7 @@
 //
 // Calling shape. Most operations take (state, buf, size, in, out, err): the walker's state, the data and its
 // number of bytes, where to start, where the operation ended, and the error flag. `in` and `out` may be one
-// record. Nothing is kept of the pointers, and the data is only read.
+// record. No pointer is stored, and the data is only read.
 //
 // Errors. *err is sticky: running out of data sets it to 1, only the caller clears it, and while it is set an
 // operation reads nothing and leaves *out equal to *in. A field with a forbidden or unsupported value does
@@ -129,8 +129,8 @@ QLIP_API void tbq_pos_add(const tbq_pos_t* in, tbq_pos_t* out, unsigned long bit
 // 1 if the positions are equal, else 0.
 QLIP_API int tbq_pos_eq(const tbq_pos_t* first, const tbq_pos_t* second);
 
-// Reads `count` bits, the first being the most significant of the result; of more than 32 the last 32 are
-// kept. A read may end at the end of the data, not beyond: then *err becomes 1, the result is 0 and *out is
+// Reads `count` bits, the first being the most significant of the result; of more than 32 the last 32
+// count. A read may end at the end of the data, not beyond: then *err becomes 1, the result is 0 and *out is
 // *in.
 QLIP_API unsigned long tbq_bits_get(unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                                     tbq_pos_t* out, unsigned long count, int* err);

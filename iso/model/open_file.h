@@ -1,4 +1,4 @@
-// What the engine knows of a file that isoFFopen made, kept behind the public record, whose layout is fixed.
+// What the engine knows of a file that isoFFopen made, behind the public record, whose layout is fixed.
 #pragma once
 
 #include "qlip/isoff.h"

@@ -24,7 +24,8 @@ inline ArmedHint* armed_hint(iso_track* track) {
 }
 
 // Finding a track that is armed already. Between two packets of a sample this makes the next packet entry
-// read as a packet count; kept. Inside a packet that is to be built again the count stays.
+// read as a packet count: kept for players that call it between packets
+// [hint-found-between-packets]. Inside a packet that is to be built again the count stays.
 inline void find_again(iso_track* hint) {
     const ArmedHint* own = armed_hint(hint);
     if (!own || !own->packet_open) hint->hint->packets_left = 0;

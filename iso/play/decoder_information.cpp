@@ -23,7 +23,9 @@ bool walk_parameter_sets(std::span<const unsigned char> avcc, Take take) {
     };
     if (at >= avcc.size()) return false;
     for (int sps = static_cast<int>(avcc[at] & qlip::kAvccSetCountMask); sps > 0; --sps) {
-        ++at;  // right for the first set alone: with more the walk is a byte off; kept
+        // Right for the first set alone; with more the walk is a byte off: kept for its callers
+        // [dsi-with-two-sets].
+        ++at;
         if (!next_set()) return false;
     }
     if (at >= avcc.size()) return false;
@@ -54,7 +56,8 @@ struct FoundSets {
     }
 };
 
-// A start code is taken to be four bytes long, whatever stands ahead of its last three; kept.
+// A start code is taken to be four bytes long, whatever stands ahead of its last three: kept for callers that
+// give four [short-start-codes].
 bool find_sets(std::span<const unsigned char> in, FoundSets* sets) {
     unsigned int window = 0xFFFFFF;
     size_t start = 0;

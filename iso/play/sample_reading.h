@@ -45,7 +45,8 @@ inline int read_sample_alone(iso_track* track, void* buffer, int size) {
     unsigned int got = 0;
     if (!fetch(track, static_cast<unsigned char*>(buffer), wanted, &got)) return ISOFF_NOT_YET;
     ++track->sample;
-    // By what was delivered: after a short read the cursor no longer stands on a sample's start; kept.
+    // By what was delivered: after a short read the cursor no longer stands on a sample's start. Kept for
+    // players that read what is left of the sample next [isoffread-short-read].
     if (advance_position(track, got) && track->pending_head) track->pending_head = track->pending_head->next;
     return static_cast<int>(got);
 }
@@ -71,7 +72,8 @@ inline int read_next_sample(iso_track* track, void* buffer, int size, double* ti
         unsigned int got = 0;
         if (io_read_at(file->io, to, track->file_pos + from, count, &got) != 0) return ISOFF_NOT_YET;
     } else {
-        // Neither status counts here, only the length; kept, so positioned reading never says "not yet".
+        // Neither status counts here, only the length, so positioned reading never says "not yet": kept
+        // for hosts that know no other answer of it [isoffreadat-not-yet].
         io_seek(file->io, track->file_pos + from);
         io_read(file->io, to, &count);
     }

@@ -34,7 +34,7 @@ int P_hdlr(iso_file* file, int size);
 int P_elst(iso_file* file, int size);
 int P_hint(iso_file* file, int size);
 
-// text_boxes.cpp: texts and bodies that are kept as they are.
+// text_boxes.cpp: texts and bodies that stay as they are.
 int P_xml(iso_file* file, int size);
 int P_tsel(iso_file* file, int size);
 int P_sdp(iso_file* file, int size);

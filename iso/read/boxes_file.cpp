@@ -84,7 +84,7 @@ int P_moov(iso_file* file, int size) {
     return result;
 }
 
-// Behind moov, the media data ends the parse. Ahead of it, it is kept in memory, though samples are always
+// Behind moov, the media data ends the parse. Ahead of it, it stays in memory, though samples are always
 // read through the callbacks.
 int P_mdat(iso_file* file, int size) {
     file->mdat_start = file->position;

@@ -30,7 +30,8 @@ int P_tref(iso_file* file, int size) {
     return parse(file, tref_box, size);
 }
 
-// Read without the version word that the published layout has; kept, files of the family leave it out.
+// Read without the version word that the published layout has: kept for files of the family, which leave it
+// out [meta-without-version].
 int P_meta(iso_file* file, int size) {
     return parse(file, meta_box, size);
 }

@@ -59,7 +59,8 @@ int read_decoder_config(iso_file* file, iso_track* track, int size) {
 
 }  // namespace
 
-// The flags of the ES descriptor are not looked at, so optional fields behind them read as descriptors; kept.
+// The flags of the ES descriptor are not looked at, so optional fields behind them read as descriptors: kept
+// for hosts, which see the tracks of such files as ever [engine-misread-boxes].
 int r_ES_Desc(iso_file* file, int size) {
     iso_track* track = file->current_track;
     skip(file, 3);  // ES_ID, flags

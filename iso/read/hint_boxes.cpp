@@ -73,7 +73,8 @@ int P_schm(iso_file* file, int size) {
     getID(file, track->scheme_type);
     track->scheme_version = read_u32(file);
     if (!(flags & 1)) return kGoOn;
-    const int length = size - 10;  // not 12: two bytes beyond the box, kept
+    // Not 12: two bytes beyond the box, kept for the walk behind it, which always went on there [schm-url].
+    const int length = size - 10;
     if (length < 1) return kRefuse;
     track->scheme_url = reinterpret_cast<char*>(read_block(file, length));
     if (!track->scheme_url) return kRefuse;

@@ -1,4 +1,4 @@
-// Sample groups (ISO/IEC 14496-12 8.9): kept for the writer, never looked into.
+// Sample groups (ISO/IEC 14496-12 8.9): carried over to the writer, never looked into.
 #include <cstring>
 
 #include "common/diagnostics.h"

@@ -1,4 +1,4 @@
-// Texts and bodies that are kept as they stand in the file.
+// Texts and bodies that stay as the file has them.
 #include <cstring>
 
 #include "common/diagnostics.h"

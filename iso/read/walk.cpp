@@ -75,7 +75,7 @@ class Walk {
         while (limit_ >= 1) {
             BoxHeader header;
             const unsigned char* start = file_->in_buffer ? file_->buffer_next : nullptr;
-            // The depth stays as it is here; kept.
+            // The depth stays as it is here: kept for what follows a cut header [depth-of-cut-header].
             if (!read_box_header(file_, &header)) return to_end_ ? kGoOn : kRefuse;
             const int result = take(header, start);
             if (result != kGoOn) {
@@ -88,7 +88,8 @@ class Walk {
     }
 
   private:
-    // An empty udta is left at once. Any other empty container takes in the boxes behind it; kept.
+    // An empty udta is left at once. Any other empty container takes in the boxes behind it: kept for files
+    // that play this way alone [empty-containers].
     static bool stays_empty(const isobox* table) {
         return table->name && std::strcmp(table->name, "hnti") == 0;
     }

@@ -65,7 +65,8 @@ void fix_groups(iso_track* track) {
         ++kept;
         link = &(*link)->next;
     }
-    // The run that passes the end goes as a whole, so that what stays ends short of the samples; kept so.
+    // The run that passes the end goes as a whole, so that what stays ends short of the samples: kept for
+    // players of written files [sample-group-cut].
     for (iso_group_run* dropped = *link; dropped; dropped = dropped->next)
         isoFFfree(dropped);
     *link = nullptr;

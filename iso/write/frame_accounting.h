@@ -5,7 +5,7 @@
 
 #include "qlip/isoff.h"
 
-// Cuts the sync list and the sample groups down to the samples that were kept.
+// Cuts the sync list and the sample groups down to the samples that stay.
 int fixhdr(iso_file* file);
 
 // Bytes that a frame adds to the file. Keeps the run-length state of the time tables and the largest frame

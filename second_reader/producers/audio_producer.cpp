@@ -183,7 +183,7 @@ int GetAMRCoding(int iBitRate) {
     return 0;
 }
 
-// In units of 125 Hz, for these three rates only: kept.
+// In units of 125 Hz, for these three rates only: kept for readers of the stream [known-rates].
 unsigned int SampleRateHZ_to_MM(unsigned int uRate) {
     const bool known = uRate == 6000 || uRate == 8000 || uRate == 11000;
     return known ? uRate / qlip::kRateUnit : 0;

@@ -62,7 +62,8 @@ SampleReference read_sample_reference(const unsigned char** cursor) {
 }
 
 // The bytes that a sample constructor names. The track index is not looked at: all media is of one track. Nor
-// is the sample's own size: what lies behind it in the buffer is delivered with it. Kept.
+// is the sample's own size: what lies behind it in the buffer is delivered with it. Kept for readers
+// of the stream [constructor-track-index] [constructor-beyond-sample].
 const unsigned char* fetch(const PropFile& file, const SampleReference& reference) {
     if (!file.m_pInterface) throw kBadHintContent;
     const unsigned char* data = nullptr;
@@ -122,7 +123,7 @@ unsigned char read_constructor_kind(const PropFile& file, const unsigned char** 
 }
 
 // A kind that is not known moves the cursor no further than its own byte. The next constructor is then read
-// from the wrong place, and nothing resynchronises it: kept.
+// from the wrong place, and nothing resynchronises it: kept for readers of the stream [unknown-constructor].
 unsigned int run_constructor(PropFile& file, unsigned char kind, const unsigned char** cursor) {
     switch (kind) {
         case kNoOpConstructor:
@@ -138,7 +139,8 @@ unsigned int run_constructor(PropFile& file, unsigned char kind, const unsigned 
     }
 }
 
-// A count above 14 takes bytes of what follows the constructor; the cursor still ends right behind it: kept.
+// A count above 14 takes bytes of what follows the constructor; the cursor still ends right behind it: kept
+// for readers of the stream [long-immediate-constructor].
 unsigned int append_immediate(PropFile& file, const unsigned char** cursor, unsigned int capacity) {
     QLIP_DUMP("RTPimmediateconstructor\n");
     const unsigned int count = PropFile::GetAndAdvance8(cursor);

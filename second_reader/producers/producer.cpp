@@ -73,8 +73,8 @@ unsigned int PropFile::GetPadding(unsigned int uSize) {
     return padding;
 }
 
-// The low half counts hundredths, not 65536ths as the name promises: kept, readers of the stream depend on
-// it.
+// The low half counts hundredths, not 65536ths as the name promises: kept for readers of the stream
+// [hundredths].
 unsigned int PropFile::To1616(double dValue) {
     const int32_t hundredths = qlip::to_i32(0.5 + dValue * 100.0);
     return static_cast<uint32_t>(hundredths / 100) << 16 | static_cast<uint16_t>(hundredths % 100);

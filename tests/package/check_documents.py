@@ -2,7 +2,8 @@
 """check_documents.py TOP LIBRARY_DIR CC CXX: compiles, and runs on a sample, every whole program in the documents.
 
 A whole program is a fenced block of C or C++ that has a main function. A block of C or C++ without one is compiled only.
-Links to files of the project must lead somewhere.
+Links to files of the project must lead somewhere. Each line of the oddities and the decisions has a name of its own, and each
+comment on behaviour that is kept says for whom, and names its line of the oddities.
 """
 import pathlib
 import re
@@ -12,6 +13,8 @@ import tempfile
 
 top, library, cc, cxx = pathlib.Path(sys.argv[1]), *sys.argv[2:5]
 BLOCK = re.compile(r"^```(c|cpp|c\+\+)\n(.*?)^```", re.M | re.S)
+KEPT = re.compile(r"kept for [^.\[]+((?: \[[^]]+\])+)", re.I)
+ROOMS = "boxes common formats h263 host include iso kit packets second_reader session tools".split()
 LINK = re.compile(r"\]\((?!https?:|#)([^)#]+)(?:#[^)]*)?\)")
 
 
@@ -32,6 +35,44 @@ def check_block(language, code, where, scratch):
         if run.returncode != 0:
             sys.exit(f"{where}: the program ended with {run.returncode}")
 
+
+def names_of(kind, seen):
+    """The names of a kind's lines: of those that hosts must know, and of those inside."""
+    names = set()
+    for document in (top / f"docs/{kind}.md", top / f"docs/internals/{kind}.md"):
+        for line in re.findall(r"^- .*", document.read_text(), re.M):
+            name = re.match(r"- `([a-z0-9-]+)`: ", line)
+            if not name or name[1] in seen:
+                sys.exit(f"{document}: this line has no name, or that of another one: {line}")
+            seen.add(name[1])
+            names.add(name[1])
+    return names
+
+
+def comments_of(text):
+    """The comments of a source file, each on one line."""
+    found = re.findall(r"//[^\n]*(?:\n[ \t]*//[^\n]*)*|/\*.*?\*/", text, re.S)
+    return (" ".join(comment.replace("//", " ").split()) for comment in found)
+
+
+def check_kept_comments(oddities):
+    count = 0
+    for source in (path for room in ROOMS for path in sorted((top / room).rglob("*.[ch]*"))):
+        for comment in comments_of(source.read_text()):
+            for kept in re.finditer(r"\bkept\b", comment, re.I):
+                told = KEPT.match(comment, kept.start())
+                if not told:
+                    sys.exit(f"{source}: kept for whom, and by which line of docs/oddities.md? {comment}")
+                for name in set(re.findall(r"\[([^]]+)\]", told[1])) - oddities:
+                    sys.exit(f"{source}: the oddities have no line {name}")
+                count += 1
+    return count
+
+
+names = set()
+oddities = names_of("oddities", names)
+names_of("decisions", names)
+print(f"{check_kept_comments(oddities)} comments on {len(oddities)} oddities")
 
 blocks = 0
 for document in sorted([*top.glob("*.md"), *top.glob("docs/**/*.md")]):

@@ -70,7 +70,8 @@ TEST(Seek, WithoutSyncSamplesEveryFlagLandsOnTheSampleItself) {
                           {6899, kPrevious, 0, 69},
                           {7000, kNearest, 18, 0}});
     plan.tracks[kHint].sync = {5};  // nothing in front of the first
-    check_landings(plan, {{100, kPrevious, 18, 0}, {100, kNext, 0, 5}});
+    check_landings(
+        plan, {{100, kPrevious, 18, 0}, {100, kNext, 0, 5}, {100, kNearest, 0, 5}, {300, kNearest, 18, 0}});
 }
 
 TEST(Seek, AsksTheHostForTheHintSampleAndMovesToTheLowestOffset) {

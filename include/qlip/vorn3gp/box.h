@@ -95,7 +95,7 @@ class QLIP_API Timed : public Archivable {
     unsigned int modification_time;
 };
 
-// A box with version and flags. The version is kept and never consulted.
+// A box with version and flags. The version is stored and never consulted.
 class QLIP_API FullBox : public Box {
   public:
     FullBox(unsigned int type, unsigned char version, unsigned int flags);
@@ -128,7 +128,7 @@ class QLIP_API ContainerBox : public Box {
     std::vector<bool> optional_owned;
 };
 
-// A box that the model does not know. Its contents are skipped and not kept: a dump writes 8 bytes of header.
+// A box that the model does not know. Its contents are skipped and lost: a dump writes 8 bytes of header.
 class QLIP_API UnknownBox : public Box {
   public:
     UnknownBox();

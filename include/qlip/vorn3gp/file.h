@@ -75,8 +75,8 @@ class QLIP_API MdatBox : public Box {
     std::vector<ChunkDef> audio_hint_chunks;
 };
 
-// The root of a tree: it has no box of its own. The boxes of a file may come in any order; several mdat are
-// kept, and of several moov or ftyp the last wins.
+// The root of a tree: it has no box of its own. The boxes of a file may come in any order; several mdat all
+// stay, and of several moov or ftyp the last wins.
 class QLIP_API Simple3gp : public ContainerBox {
   public:
     Simple3gp();

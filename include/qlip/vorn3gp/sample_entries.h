@@ -132,7 +132,7 @@ class QLIP_API ESDBox : public FullBox {
 
 // "avcC": H.264 configuration (ISO/IEC 14496-15, 5.3.3).
 //
-// The parameter sets are kept as an Annex B byte string, each behind 00 00 00 01, at most 255 bytes in all: a
+// The parameter sets are held as an Annex B byte string, each behind 00 00 00 01, at most 255 bytes in all: a
 // longer total wraps to the start, and a set of 256 bytes or more never ends but with the stream. Read makes
 // no size check and keeps neither position nor size; GetSize is 12 at all times, and Dump writes that size
 // whatever follows.
