@@ -7,19 +7,12 @@
 #pragma once
 
 #include <cstdint>
-#include <new>
 
 #include "common/line_limit.h"
-#include "host/host_calls.h"
+#include "host/limited_callbacks.h"
 #include "qlip/vorn3gp/stream.h"
 
 namespace qlip {
-
-// A file that asks for more than it backs.
-class OverBudget : public std::bad_alloc {
-  public:
-    const char* what() const noexcept override { return "the file asks for more than it backs"; }
-};
 
 // A record whose calls go to the host's and are counted.
 class Meter : public HostIo {

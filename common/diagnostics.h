@@ -6,6 +6,7 @@
 // Prints nothing, whatever it is given.
 int myprintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// Prints to standard output. The stream is ignored although every caller names stderr: hosts collect these
-// lines there, so it stays.
+// Prints to standard output, or hands the line to the host's function, within the bounds of the book in force
+// (line_book.h). The stream is ignored although every caller names stderr: hosts collect these lines there,
+// so it stays. A reader of standard output that has gone costs the line and nothing else.
 int myfprintf(FILE* stream, const char* format, ...) __attribute__((format(printf, 2, 3)));

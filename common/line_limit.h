@@ -2,19 +2,20 @@
 // says that further ones are left out.
 #pragma once
 
+#include "common/line_book.h"
 #include "common/log.h"
 
 namespace qlip {
 
 class LineLimit {
   public:
-    static constexpr unsigned int kMostLines = 64;
+    static constexpr unsigned int kMostLines = LineBook::kMostOfAKind;
 
     // Whether one more line is to be written.
     bool admits(const char* prefix, const char* path) {
         if (lines_ > kMostLines) return false;
         if (lines_++ < kMostLines) return true;
-        SimpleException(path, __LINE__, "Further lines of this kind are left out").Log(prefix);
+        SimpleException(path, __LINE__, "%s", LineBook::kLeftOut).Log(prefix);
         return false;
     }
 

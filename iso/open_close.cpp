@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <memory>
 #include <new>
 
 #include "formats/unity_matrix.h"
@@ -55,6 +56,15 @@ bool set_written_brands(iso_file* file) {
 void release(iso_file* file) {
     safefree(reinterpret_cast<char*>(file->arena_head));
     systemfree(file);
+}
+
+// The parse's own result is of no interest: a file that was read in part is used as far as it goes. One that
+// passes limits is not.
+void read_structure(OpenFile& file) {
+    const LimitedCall call(file.limits);
+    const LineScope lines(file.limits ? LineBook::current() : &file.lines);
+    read_header(&file);
+    if (file.limits && file.limits->was_passed()) throw OverBudget();
 }
 
 iso_file* fail(int* err, int code) {
@@ -119,18 +129,33 @@ iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int*
     if (!memory) return fail(err, -2);
     OpenFile* file = new (memory) OpenFile{};
     file->io = io;
+    file->limits = LimitedCallbacks::of(io);
     start_file(file, direction == 'w');
     if (file->writing && !set_written_brands(file)) {
         release(file);
         return fail(err, -2);
     }
     try {
-        // The result is of no interest: a file that was read in part is used as far as it goes.
-        read_header(file);
+        read_structure(*file);
+    } catch (const OverBudget&) {
+        isoFFclose(file);
+        return fail(err, ISOFF_OVER_LIMIT);
     } catch (...) {  // out of a callback
         isoFFclose(file);
         throw;
     }
+    return file;
+}
+
+iso_file* isoFFopenLimited(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err,
+                           const qlip_limits* limits) {
+    qlip_limits taken;
+    if (!mode || mode[0] != 'r' || !complete(io) || !take_limits(limits, &taken)) return fail(err, -1);
+    auto limited = std::unique_ptr<LimitedCallbacks>(new (std::nothrow) LimitedCallbacks(io, taken));
+    if (!limited) return fail(err, -2);
+    HostIo* record = limited.get();
+    iso_file* file = isoFFopen(record, mode, err);
+    if (file) open_file(file)->owns_limits = limited.release() != nullptr;
     return file;
 }
 
@@ -157,6 +182,8 @@ int isoFFclose(iso_file* file) {
     count_free(file->compatible_brands);
     count_free(file->sdp);
     safefree(reinterpret_cast<char*>(file->arena_head));
+    const OpenFile* own = open_file(file);
+    const std::unique_ptr<LimitedCallbacks> limits(own && own->owns_limits ? own->limits : nullptr);
     systemfree(file);
     return 0;
 }

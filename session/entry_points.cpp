@@ -2,6 +2,8 @@
 #include <cstdlib>
 
 #include "host/host_calls.h"
+#include "host/limited_callbacks.h"
+#include "session/codecs.h"
 #include "session/session.h"
 
 namespace {
@@ -46,6 +48,48 @@ void release(mm_Interface** handle) {
     *handle = nullptr;
 }
 
+// The status of a call on an object that may have limits: one that ran out of them failed by that.
+int settle(const qlip::LimitedCall& call, int status) {
+    return call.ran_out() ? QLIP_CORRUPT_FILE : status;
+}
+
+// In a session with limits this stands in front of the codec's reader.
+int read_within_limits(mm_Interface* session, unsigned char* buffer, unsigned int* size,
+                       bool indexed) noexcept {
+    const qlip::LimitedCall call(session->file->io);
+    return settle(call, qlip::find_codec(session->track)->reader(session, buffer, size, indexed));
+}
+
+// Chooses the track, and leaves the host's position where it was promised.
+int choose(mm_Interface* session, const char* mode) {
+    iso_file* file = session->file;
+    const qlip::LimitedCall call(file ? file->io : nullptr);
+    return settle(call, qlip::guarded([=] {
+                      const int status = mmfi_Open(session, mode);
+                      if (status == QLIP_SUCCESS) qliputil_seek(file->io, 0);
+                      return status;
+                  }));
+}
+
+// Makes the session of an open file, which is null for lack of memory.
+int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
+    // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
+    auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));
+    if (!session) {
+        isoFFclose(file);
+        return QLIP_NO_MEMORY;
+    }
+    *handle = session;
+    session->file = file;
+    const int status = choose(session, mode);
+    if (status != QLIP_SUCCESS) {
+        release(handle);
+    } else if (qlip::LimitedCallbacks::of(file->io)) {
+        session->reader = read_within_limits;
+    }
+    return status;
+}
+
 // The file is parsed before any argument is looked at, and the early returns leave it open: kept for
 // hosts, which see the same callbacks whatever they pass [open-before-arguments].
 int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
@@ -55,21 +99,16 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
     if (!handle) return QLIP_BAD_HANDLE;
     if (!qlip::complete(io)) return QLIP_BAD_ARGUMENT;
     if (!mode) return QLIP_BAD_MODE;
-    // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
-    auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));
-    if (!session) {
-        isoFFclose(file);
-        return QLIP_NO_MEMORY;
-    }
-    *handle = session;
-    session->file = file;
-    const int status = qlip::guarded([=]() mutable {
-        const int opened = mmfi_Open(session, mode);
-        if (opened == QLIP_SUCCESS) qliputil_seek(io, 0);
-        return opened;
-    });
-    if (status != QLIP_SUCCESS) release(handle);
-    return status;
+    return start_session(handle, file, mode);
+}
+
+int open_limited_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode,
+                         const qlip_limits* limits) {
+    char engine_mode[] = "r";
+    int engine_error = 0;
+    iso_file* file = isoFFopenLimited(io, engine_mode, &engine_error, limits);
+    if (!file) return engine_error == ISOFF_OVER_LIMIT ? QLIP_CORRUPT_FILE : QLIP_NO_MEMORY;
+    return start_session(handle, file, mode);
 }
 
 }  // namespace
@@ -81,6 +120,15 @@ int qlip_Open(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* call
 int qlip_Open2(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks, const char* mode,
                int /*reserved*/) {
     return qlip::guarded([=] { return open_session(handle, callbacks, mode); });
+}
+
+int qlip_OpenLimited(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks,
+                     const char* mode, const qlip_limits* limits) {
+    qlip_limits taken;
+    if (!handle) return QLIP_BAD_HANDLE;
+    if (!qlip::complete(callbacks) || !qlip::take_limits(limits, &taken)) return QLIP_BAD_ARGUMENT;
+    if (!mode) return QLIP_BAD_MODE;
+    return qlip::guarded([=] { return open_limited_session(handle, callbacks, mode, limits); });
 }
 
 int qlip_ReadChunk(mm_Interface* handle, unsigned char* buffer, unsigned int* size, bool indexed) {

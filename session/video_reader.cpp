@@ -9,6 +9,7 @@
 #include "common/to_integer.h"
 #include "formats/rtp.h"
 #include "iso/play/armed_hint.h"
+#include "iso/play/rtp_hint.h"
 #include "iso/play/sample_reading.h"
 #include "packets/wld_header.h"
 #include "session/progress.h"
@@ -136,7 +137,7 @@ int fail(VideoCall& call) {
     return QLIP_FAILURE;
 }
 
-// No further packet: `result` is what isoFFrtpPacket said.
+// No further packet: `result` is what next_packet said.
 int end_without_frame(VideoCall& call, bool first, int result) {
     if (result == 0) return QLIP_END_OF_FILE;
     if (!first) return result == ISOFF_NOT_YET ? not_available(call) : fail(call);
@@ -166,7 +167,7 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
     bool header_due = first && codec.header_awaits_packet;
     if (first && codec.before_first_packet && !codec.before_first_packet(call)) return fail(call);
     for (;;) {
-        int bytes = isoFFrtpPacket(call.hint, packet_in_hand(session));
+        int bytes = next_packet(call.hint, packet_in_hand(session));
         if (bytes < 1) return end_without_frame(call, first, bytes);
         if (header_due) append_codec_records(call);
         header_due = false;

@@ -12,10 +12,12 @@
 #include <cstdio>
 
 #include "qlip/export.h"
+#include "qlip/limits.h"
 #include "qlip/qlip.h"
 
 inline constexpr int ISOFF_END = -1;
 inline constexpr int ISOFF_NOT_YET = -2;
+inline constexpr int ISOFF_OVER_LIMIT = -3;  // of isoFFopenLimited alone
 
 // Sample-entry kinds, in `codec` of a track. 6 is not assigned.
 enum iso_codec : int {
@@ -250,6 +252,13 @@ struct hint_state {
 // about its moov in memory. A media box ahead of moov is read into memory as well (`mdat_image`); one behind
 // it ends the parse. Diagnostics of a damaged file go to standard output.
 QLIP_API iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err);
+
+// isoFFopen for reading, within limits (limits.h), which are copied and hold until isoFFclose. `io` must be
+// complete, and file->io is a record of the library's that forwards to it. Null: *err is -1 for another mode
+// or arguments that cannot be meant, -2 for no memory, ISOFF_OVER_LIMIT for a file that passes a limit. A
+// later call that passes the limit of steps results in ISOFF_END.
+QLIP_API iso_file* isoFFopenLimited(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err,
+                                    const qlip_limits* limits);
 
 // Finishes a file that is being written, and frees everything that belongs to it. `stream` stays the opener's
 // to close; `aux_stream` and the `spill_file`s are closed. Returns 0, or -1 for null.

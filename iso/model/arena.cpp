@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "iso/model/open_file.h"
+
 namespace {
 
 constexpr int kChunkSize = 2048000;
@@ -42,11 +44,17 @@ bool add_clear_chunk(iso_file* file, int size) {
     return link_chunk(file, std::calloc(1, static_cast<size_t>(size)), size);
 }
 
+bool within_limits(iso_file* file, int64_t block) {
+    qlip::LimitedCallbacks* limits = qlip::limits_of(file);
+    return !limits || limits->take_memory(static_cast<uint64_t>(block));
+}
+
 enum class Content { Any, Zero };
 
 void* cut_block(iso_file* file, int size, Content content) {
     if (!file || size < 0) return nullptr;
     const int64_t block = rounded(size);
+    if (!within_limits(file, block)) return nullptr;
     bool clear = content == Content::Any;
     if (file->arena_left < block) {
         const bool own = needs_own_chunk(block);

@@ -1,6 +1,8 @@
 // What the engine knows of a file that isoFFopen made, behind the public record, whose layout is fixed.
 #pragma once
 
+#include "common/line_book.h"
+#include "host/limited_callbacks.h"
 #include "qlip/isoff.h"
 
 namespace qlip {
@@ -14,10 +16,18 @@ struct MoovWindow {
 
 struct OpenFile : iso_file {
     MoovWindow moov;
+    LineBook lines;                      // of a file without limits; those have a book of their own
+    LimitedCallbacks* limits = nullptr;  // the record `io`, when it has limits
+    bool owns_limits = false;
 };
 
 inline OpenFile* open_file(iso_file* file) {
     return file->from_open ? static_cast<OpenFile*>(file) : nullptr;
+}
+
+inline LimitedCallbacks* limits_of(iso_file* file) {
+    const OpenFile* own = open_file(file);
+    return own ? own->limits : nullptr;
 }
 
 }  // namespace qlip

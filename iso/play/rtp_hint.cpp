@@ -3,6 +3,8 @@
 //
 // A packet is built on local state that is stored when the packet is whole, so that after "not yet" the same
 // packet is built from its start again.
+#include "iso/play/rtp_hint.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -16,6 +18,7 @@
 #include "iso/model/arena.h"
 #include "iso/play/armed_hint.h"
 #include "iso/play/sample_reading.h"
+#include "iso/play/within_limits.h"
 
 namespace {
 
@@ -276,7 +279,7 @@ iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
     return track;
 }
 
-int isoFFrtpPacket(iso_track* track, void* buf) {
+int qlip::next_packet(iso_track* track, void* buf) {
     if (!track || !track->hint || !track->hint->media_track) return ISOFF_END;
     hint_state* hint = track->hint;
     qlip::ArmedHint* own = qlip::armed_hint(track);
@@ -295,4 +298,8 @@ int isoFFrtpPacket(iso_track* track, void* buf) {
         isoFFsetPosition(track, hint->sample);  // a constructor may have read from another hint sample
     }
     return result;
+}
+
+int isoFFrtpPacket(iso_track* track, void* buf) {
+    return qlip::within_limits(track, [=] { return qlip::next_packet(track, buf); });
 }

@@ -4,6 +4,7 @@
 
 #include "iso/play/sample_access.h"
 #include "iso/play/sample_reading.h"
+#include "iso/play/within_limits.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ unsigned int trackSize(iso_track* track) {
 }
 
 int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) {
-    return qlip::read_next_sample(track, buf, size, time, cto);
+    return qlip::within_limits(track, [=] { return qlip::read_next_sample(track, buf, size, time, cto); });
 }
 
 int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,
@@ -75,7 +76,9 @@ int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned in
     if (!qlip::is_readable(track) || !qlip::has_sample(track, sample)) return ISOFF_END;
     const auto from = static_cast<unsigned int>(offset);
     const unsigned int size = qlip::size_of_sample(track, sample);
-    const int got = qlip::read_slice(track, sample, size, from, static_cast<unsigned char*>(buf), len);
+    const int got = qlip::within_limits(track, [=] {
+        return qlip::read_slice(track, sample, size, from, static_cast<unsigned char*>(buf), len);
+    });
     if (len != 0 && from < size && got != ISOFF_NOT_YET) qlip::produce_times(track, time, cto);
     return got;
 }

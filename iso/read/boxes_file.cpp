@@ -53,7 +53,10 @@ int read_brands(iso_file* file, int rest) {
 }
 
 // A whole media box, read with one call. Null when there is no room or the box is longer than the stream.
+// Memory that is scarce is for tables.
 unsigned char* room_for_image(iso_file* file, int size) {
+    const LimitedCallbacks* limits = limits_of(file);
+    if (limits && limits->bounds_memory()) return nullptr;
     if (size < 0 || credible(file, size) != size) return nullptr;
     return static_cast<unsigned char*>(isoFFmalloc(file, size));
 }

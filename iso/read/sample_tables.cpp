@@ -6,6 +6,7 @@
 
 #include "common/diagnostics.h"
 #include "iso/model/arena.h"
+#include "iso/model/open_file.h"
 #include "iso/play/sample_cursor.h"
 #include "iso/read/box_handlers.h"
 #include "iso/read/box_tables.h"
@@ -183,6 +184,8 @@ int P_stsz(iso_file* file, int /*size*/) {
     skip(file, 4);  // version, flags
     track->sample_size = read_u32(file);
     const unsigned int count = read_u32(file);
+    LimitedCallbacks* limits = limits_of(file);
+    if (limits && !limits->take_samples(count)) return kRefuse;
     if (track->sample_size != 0) {
         track->sample_count = static_cast<int>(count);
         track->total_bytes = track->sample_size * count;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "host/host_calls.h"
+#include "iso/model/open_file.h"
 #include "iso/read/box_tables.h"
 #include "iso/read/stream_input.h"
 
@@ -95,6 +96,8 @@ class Walk {
     }
 
     int take(const BoxHeader& header, const unsigned char* start) {
+        LimitedCallbacks* limits = limits_of(file_);
+        if (limits && !limits->take_box()) return kRefuse;
         const int payload = account(header.size);
         if (file_->depth == 1) file_->position += kHeaderSize;
         const int result = handle_box(file_, table_, header, std::max(payload, kLowestPayload));
