@@ -4,7 +4,7 @@
 set -euo pipefail
 include=$1 cc=$2 cxx=$3
 strict=(-Wall -Wextra -Wpedantic -Wshadow -Werror -fsyntax-only -I "$include")
-for header in qlip host native_stream; do
+for header in qlip limits host native_stream; do
   echo "#include \"qlip/$header.h\"" | "$cc" -std=c99 -x c "${strict[@]}" -
 done
 count=0

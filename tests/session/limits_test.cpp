@@ -1,0 +1,173 @@
+// Limits and the line function of qlip/limits.h, through the session and the ISO engine.
+#include "qlip/limits.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <utility>
+
+#include "qlip/isoff.h"
+#include "tests/iso/opened_file.h"
+#include "tests/support/syslog_capture.h"
+
+using namespace qlip_test;
+
+namespace {
+
+struct Lines {
+    std::vector<std::pair<int, std::string>> all;
+    static void take(int level, const char* text, void* lines) {
+        static_cast<Lines*>(lines)->all.emplace_back(level, text);
+    }
+};
+
+qlip_limits limits_to(Lines& lines) {
+    qlip_limits limits = QLIP_LIMITS_INIT;
+    limits.line = Lines::take;
+    limits.user = &lines;
+    return limits;
+}
+
+MoviePlan speech(size_t samples) {
+    return {{{.samples = std::vector<Bytes>(samples, Bytes(32, 0x3C)), .sample_entry = samr_entry()}}};
+}
+
+// A track with one line to say for each of its sample groups.
+Bytes talkative(int groups) {
+    Bytes tables;
+    for (int i = 0; i < groups; ++i)
+        tables = join({tables, full_box("sgpd", ByteWriter().text("else"))});
+    return moov_file({stbl_trak({tables})});
+}
+
+int open_and_read(const Bytes& movie, const qlip_limits& limits) {
+    MemoryHost host(movie);
+    mm_Interface* handle = nullptr;
+    int status = qlip_OpenLimited(&handle, host.record(), "ra", &limits);
+    EXPECT_EQ(handle == nullptr, status != QLIP_SUCCESS);
+    Bytes chunk(QLIP_LARGEST_CHUNK);
+    unsigned int size = 0;
+    while (status == QLIP_SUCCESS)
+        status = qlip_ReadChunk(handle, chunk.data(), &size, true);
+    qlip_Close(&handle);
+    return status;
+}
+
+// The lowest limit with which a film plays to its end.
+uint64_t lowest(const Bytes& movie, uint64_t qlip_limits::*limit) {
+    uint64_t refused = 0, played = 1 << 20;
+    while (played - refused > 1) {
+        Lines lines;
+        qlip_limits limits = limits_to(lines);
+        const uint64_t tried = limits.*limit = (played + refused) / 2;
+        const int status = open_and_read(movie, limits);
+        EXPECT_EQ(lines.all.size(), status == QLIP_CORRUPT_FILE ? 1U : 0U);
+        (status == QLIP_END_OF_FILE ? played : refused) = tried;
+    }
+    return played;
+}
+
+}  // namespace
+
+TEST(Limits, AreWhatAFilmTakesAndNoMore) {
+    const Bytes movie = build_movie(speech(40));
+    MemoryHost host(movie);
+    mm_Interface* handle = nullptr;
+    ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), QLIP_SUCCESS);
+    EXPECT_EQ(lowest(movie, &qlip_limits::steps), host.calls - 1) << "the way back to 0 counts apart";
+    qlip_Close(&handle);
+    // ftyp, moov, mvhd, trak, tkhd, mdia, mdhd, hdlr, minf, smhd, dinf, dref, stbl and its five tables, the
+    // sample entry with its configuration, and mdat, which ends the parse.
+    EXPECT_EQ(lowest(movie, &qlip_limits::boxes), 21U);
+    EXPECT_EQ(lowest(movie, &qlip_limits::samples), 40U);
+    const uint64_t memory = lowest(movie, &qlip_limits::memory);
+    EXPECT_GT(memory, 40U * 12);
+    EXPECT_LT(memory, movie.size() + 2048);
+}
+
+TEST(Limits, ThatAreNotMeantAreRefusedAheadOfTheFile) {
+    MemoryHost host(build_movie(speech(1)));
+    mm_Interface* handle = nullptr;
+    qlip_limits limits = QLIP_LIMITS_INIT;
+    EXPECT_EQ(qlip_OpenLimited(nullptr, host.record(), "ra", &limits), QLIP_BAD_HANDLE);
+    EXPECT_EQ(qlip_OpenLimited(&handle, nullptr, "ra", &limits), QLIP_BAD_ARGUMENT);
+    EXPECT_EQ(qlip_OpenLimited(&handle, host.record(), "ra", nullptr), QLIP_BAD_ARGUMENT);
+    EXPECT_EQ(qlip_OpenLimited(&handle, host.record(), nullptr, &limits), QLIP_BAD_MODE);
+    for (const size_t size : {size_t{0}, sizeof(size_t), size_t{1} << 20}) {
+        limits.record_size = size;
+        EXPECT_EQ(qlip_OpenLimited(&handle, host.record(), "ra", &limits), QLIP_BAD_ARGUMENT);
+    }
+    EXPECT_EQ(host.calls, 0U);
+    limits.record_size = offsetof(qlip_limits, line);  // an older host's
+    EXPECT_EQ(qlip_OpenLimited(&handle, host.record(), "ra", &limits), QLIP_SUCCESS);
+    qlip_Close(&handle);
+}
+
+TEST(Limits, OfStepsHoldForEachReadAndLeaveTheSessionUsable) {
+    MemoryHost host(build_movie(speech(3)));
+    Lines lines;
+    qlip_limits limits = limits_to(lines);
+    limits.steps = 100;
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = host.record();
+    char mode[] = "r";
+    iso_file* file = isoFFopenLimited(io, mode, nullptr, &limits);
+    ASSERT_NE(file, nullptr);
+    Bytes sample(32);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(isoFFread(file->tracks, sample.data(), 32, nullptr, nullptr), 32);
+    EXPECT_EQ(isoFFread(file->tracks, sample.data(), 32, nullptr, nullptr), ISOFF_END);
+    isoFFclose(file);
+}
+
+TEST(Limits, LinesGoToTheFunctionAndNowhereElse) {
+    for (const bool function : {false, true}) {
+        for (const uint64_t most : {0, 10}) {
+            MemoryHost host(talkative(100));
+            Lines lines;
+            qlip_limits limits = limits_to(lines);
+            if (!function) limits.line = nullptr;
+            limits.lines = most;
+            mm_Interface* handle = nullptr;
+            syslog_lines().clear();
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(qlip_OpenLimited(&handle, host.record(), "ra", &limits), QLIP_FAILURE);
+            const std::string printed = testing::internal::GetCapturedStdout();
+            // Of one kind 64 and the one that tells, then why there is no session; or just as many as
+            // allowed.
+            const size_t groups = most ? most : 65, expected = most ? most : 66;
+            if (!function) {
+                EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), groups);
+                EXPECT_EQ(syslog_lines().size(), expected - groups);
+                continue;
+            }
+            EXPECT_EQ(printed, "");
+            EXPECT_TRUE(syslog_lines().empty());
+            ASSERT_EQ(lines.all.size(), expected);
+            EXPECT_EQ(lines.all[0],
+                      std::pair(int{QLIP_LINE_WARNING}, std::string("skipping unknown grouping type: else")));
+            EXPECT_EQ(lines.all[groups - 1].second, "Further lines of this kind are left out");
+        }
+    }
+}
+
+TEST(Lines, OfOneKindAreFewWithoutLimitsToo) {
+    const OpenedFile file(talkative(100));
+    EXPECT_EQ(std::count(file.output.begin(), file.output.end(), '\n'), 65);
+}
+
+TEST(LinesDeathTest, ToAPipeThatNobodyReadsDoNotEndTheProcess) {
+    EXPECT_EXIT(
+        {
+            int ends[2];
+            if (pipe(ends) != 0 || close(ends[0]) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(1);
+            std::signal(SIGPIPE, SIG_DFL);
+            MemoryHost host(talkative(100));
+            mm_Interface* handle = nullptr;
+            qlip_Open(&handle, host.record(), "ra");
+            sigset_t left;
+            sigpending(&left);
+            std::exit(sigismember(&left, SIGPIPE) ? 2 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
