@@ -94,9 +94,11 @@ void start_writing(iso_file* file, iso_track* track) {
 }
 
 template <typename Node>
-void count_list(Node* node) {
+void count_list(const Node* node) {
+    int blocks = 0;
     for (; node; node = node->next)
-        isoFFfree(node);
+        ++blocks;
+    if (blocks != 0) count_freed_blocks(blocks);
 }
 
 // Arena blocks stay where they are; this keeps malloccount and freecount in step.

@@ -83,7 +83,7 @@ void* systemmalloc(iso_file* /*file*/, int size) {
 
 void systemfree(void* block) {
     std::free(block);
-    qlip::count_freed_block();
+    qlip::count_freed_blocks(1);
 }
 
 int getChunk(iso_file* file, int size) {
@@ -107,5 +107,5 @@ void* qlip::arena_take(iso_file* file, int size) {
 }
 
 void isoFFfree(void* /*block*/) {
-    qlip::count_freed_block();
+    qlip::count_freed_blocks(1);
 }

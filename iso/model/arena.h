@@ -32,8 +32,8 @@ namespace qlip {
 inline void count_block() {
     __atomic_fetch_add(&malloccount, 1, __ATOMIC_RELAXED);
 }
-inline void count_freed_block() {
-    __atomic_fetch_add(&freecount, 1, __ATOMIC_RELAXED);
+inline void count_freed_blocks(int blocks) {
+    __atomic_fetch_add(&freecount, blocks, __ATOMIC_RELAXED);
 }
 
 // Arena memory that is not cleared. Null as for isoFFmalloc.

@@ -14,11 +14,14 @@ struct MoovWindow {
     long long absent = 0;  // bytes beyond the end that may still be claimed
 };
 
+class MediaOutput;
+
 struct OpenFile : iso_file {
     MoovWindow moov;
     LineBook lines;                      // of a file without limits; those have a book of their own
     LimitedCallbacks* limits = nullptr;  // the record `io`, when it has limits
     bool owns_limits = false;
+    MediaOutput* media_output = nullptr;  // while the media is being written
 };
 
 inline OpenFile* open_file(iso_file* file) {

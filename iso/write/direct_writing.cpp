@@ -13,7 +13,8 @@ using namespace qlip;
 
 namespace {
 
-constexpr int kFreeBoxBytes = 8;
+constexpr int kBoxHeaderBytes = 8;
+constexpr int kFreeBoxBytes = kBoxHeaderBytes;
 // What isoFFopen charges for the boxes of the file itself.
 constexpr unsigned int kFileHeaderBytes = 194;
 
@@ -39,13 +40,12 @@ void charge(iso_file* file, int bytes, unsigned int charged) {
 
 // moov without its tracks.
 int file_boxes(iso_file* file) {
-    return 8 + w_mvhd(0, file, nullptr) + w_iods(0, file, nullptr) + w_udta(0, file, nullptr);
+    return kBoxHeaderBytes + w_mvhd(0, file, nullptr) + w_iods(0, file, nullptr) + w_udta(0, file, nullptr);
 }
 
 // ftyp and the head of the media box, whose size is filled in at close.
-int start_output(iso_file* file) {
-    const int ftyp_size = w_ftyp(0, file, nullptr);
-    const int size = ftyp_size + 8;
+int start_output(iso_file* file, int size) {
+    const int ftyp_size = size - kBoxHeaderBytes;
     auto* head = static_cast<unsigned char*>(isoFFmalloc(file, size));
     if (!head) return ISO_WRITE_NO_MEMORY;
     w_ftyp(1, file, head);
@@ -64,9 +64,14 @@ int start_output(iso_file* file) {
 
 int choose_first_track(iso_file* file) {
     iso_track* first = track_numbered(file, file->direct_index);
-    const int result = first && file->position == 0 ? start_output(file) : 0;
-    if (result == 0) file->direct_track = first;
-    return result;
+    if (first && file->position == 0) {
+        const int size = w_ftyp(0, file, nullptr) + kBoxHeaderBytes;
+        if (excess(file, size) > 0) return 0;  // no frame can follow
+        const int result = start_output(file, size);
+        if (result < 0) return result;
+    }
+    file->direct_track = first;
+    return 0;
 }
 
 void let_go_of_data(iso_data* frame, const void* caller_buffer) {
@@ -150,7 +155,7 @@ unsigned int frameless_header_bytes(const iso_file* file) {
 }
 
 void count_frames_anew(iso_file* file) {
-    file->position = file->mdat_start + 8;
+    file->position = file->mdat_start + kBoxHeaderBytes;
     dwr_resize(file);
     fixhdr(file);
 }
@@ -196,9 +201,10 @@ bool write_movie_box(iso_file* file) {
     return written;
 }
 
-// Covers what an earlier, longer write left behind moov.
-void put_free_box(iso_file* file) {
-    unsigned char box[8];
+// Covers what an earlier, longer write left behind moov, or where moov would stand.
+void put_free_box(iso_file* file, bool has_moov) {
+    if (!has_moov && excess(file, int64_t{file->position} + kFreeBoxBytes) > 0) return;
+    unsigned char box[kFreeBoxBytes];
     PutSequence(1, box).u32(0).id("free");
     put_out(file, box, sizeof box);
 }
@@ -291,7 +297,9 @@ int dwr_count_track_data(iso_track* track) {
         ++track->sample_count;
         track->duration += frame->delta;
         track->total_bytes += static_cast<unsigned int>(frame->size);
-        file->header_bytes += extra + static_cast<unsigned int>(per_frame_cost(track, frame));
+        const unsigned int cost = extra + static_cast<unsigned int>(per_frame_cost(track, frame));
+        file->header_bytes += cost;
+        track->written_cost += cost;
         file->position = std::max(file->position, frame->offset + static_cast<unsigned int>(frame->size));
         frame = track->data_cursor = frame->next;
     } while (frame && frame->offset == file->position);
@@ -337,15 +345,15 @@ int write_direct(iso_file* file) {
     }
     settle_rates(file);
     const bool written = fitting && write_movie_box(file);
-    if (!written && !failed(file)) {
+    if (fitting && !written && !failed(file)) {
         set_failed(file);
         return write_direct(file);
     }
     // A header that did not fit even so gives way to the free box.
     if (!written) move_to(file, static_cast<long>(file->position), SEEK_SET);
-    if (failed(file) || shrunk) put_free_box(file);
+    if (failed(file) || shrunk) put_free_box(file, written);
     if (file->position != 0) patch_media_size(file);
-    return failed(file) ? -1 : 0;
+    return failed(file) || !written ? -1 : 0;
 }
 
 }  // namespace qlip

@@ -7,36 +7,22 @@
 #include "common/diagnostics.h"
 #include "iso/write/box_writer.h"
 #include "iso/write/frame_accounting.h"
+#include "iso/write/media_output.h"
 #include "iso/write/writer_output.h"
 
 using namespace qlip;
 
 namespace {
 
-constexpr int kSpillBlock = 4096;
+constexpr int kZeroBlock = 4096;
 
 void pull_down(double* limit, double reached) {
     if (*limit > reached) *limit = reached;
 }
 
-bool copy_from_spill(iso_track* track, int size) {
-    std::array<unsigned char, kSpillBlock> block;
-    while (size > 0) {
-        const int part = std::min(size, kSpillBlock);
-        if (fread(block.data(), 1, static_cast<size_t>(part), track->spill_file) !=
-            static_cast<size_t>(part)) {
-            set_failed(track->file);
-            return false;
-        }
-        if (!put_out(track->file, block.data(), part)) return false;
-        size -= part;
-    }
-    return true;
-}
-
-bool write_frame(iso_track* track, const iso_data* frame) {
-    if (track->spill_file) return copy_from_spill(track, frame->size);
-    return put_out(track->file, frame->data, frame->size);
+bool write_frame(MediaOutput& media, const iso_track* track, const iso_data* frame) {
+    if (track->spill_file) return media.put_from(track->spill_file, frame->size);
+    return media.put(frame->data, frame->size);
 }
 
 void start_walk(iso_track* track) {
@@ -47,6 +33,22 @@ void start_walk(iso_track* track) {
 
 bool passes(const iso_track* track, const iso_data* frame, double limit) {
     return track->track_time + media_seconds(track, frame->delta) > limit;
+}
+
+// w_chunk for a track that has frames left.
+int put_chunk(MediaOutput& media, iso_track* track, unsigned int offset, double* limit) {
+    iso_data* frame = track->data_cursor;
+    const unsigned int start = offset;
+    do {
+        if (!write_frame(media, track, frame)) break;
+        frame->offset = offset;
+        offset += static_cast<unsigned int>(frame->size);
+        track->track_time += media_seconds(track, frame->delta);
+        frame = frame->next;
+    } while (frame && !passes(track, frame, *limit));
+    track->data_cursor = frame;
+    pull_down(limit, track->track_time);
+    return static_cast<int>(offset - start);
 }
 
 void count_frame(iso_track* track, iso_data* frame) {
@@ -67,13 +69,11 @@ bool over_the_limit(const iso_file* file) {
     return total > file->max_file_size;
 }
 
-int64_t media_bytes(const iso_file* file) {
-    int64_t sum = 0;
-    for (const iso_track* track = file->tracks; track; track = track->next) {
-        for (const iso_data* frame = track->data_head; frame; frame = frame->next)
-            sum += frame->size;
-    }
-    return sum;
+int64_t excess_of_all(iso_file* file) {
+    int64_t end = w_header(0, file, nullptr, 0);
+    for (const iso_track* track = file->tracks; track; track = track->next)
+        end += track->total_bytes;
+    return excess(file, end);
 }
 
 // The estimates decide first; the header's own size tells what they missed.
@@ -87,7 +87,7 @@ void fit_below_the_limit(iso_file* file, unsigned int base) {
             file->header_bytes += track->estimated_bytes;
     }
     while (has_frames(file)) {
-        const int64_t too_much = excess(file, w_header(0, file, nullptr, 0) + media_bytes(file));
+        const int64_t too_much = excess_of_all(file);
         if (too_much == 0) break;
         demand_room(file, &base, too_much);
         resize(file, file->interleave_period);
@@ -97,9 +97,9 @@ void fit_below_the_limit(iso_file* file, unsigned int base) {
 }
 
 bool write_zeros(iso_file* file, int count) {
-    static constexpr std::array<unsigned char, kSpillBlock> kZeros{};
-    for (; count > 0; count -= kSpillBlock) {
-        if (!put_out(file, kZeros.data(), std::min(count, kSpillBlock))) return false;
+    static constexpr std::array<unsigned char, kZeroBlock> kZeros{};
+    for (; count > 0; count -= kZeroBlock) {
+        if (!put_out(file, kZeros.data(), std::min(count, kZeroBlock))) return false;
     }
     return flush_output(file);
 }
@@ -163,38 +163,32 @@ bool write_header(iso_file* file, int room, unsigned int media) {
 }  // namespace
 
 int w_mdat(iso_file* file, unsigned int offset, double period) {
+    MediaOutput media(file);
     for (iso_track* track = file->tracks; track; track = track->next)
         start_walk(track);
     const unsigned int start = offset;
     double limit = 0;
-    for (bool live = true; live;) {
+    for (bool live = true; live && !failed(file);) {
         live = false;
         limit += period;
-        for (iso_track* track = file->tracks; track; track = track->next) {
+        for (iso_track* track = file->tracks; track && !failed(file); track = track->next) {
             const int written = w_chunk(track, offset, &limit);
             if (written < 0) continue;
             live = true;
             offset += static_cast<unsigned int>(written);
-            if (failed(file)) return static_cast<int>(offset - start);
         }
     }
+    media.flush();
     return static_cast<int>(offset - start);
 }
 
 int w_chunk(iso_track* track, unsigned int offset, double* limit) {
-    iso_data* frame = track->data_cursor;
-    if (!frame) return -1;
-    const unsigned int start = offset;
-    do {
-        if (!write_frame(track, frame)) break;
-        frame->offset = offset;
-        offset += static_cast<unsigned int>(frame->size);
-        track->track_time += media_seconds(track, frame->delta);
-        frame = frame->next;
-    } while (frame && !passes(track, frame, *limit));
-    track->data_cursor = frame;
-    pull_down(limit, track->track_time);
-    return static_cast<int>(offset - start);
+    if (!track->data_cursor) return -1;
+    if (MediaOutput* media = MediaOutput::of(track->file)) return put_chunk(*media, track, offset, limit);
+    MediaOutput media(track->file);
+    const int written = put_chunk(media, track, offset, limit);
+    media.flush();
+    return written;
 }
 
 int resize(iso_file* file, double period) {
@@ -234,6 +228,7 @@ namespace qlip {
 int write_normal(iso_file* file) {
     const unsigned int base = file->header_bytes;
     fit_below_the_limit(file, base);
+    if (excess_of_all(file) > 0) return -1;  // not even a file without frames
     int room = 0;
     if (!make_room(file, base, &room)) return -1;
     const bool earlier = failed(file);

@@ -105,10 +105,6 @@ void leave_constant_size(iso_track* track, const iso_data* frame) {
     if (static_cast<unsigned int>(frame->size) != track->sample_size) track->sample_size = 0;
 }
 
-double media_seconds(const iso_track* track, unsigned int duration) {
-    return track->timescale == 0 ? 0.0 : static_cast<double>(duration) / track->timescale;
-}
-
 bool has_frames(const iso_file* file) {
     for (const iso_track* track = file->tracks; track; track = track->next) {
         if (track->data_head) return true;

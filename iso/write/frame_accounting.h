@@ -24,7 +24,9 @@ unsigned int size_table_cost(const iso_track* track, const iso_data* frame, unsi
 void leave_constant_size(iso_track* track, const iso_data* frame);
 
 // A duration in media time units as seconds; 0 without a time scale.
-double media_seconds(const iso_track* track, unsigned int duration);
+inline double media_seconds(const iso_track* track, unsigned int duration) {
+    return track->timescale == 0 ? 0.0 : static_cast<double>(duration) / track->timescale;
+}
 
 // True if any track still has a frame.
 bool has_frames(const iso_file* file);

@@ -2,30 +2,6 @@
 
 #include <cstring>
 
-#include "common/byte_order.h"
-
-using namespace qlip;
-
-int put8(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) *dst = static_cast<unsigned char>(value);
-    return 1;
-}
-
-int put16(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) store_be16(dst, static_cast<uint16_t>(value));
-    return 2;
-}
-
-int put24(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) store_be24(dst, value);
-    return 3;
-}
-
-int put32(int pass, unsigned char* dst, unsigned int value) {
-    if (pass) store_be32(dst, value);
-    return 4;
-}
-
 int put32n(int pass, unsigned char* dst, int* values, int n) {
     for (int i = 0; pass && i < n; ++i, dst += 4)
         put32(1, dst, static_cast<unsigned int>(values[i]));

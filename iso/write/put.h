@@ -3,10 +3,27 @@
 // pass 0 `dst` may be null.
 #pragma once
 
-int put8(int pass, unsigned char* dst, unsigned int value);
-int put16(int pass, unsigned char* dst, unsigned int value);
-int put24(int pass, unsigned char* dst, unsigned int value);
-int put32(int pass, unsigned char* dst, unsigned int value);
+#include "common/byte_order.h"
+
+inline int put8(int pass, unsigned char* dst, unsigned int value) {
+    if (pass) *dst = static_cast<unsigned char>(value);
+    return 1;
+}
+
+inline int put16(int pass, unsigned char* dst, unsigned int value) {
+    if (pass) qlip::store_be16(dst, static_cast<uint16_t>(value));
+    return 2;
+}
+
+inline int put24(int pass, unsigned char* dst, unsigned int value) {
+    if (pass) qlip::store_be24(dst, value);
+    return 3;
+}
+
+inline int put32(int pass, unsigned char* dst, unsigned int value) {
+    if (pass) qlip::store_be32(dst, value);
+    return 4;
+}
 
 int put32n(int pass, unsigned char* dst, int* values, int n);
 int put8n(int pass, unsigned char* dst, void* data, int n);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "iso/model/arena.h"
 #include "iso/write/direct_writing.h"
 #include "iso/write/frame_accounting.h"
 #include "iso/write/writer_output.h"
@@ -32,7 +33,7 @@ iso_data* new_frame(iso_track* track, int n, unsigned int delta, unsigned int ct
     constexpr int kRecord = static_cast<int>(sizeof(iso_data));
     static_assert(kRecord == 40);
     if (n > INT32_MAX - kRecord) return nullptr;
-    auto* frame = static_cast<iso_data*>(isoFFmalloc(track->file, kRecord + (with_data ? n : 0)));
+    auto* frame = static_cast<iso_data*>(arena_take(track->file, kRecord + (with_data ? n : 0)));
     if (!frame) return nullptr;
     *frame = {delta, cto, n, nullptr, 0, nullptr};
     if (with_data) frame->data = reinterpret_cast<unsigned char*>(frame + 1);
@@ -55,7 +56,7 @@ int write_normal_frame(iso_track* track, const void* buf, int n, unsigned int de
     iso_data* frame = new_frame(track, n, delta, cto, !track->spill_file);
     if (!frame) return ISO_WRITE_NO_MEMORY;
     if (track->spill_file && n > 0) {
-        if (fwrite(buf, 1, static_cast<size_t>(n), track->spill_file) != static_cast<size_t>(n)) {
+        if (fwrite_unlocked(buf, 1, static_cast<size_t>(n), track->spill_file) != static_cast<size_t>(n)) {
             set_failed(track->file);
             return ISO_WRITE_FAILED;
         }
@@ -73,7 +74,7 @@ int write_normal_frame(iso_track* track, const void* buf, int n, unsigned int de
 
 // A frame that has to wait must outlive the caller's buffer.
 bool keep_waiting_frame(iso_track* track, iso_data* frame) {
-    auto* copy = static_cast<unsigned char*>(isoFFmalloc(track->file, frame->size));
+    auto* copy = static_cast<unsigned char*>(arena_take(track->file, frame->size));
     if (!copy) return false;
     if (frame->size > 0) std::memcpy(copy, frame->data, static_cast<size_t>(frame->size));
     frame->data = copy;

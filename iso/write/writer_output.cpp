@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "iso/model/arena.h"
 #include "iso/write/box_writer.h"
 
 namespace qlip {
@@ -17,14 +18,16 @@ unsigned char* make_header(iso_file* file, int counted, unsigned int media_lengt
     int capacity = counted;
     for (const iso_track* track = file->tracks; track; track = track->next)
         capacity += uncounted_bytes(track);
-    auto* header = static_cast<unsigned char*>(isoFFmalloc(file, capacity));
+    auto* header = static_cast<unsigned char*>(arena_take(file, capacity));
     if (header) *size = w_header(1, file, header, media_length);
     return header;
 }
 
 bool put_out(iso_file* file, const void* data, int size) {
     if (size <= 0) return true;
-    if (fwrite(data, 1, static_cast<size_t>(size), output(file)) == static_cast<size_t>(size)) return true;
+    // A file belongs to one thread at a time, and its streams with it.
+    if (fwrite_unlocked(data, 1, static_cast<size_t>(size), output(file)) == static_cast<size_t>(size))
+        return true;
     set_failed(file);
     return false;
 }
@@ -43,8 +46,9 @@ bool flush_output(iso_file* file) {
 
 long recover_output(iso_file* file) {
     FILE* out = output(file);
+    fflush(out);
     clearerr(out);
-    return move_to(file, 0, SEEK_END) ? ftell(out) : -1;
+    return ftell(out);
 }
 
 int64_t excess(const iso_file* file, int64_t end) {

@@ -34,7 +34,8 @@ bool move_to(iso_file* file, long offset, int whence);
 // Sends on what the output still buffers; a failure sets the error bit.
 bool flush_output(iso_file* file);
 
-// After a failed write, of which the stream keeps nothing: the bytes that the output holds, or -1.
+// After a failed write, of which the stream keeps nothing: the bytes that arrived, or -1. Where the writes
+// came to tells that, not the output's end: it may have been longer before.
 long recover_output(iso_file* file);
 
 // Bytes by which a file of `end` bytes would pass its size limit.

@@ -56,6 +56,7 @@ TEST_P(FullOutputTest, AtEveryByte) {
         if (GetParam()) movie.direct(2);
         setvbuf(movie.out.stream(), nullptr, _IONBF, 0);
         movie.out.capacity = capacity;
+        if (capacity % 2) movie.out.bytes.resize(2 * whole);  // it was longer before
         write_movie(movie);
         const Bytes& out = movie.close();
         check_claims(out, capacity);
