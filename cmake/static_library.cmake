@@ -1,6 +1,6 @@
 # libqlip.a: one object, in which all names but the exports are local. A static library has no other way to hide them from
 # its host. Instrumented builds, whose libraries nobody else links, keep their objects apart.
-if(QLIP_SANITIZE OR QLIP_COVERAGE OR QLIP_FUZZ)
+if(QLIP_INSTRUMENTED)
   add_library(qlip_static STATIC $<TARGET_OBJECTS:qlip_objects>)
   return()
 endif()

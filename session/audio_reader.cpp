@@ -163,7 +163,8 @@ size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned
 }
 
 template <size_t kBytes>
-void copy_both_ends(unsigned char* to, const unsigned char* from, size_t bytes) {
+[[gnu::always_inline]] inline void copy_both_ends(unsigned char* to, const unsigned char* from,
+                                                  size_t bytes) {
     std::memcpy(to, from, kBytes);
     std::memcpy(to + bytes - kBytes, from + bytes - kBytes, kBytes);
 }
