@@ -62,13 +62,6 @@ TEST_P(BoundarySearch, FindsTheFirstStartCode) {
 INSTANTIATE_TEST_SUITE_P(Bytes, BoundarySearch, testing::ValuesIn(kSearches),
                          [](const auto& test) { return test.param.name; });
 
-TEST(Boundary, NothingIsSearchedOnceTheFlagIsSet) {
-    Walker walker({0, 0, 0x80});
-    walker.err = 1;
-    EXPECT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
-    EXPECT_EQ(walker.pos, tbq_pos_t{});
-}
-
 TEST(Boundary, TraceLeavesTheKindBlank) {
     Walker walker({1, 0, 0, 0x90});
     walker.state.trace = 1;

@@ -134,14 +134,6 @@ TEST_P(CodeWords, AWordInNoTableIsPassedOverAtFullWidthWithADiagnostic) {
     EXPECT_EQ(walker.err, 0);
 }
 
-TEST_P(CodeWords, NothingIsReadOnceTheFlagIsSet) {
-    Walker walker({0xFF, 0xFF, 0xFF, 0xFF});
-    walker.err = 1;
-    walker.pos = {1, 3};
-    EXPECT_EQ(GetParam().run(walker), GetParam().none);
-    EXPECT_EQ(walker.pos, (tbq_pos_t{1, 3}));
-}
-
 INSTANTIATE_TEST_SUITE_P(Tables, CodeWords, testing::ValuesIn(kOperations),
                          [](const auto& test) { return test.param.name; });
 

@@ -1,7 +1,6 @@
-#include <algorithm>
 #include <string>
 
-#include "tests/h263/picture_walk.h"
+#include "tests/h263/walk_support.h"
 #include "tests/packets/packets.h"
 
 namespace qlip_test {
@@ -177,71 +176,6 @@ TEST(Rfc2190Plain, CutsAtStartCodesAndElseAtTheRoomsEnd) {
     EXPECT_EQ(cut(native, picture).bytes, records({{34, false, 0, 0, join({mode_a, slice(picture, 0, 14)})},
                                                    {34, false, 1, 0, join({mode_a, slice(picture, 14, 20)})},
                                                    {34, true, 2, 0, join({mode_a, slice(picture, 34, 6)})}}));
-}
-
-// ---- Real pictures, put together again by the payload headers alone
-
-struct Fragments {
-    BitWriter bits;
-    std::vector<unsigned long> starts;  // bit at which each fragment begins
-    std::vector<unsigned> addresses;    // MBA of the Mode B ones, 0 for Mode A
-};
-
-void append_bits(BitWriter& writer, const Bytes& data, size_t from, unsigned sbit, unsigned ebit) {
-    for (size_t i = from; i < data.size(); ++i) {
-        const unsigned first = i == from ? sbit : 0;
-        const unsigned end = i + 1 == data.size() ? 8 - ebit : 8;
-        writer.number(static_cast<unsigned>(data[i]) >> (8 - end), end - first);
-    }
-}
-
-Fragments put_together(const Bytes& stream) {
-    Fragments whole;
-    for (size_t at = 0; at < stream.size();) {
-        const size_t size = stream[at] + 256U * stream[at + 1];
-        const Bytes payload = slice(stream, at + 20, size - 20);
-        const bool last = at + size == stream.size();
-        EXPECT_LE(payload.size(), 1400U);
-        EXPECT_EQ(stream[at + 10] >> 7, last ? 1 : 0) << "marker";
-        const bool mode_b = (payload[0] & 0x80) != 0;
-        whole.starts.push_back(whole.bits.count());
-        whole.addresses.push_back(mode_b ? (payload[2] & 7U) << 6 | payload[3] >> 2 : 0);
-        append_bits(whole.bits, payload, mode_b ? 8 : 4, payload[0] >> 3 & 7, payload[0] & 7);
-        at += size;
-    }
-    return whole;
-}
-
-class RealPictures : public testing::TestWithParam<Clip> {};
-
-TEST_P(RealPictures, ComeBackBitByBitAndAreCutAtTheMacroblocksTheyName) {
-    bool was_cut = false;
-    for (const Bytes& picture : pictures_of(GetParam())) {
-        wld_native native = native_of(WLD_RFC_2190_B);
-        const Fragments whole = put_together(cut(native, picture).bytes);
-        ASSERT_EQ(whole.bits.bytes(), picture);
-        const Steps steps(with_ones_behind(picture), static_cast<size_t>(GetParam().macroblocks));
-        for (size_t i = 1; i < whole.starts.size(); ++i)
-            EXPECT_EQ(bit_position(whole.starts[i]), steps.ends[whole.addresses[i] - 1]);
-        was_cut = was_cut || whole.starts.size() > 1;
-        native = native_of(WLD_RFC_2190);
-        ASSERT_EQ(put_together(cut(native, picture).bytes).bits.bytes(), picture) << "mode A";
-    }
-    EXPECT_TRUE(was_cut);
-}
-
-INSTANTIATE_TEST_SUITE_P(Clips, RealPictures, testing::ValuesIn(kClips),
-                         [](const auto& test) { return test.param.name; });
-
-// Stuffing in front of a group header is walked as if the header began there: the cuts behind it need not be
-// between macroblocks, but no bit is lost.
-TEST(RealPicturesWithGroups, ComeBackBitByBitInBothModes) {
-    for (const Bytes& picture : pictures_of(kClipWithGroups)) {
-        for (const auto mode : {WLD_RFC_2190, WLD_RFC_2190_B}) {
-            wld_native native = native_of(mode);
-            ASSERT_EQ(put_together(cut(native, picture).bytes).bits.bytes(), picture);
-        }
-    }
 }
 
 }  // namespace
