@@ -1,7 +1,7 @@
 // What a frame says about itself: times, markers, sets, and the damage that ends a track.
 #include "kit/track_times.h"
 #include "tests/kit/kit_player.h"
-#include "tests/session/video_fixture.h"
+#include "tests/session/stream_fixture.h"
 #include "tests/support/movie_builder.h"
 
 using namespace qlip_test;

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "tests/kit/kit_player.h"
-#include "tests/session/video_fixture.h"
+#include "tests/session/stream_fixture.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/samples.h"
 #include "tests/support/syslog_capture.h"

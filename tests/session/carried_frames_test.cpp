@@ -48,7 +48,8 @@ class Model {
 std::vector<Bytes> random_samples(std::mt19937& random) {
     std::vector<Bytes> samples(60);
     for (Bytes& sample : samples) {
-        sample.resize(1 + random() % (random() % 8 == 0 ? 40000 : 200));
+        sample.resize(random() % (random() % 8 == 0 ? 40000 : 200));
+        if (random() % 8 == 0) sample.clear();
         for (unsigned char& byte : sample)
             byte = static_cast<unsigned char>(random());
     }

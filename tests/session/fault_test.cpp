@@ -16,13 +16,6 @@ constexpr size_t kStride = 7;
 constexpr size_t kStride = 1;
 #endif
 
-class Fault : public testing::TestWithParam<SampleCase> {
-  protected:
-    const Bytes file = sample(GetParam().file);
-};
-
-INSTANTIATE_TEST_SUITE_P(Samples, Fault, testing::ValuesIn(sample_cases()), sample_case_name);
-
 struct Disturbed {
     std::vector<Bytes> chunks;
     int status = 0;  // of the call that the fault hit
@@ -85,6 +78,29 @@ size_t chunk_of_call(const Undisturbed& run, size_t call) {
     return chunk;
 }
 
+class Fault : public testing::TestWithParam<SampleCase> {
+  protected:
+    // Plays anew for each `step`-th call from `first` on, which fails in that run.
+    template <typename Test>
+    void fail_each_call(const Undisturbed& run, bool indexed, size_t first, size_t step,
+                        MemoryHost::Fault fault, Test test) {
+        for (size_t call = first; call < run.log.size(); call += step) {
+            SCOPED_TRACE(call);
+            MemoryHost host(file);
+            Player player(host, GetParam().mode, indexed);
+            host.clear_log();
+            fault.call = call + 1;
+            host.fault = fault;
+            test(player, host, call);
+            if (HasFatalFailure()) return;
+        }
+    }
+
+    const Bytes file = sample(GetParam().file);
+};
+
+INSTANTIATE_TEST_SUITE_P(Samples, Fault, testing::ValuesIn(sample_cases()), sample_case_name);
+
 }  // namespace
 
 TEST_P(Fault, NoneGivesTheSameStreamInBothReadModes) {
@@ -119,20 +135,16 @@ TEST_P(Fault, WhileReadingLosesNothing) {
     const bool audio = GetParam().mode[1] == 'a';
     for (const bool indexed : {false, true}) {
         const Undisturbed run = play_through(file, GetParam().mode, indexed);
-        for (size_t call = 0; call < run.log.size(); call += kStride) {
+        fail_each_call(run, indexed, 0, kStride, {}, [&](Player& player, MemoryHost& host, size_t call) {
             const bool report = is_report(run, call, indexed);
             const size_t chunk = chunk_of_call(run, call);
-            if (!audio && chunk == 1 && !report) continue;  // tested by hand-made files
-            MemoryHost host(file);
-            Player player(host, GetParam().mode, indexed);
-            host.clear_log();
-            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1};
+            if (!audio && chunk == 1 && !report) return;  // tested by hand-made files
             const Disturbed result = play_on(player, host, report);
-            ASSERT_EQ(result.status, report ? 2 : 17) << call;
-            ASSERT_EQ(result.hit, chunk) << call;
-            ASSERT_EQ(result.end, 1) << call;
-            ASSERT_TRUE(result.chunks == run.chunks) << call;
-        }
+            ASSERT_EQ(result.status, report ? 2 : 17);
+            ASSERT_EQ(result.hit, chunk);
+            ASSERT_EQ(result.end, 1);
+            ASSERT_TRUE(result.chunks == run.chunks);
+        });
     }
 }
 
@@ -140,62 +152,49 @@ TEST_P(Fault, WhileReadingLosesNothing) {
 TEST_P(Fault, WhileReplayingCostsAtMostTheFrameInHand) {
     if (!GetParam().hinted) GTEST_SKIP() << "no hint track";
     const Undisturbed run = play_through(file, GetParam().mode, true);
-    for (size_t call = run.calls_before[2]; call < run.log.size(); call += kStride) {
-        const bool report = is_report(run, call, true);
-        MemoryHost host(file);
-        Player player(host, GetParam().mode, true);
-        host.clear_log();
-        host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1};
-        const Disturbed result = play_on(player, host, report);
-        ASSERT_EQ(result.status, report ? 2 : 17) << call;
-        ASSERT_EQ(result.end, 1) << call;
-        ASSERT_EQ(result.chunks.size(), run.chunks.size()) << call;
-        for (size_t i = 0; i < run.chunks.size(); ++i) {
-            const Bytes &whole = run.chunks[i], &got = result.chunks[i];
-            if (i != result.hit && i != result.hit + 1) {
-                ASSERT_TRUE(got == whole) << call << " chunk " << i;
-            } else if (i == result.hit + 1) {
-                ASSERT_LE(got.size(), whole.size());
-                ASSERT_TRUE(
-                    std::equal(got.begin() + 8, got.end(), whole.end() - static_cast<long>(got.size()) + 8))
-                    << call << " chunk " << i;
-            }
-        }
-    }
+    fail_each_call(
+        run, true, run.calls_before[2], kStride, {}, [&](Player& player, MemoryHost& host, size_t call) {
+            const bool report = is_report(run, call, true);
+            Disturbed result = play_on(player, host, report);
+            ASSERT_EQ(result.status, report ? 2 : 17);
+            ASSERT_EQ(result.end, 1);
+            ASSERT_EQ(result.chunks.size(), run.chunks.size());
+            Bytes &record = result.chunks[result.hit], &body = result.chunks[result.hit + 1];
+            const Bytes& whole = run.chunks[result.hit + 1];
+            ASSERT_LE(body.size(), whole.size());
+            ASSERT_TRUE(
+                std::equal(body.begin() + 8, body.end(), whole.end() - static_cast<long>(body.size()) + 8));
+            record = run.chunks[result.hit];
+            body = whole;
+            ASSERT_TRUE(result.chunks == run.chunks);
+        });
 }
 
 // A host of C++ whose callbacks throw, in every kind of chunk that makes any. What comes behind is the host's
 // risk.
 TEST_P(Fault, ThatIsThrownIsStatus2AndTheSessionLives) {
     for (const bool indexed : {false, true}) {
-        const Undisturbed run = play_through(file, GetParam().mode, indexed);
-        const size_t calls = std::min<size_t>(run.log.size(), 60);
-        for (size_t call = 0; call < calls; ++call) {
-            MemoryHost host(file);
-            Player player(host, GetParam().mode, indexed);
-            host.clear_log();
-            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1, .thrown = true};
-            EXPECT_EQ(player.rest().size(), chunk_of_call(run, call)) << call;
-            EXPECT_EQ(player.end, QLIP_FAILURE) << call;
-            const int after = player.read_raw();
-            EXPECT_TRUE(after == QLIP_SUCCESS || after == QLIP_FAILURE) << call << " gave " << after;
-        }
+        Undisturbed run = play_through(file, GetParam().mode, indexed);
+        run.log.resize(std::min<size_t>(run.log.size(), 60));
+        fail_each_call(run, indexed, 0, 1, {.slot = {}, .thrown = true},
+                       [&](Player& player, MemoryHost&, size_t call) {
+                           EXPECT_EQ(player.rest().size(), chunk_of_call(run, call));
+                           EXPECT_EQ(player.end, QLIP_FAILURE);
+                           const int after = player.read_raw();
+                           EXPECT_TRUE(after == QLIP_SUCCESS || after == QLIP_FAILURE) << after;
+                       });
     }
 }
 
 TEST_P(Fault, ForEverEndsInStatus17AgainAndAgainOr2) {
     for (const bool indexed : {false, true}) {
         const Undisturbed run = play_through(file, GetParam().mode, indexed);
-        for (size_t call = 0; call < run.log.size(); call += 7 * kStride) {
-            MemoryHost host(file);
-            Player player(host, GetParam().mode, indexed);
-            host.clear_log();
-            host.fault = MemoryHost::Fault{.slot = {}, .call = call + 1, .for_ever = true};
-            player.rest();
-            EXPECT_TRUE(player.end == 1 || player.end == 2 || player.end == 17)
-                << call << " gave " << player.end;
-            for (int i = 0; i < 4; ++i)
-                EXPECT_TRUE(player.read_raw() != 13) << call;
-        }
+        fail_each_call(run, indexed, 0, 7 * kStride, {.slot = {}, .for_ever = true},
+                       [&](Player& player, MemoryHost&, size_t) {
+                           player.rest();
+                           EXPECT_TRUE(player.end == 1 || player.end == 2 || player.end == 17) << player.end;
+                           for (int i = 0; i < 4; ++i)
+                               EXPECT_NE(player.read_raw(), 13);
+                       });
     }
 }

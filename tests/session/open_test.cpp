@@ -126,12 +126,3 @@ TEST(Track, TheLastAcceptableOneIsChosen) {
     const Opened equal_ids({visual(7, "s263"), narrowband(7), wideband(7)}, "ra");
     EXPECT_EQ(equal_ids.codec, ISO_CODEC_SAMR) << "of equal ids the first acceptable one";
 }
-
-TEST(Track, NothingBehindTheCallbacksIsAFileWithoutTracks) {
-    for (const Bytes& content : {Bytes{}, Bytes(100, 0xFF), Bytes(8, 0)}) {
-        MemoryHost host(content);
-        mm_Interface* handle = reinterpret_cast<mm_Interface*>(0x10);
-        EXPECT_EQ(qlip_Open(&handle, host.record(), "ra"), 2);
-        EXPECT_EQ(handle, nullptr);
-    }
-}

@@ -1,7 +1,8 @@
-// Whole sample files: timing, numbering, and files that are still arriving.
+// Whole sample files: timing, numbering, the count of memory blocks, and sessions side by side.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <thread>
 
 #include "qlip/SimpleException.h"
 #include "session/session.h"
@@ -17,14 +18,6 @@ class Sample : public testing::TestWithParam<SampleCase> {};
 
 INSTANTIATE_TEST_SUITE_P(All, Sample, testing::ValuesIn(sample_cases()), sample_case_name);
 
-// Timestamps of the frames, from their first packet each.
-std::vector<uint32_t> frame_timestamps(const std::vector<Bytes>& chunks, bool audio) {
-    std::vector<uint32_t> timestamps;
-    for (size_t i = audio ? 4 : 2; i < chunks.size(); i += 2)
-        timestamps.push_back(word_at(chunks[i], audio ? 8 : 12));
-    return timestamps;
-}
-
 // Time of all samples but the last, in seconds.
 double time_of_last_sample(const iso_track* track) {
     double units = 0;
@@ -37,18 +30,52 @@ double time_of_last_sample(const iso_track* track) {
     return units / track->timescale;
 }
 
+// Of the frames' first packets the timestamps; the numbers of all packets.
+struct Numbering {
+    std::vector<uint32_t> timestamps;
+    std::vector<uint32_t> sequence;
+};
+
+Numbering numbering_of(const std::vector<Bytes>& chunks, bool audio) {
+    Numbering out;
+    for (size_t i = audio ? 4 : 2; i < chunks.size(); i += 2) {
+        out.timestamps.push_back(word_at(chunks[i], audio ? 8 : 12));
+        if (audio) {
+            out.sequence.push_back(word_at(chunks[i], 16));
+            continue;
+        }
+        const std::vector<Packet> packets = packets_of(chunks[i]);
+        if (i > 2) {
+            EXPECT_EQ(word_at(chunks[i - 1], 4), packets.size());
+        }
+        EXPECT_TRUE(packets.back().rtp_word & 1U << 23) << "the last packet of a frame has the marker";
+        for (const Packet& packet : packets)
+            out.sequence.push_back(packet.rtp_word & 0xFFFF);
+    }
+    return out;
+}
+
+int blocks_of_a_session(const Bytes& file) {
+    const int before = malloccount + freecount;
+    MemoryHost host(file);
+    Player(host, "rv").rest();
+    return malloccount + freecount - before;
+}
+
 }  // namespace
 
-TEST_P(Sample, TimestampsRunAsLongAsTheSamples) {
+TEST_P(Sample, RunsAsLongAsItsSamplesAndIsNumberedWithoutAGap) {
     MemoryHost host(sample(GetParam().file));
     Player player(host, GetParam().mode);
     ASSERT_EQ(player.opened, 0);
+    const iso_track* track = player.handle->track;
     const bool audio = GetParam().mode[1] == 'a';
-    const std::vector<uint32_t> timestamps = frame_timestamps(player.rest(), audio);
-    ASSERT_EQ(timestamps.size(), static_cast<size_t>(player.handle->track->sample_count));
-    const double clock = !audio ? 90000.0 : player.handle->track->codec == ISO_CODEC_SAWB ? 16000.0 : 8000.0;
-    const double expected = time_of_last_sample(player.handle->track) * clock;
-    EXPECT_NEAR(timestamps.back() - timestamps.front(), expected, 1.0);
+    const Numbering got = numbering_of(player.rest(), audio);
+    ASSERT_EQ(got.timestamps.size(), static_cast<size_t>(track->sample_count));
+    const double clock = !audio ? 90000.0 : track->codec == ISO_CODEC_SAWB ? 16000.0 : 8000.0;
+    EXPECT_NEAR(got.timestamps.back() - got.timestamps.front(), time_of_last_sample(track) * clock, 1.0);
+    for (size_t i = 1; i < got.sequence.size(); ++i)
+        ASSERT_EQ((got.sequence[i] - got.sequence[i - 1]) & 0xFFFF, 1U) << i;
 }
 
 // What a session adds to the file, such as room for MPEG-4 configurations, is counted back as well.
@@ -64,60 +91,24 @@ TEST_P(Sample, ASessionLeavesNoMoreBlocksUncountedThanItsFile) {
     EXPECT_EQ(malloccount - freecount - before, 2 * of_file);
 }
 
-TEST_P(Sample, PacketsAreNumberedWithoutAGap) {
-    MemoryHost host(sample(GetParam().file));
-    Player player(host, GetParam().mode);
-    const std::vector<Bytes> chunks = player.rest();
-    if (GetParam().mode[1] == 'a') {
-        for (size_t i = 4; i < chunks.size(); i += 2)
-            ASSERT_EQ(word_at(chunks[i], 16), (i - 4) / 2);
-        return;
+// Under ThreadSanitizer this shows that sessions share nothing.
+TEST(Threads, SessionsSideBySideDeliverTheSameAndCountEveryBlock) {
+    constexpr int kThreads = 4, kRounds = 4;
+    const Bytes file = sample(sample_names().front());
+    MemoryHost host(file);
+    const std::vector<Bytes> want = Player(host, "rv").rest();
+    const int once = blocks_of_a_session(file);
+    const int before = malloccount + freecount;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, indexed = i % 2 == 0] {
+            for (int round = 0; round < kRounds; ++round) {
+                MemoryHost own(file);
+                EXPECT_EQ(Player(own, "rv", indexed).rest(), want);
+            }
+        });
     }
-    std::vector<Packet> packets = packets_of(chunks[2]);
-    for (size_t i = 4; i < chunks.size(); i += 2) {
-        const std::vector<Packet> more = packets_of(chunks[i]);
-        EXPECT_EQ(word_at(chunks[i - 1], 4), more.size());
-        EXPECT_TRUE(more.back().rtp_word & 1U << 23) << "the last packet of a frame has the marker";
-        packets.insert(packets.end(), more.begin(), more.end());
-    }
-    for (size_t i = 1; i < packets.size(); ++i)
-        ASSERT_EQ((packets[i].rtp_word - packets[i - 1].rtp_word) & 0xFFFF, 1U) << i;
-}
-
-namespace {
-
-Bytes concatenate(const std::vector<Bytes>& chunks) {
-    Bytes all;
-    for (const Bytes& chunk : chunks)
-        all.insert(all.end(), chunk.begin(), chunk.end());
-    return all;
-}
-
-// Grows by little whenever the library finds that data is missing.
-void expect_growing_file_to_stream_whole(const char* file, const char* mode, unsigned int start) {
-    MemoryHost whole_host(sample(file)), growing_host(sample(file));
-    Player whole(whole_host, mode), growing(growing_host, mode, true);
-    growing_host.arrived = start;
-    Bytes stream;
-    unsigned int waits = 0;
-    for (;;) {
-        const Player::Step step = growing.read();
-        if (step.status == QLIP_END_OF_FILE) break;
-        if (step.status == QLIP_NOT_AVAILABLE_YET) {
-            ++waits;
-            *growing_host.arrived += 7;
-            continue;
-        }
-        ASSERT_EQ(step.status, 0);
-        stream.insert(stream.end(), step.bytes.begin(), step.bytes.end());
-    }
-    EXPECT_GT(waits, 10U);
-    EXPECT_EQ(stream, concatenate(whole.rest()));
-}
-
-}  // namespace
-
-TEST(GrowingFile, LosesNothing) {
-    expect_growing_file_to_stream_whole("amrnb_dtx_faststart.3gp", "ra", 2000);
-    expect_growing_file_to_stream_whole("h263_cif_faststart.3gp", "rv", 20000);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(malloccount + freecount - before, kThreads * kRounds * once);
 }

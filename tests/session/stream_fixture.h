@@ -1,4 +1,4 @@
-// What the video tests share: tracks, packet records written by hand, and a fixture that runs in both read
+// What the stream tests share: tracks, packet records written by hand, and a fixture that runs in both read
 // modes.
 #pragma once
 
@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "session/session.h"
 #include "tests/session/player.h"
 #include "tests/support/little_endian.h"
 #include "tests/support/movie_builder.h"
@@ -74,12 +75,12 @@ inline Bytes run(size_t size, unsigned char first = 1) {
     return bytes;
 }
 
-class VideoStream : public testing::TestWithParam<bool> {
+class Stream : public testing::TestWithParam<bool> {
   protected:
-    void open(std::vector<TrackPlan> tracks) {
+    void open(std::vector<TrackPlan> tracks, const char* mode = "rv") {
         player.reset();
         host = std::make_unique<MemoryHost>(build_movie({.tracks = std::move(tracks)}));
-        player = std::make_unique<Player>(*host, "rv", GetParam());
+        player = std::make_unique<Player>(*host, mode, GetParam());
         ASSERT_EQ(player->opened, 0);
         host->clear_log();
     }
@@ -106,14 +107,40 @@ class VideoStream : public testing::TestWithParam<bool> {
         return joined;
     }
 
-    // Frame record and body of the next frame.
+    // The two chunks of the next frame.
+    void expect_frame(const Bytes& record, const Bytes& body) {
+        EXPECT_THAT(chunk(), testing::ElementsAreArray(record));
+        EXPECT_THAT(chunk(), testing::ElementsAreArray(body));
+    }
+
     void expect_frame(uint32_t frame_size, uint32_t packets, uint32_t pad, const Bytes& body) {
-        EXPECT_THAT(chunk(), testing::ElementsAreArray(words({frame_size, packets, pad})));
-        EXPECT_EQ(chunk(), body);
+        expect_frame(words({frame_size, packets, pad}), body);
+    }
+
+    // The next call of a callback fails.
+    void fail_once() { host->fault = MemoryHost::Fault{.slot = {}, .call = host->calls + 1}; }
+
+    // The next call ends with `status`, and leaves the buffer alone.
+    void expect_nothing(int status) {
+        EXPECT_EQ(player->read_raw(), status);
+        EXPECT_EQ(player->buffer(24), Bytes(24, Player::kUntouched));
+    }
+
+    // After the end each frame's first call ends again and the second one repeats the last body.
+    void expect_end(const Bytes& last) {
+        for (int i = 0; i < 2; ++i) {
+            expect_nothing(QLIP_END_OF_FILE);
+            EXPECT_EQ(player->read_raw(), 0);
+            EXPECT_EQ(player->buffer(last.size()), last);
+        }
     }
 
     std::unique_ptr<MemoryHost> host;
     std::unique_ptr<Player> player;
 };
+
+inline std::string read_mode_name(const testing::TestParamInfo<bool>& mode) {
+    return mode.param ? "Indexed" : "Positioned";
+}
 
 }  // namespace qlip_test
