@@ -50,15 +50,5 @@ INSTANTIATE_TEST_SUITE_P(
         Read{"once_the_flag_is_set", {0, 3}, 4, 0, {0, 3}, 7, 7}),
     [](const auto& test) { return test.param.name; });
 
-TEST(Position, AddCarriesBitsIntoBytesAndWorksInPlace) {
-    tbq_pos_t pos{10, 7};
-    tbq_pos_add(&pos, &pos, 9);
-    EXPECT_EQ(pos, (tbq_pos_t{12, 0}));
-    const tbq_pos_t other{12, 1};
-    EXPECT_EQ(tbq_pos_eq(&pos, &other), 0);
-    tbq_pos_add(&pos, &pos, 1);
-    EXPECT_EQ(tbq_pos_eq(&pos, &other), 1);
-}
-
 }  // namespace
 }  // namespace qlip_test

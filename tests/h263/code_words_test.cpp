@@ -1,5 +1,5 @@
 #include <map>
-#include <optional>
+#include <set>
 #include <span>
 #include <string>
 
@@ -142,6 +142,12 @@ struct Row {
     const char* word;
     unsigned value;
 };
+
+TEST_P(CodeWords, EachHasAValueOfItsOwn) {
+    std::set<unsigned> values;
+    for (const auto& [word, value] : words_)
+        EXPECT_TRUE(values.insert(value).second) << word;
+}
 
 // Rows looked up in ITU-T H.263 by hand.
 TEST(CodeWordRows, ReadAsInTheStandard) {

@@ -251,19 +251,5 @@ TEST(Print, EveryFieldOfAPicture) {
               "  Clock divisor      = 0\n");
 }
 
-TEST(Print, SourceFormatsAndModesByName) {
-    const char* names[] = {"0 (forbidden)", "1 (sub-QCIF)", "2 (QCIF)",     "3 (CIF)",
-                           "4 (4CIF)",      "5 (16CIF)",    "6 (reserved)", "7 (extended PTYPE)"};
-    tbq_state_t state{};
-    const tbq_pos_t pos{};
-    for (const char* name : names) {
-        const std::string printed = printed_by([&] { tbq_picture_info_print(&state, &pos); });
-        EXPECT_NE(printed.find(std::string("  Source format      = ") + name + "\n"), std::string::npos);
-        EXPECT_NE(printed.find("0 (I-picture)\n"), std::string::npos);
-        EXPECT_NE(printed.find("0 (GOB mode)\n"), std::string::npos);
-        ++state.picture.source_format;
-    }
-}
-
 }  // namespace
 }  // namespace qlip_test

@@ -34,17 +34,6 @@ Bytes packed_by_bits(const Bytes& frame) {
     return packed;
 }
 
-TEST(AmrHelpers, ASilenceFrameWorkedOutByHand) {
-    // Speech bits 0, 2, 7 and 38 are set: positions 4, 6, 11 and 42 of the packed frame.
-    Bytes storage = hex("44 A1 00 00 00 02");
-    Bytes packed(6);
-    EXPECT_EQ(amr2cod(storage.data(), packed.data()), 6);
-    EXPECT_EQ(packed, hex("58 08 00 00 00 04"));
-    Bytes back(6);
-    EXPECT_EQ(cod2amr(packed.data(), back.data()), 6);
-    EXPECT_EQ(back, storage);
-}
-
 TEST(AmrHelpers, EverySpeechModeConvertsBitByBitAndBack) {
     std::mt19937 random(26101);
     Bytes run, packed_run;

@@ -53,20 +53,7 @@ struct H264 {
     wld_native native;
 };
 
-TEST(H264Packets, EveryFragmentedNalEndsWithTheMarkerKept) {
-    H264 h264;
-    h264.native.max_payload = 100;
-    const Bytes longer = nal(0x41, 150);
-    const Bytes single = nal(0x41, 100);
-    EXPECT_EQ(h264.packetise(sample_of({longer, single, longer, single})).bytes,
-              records({{kType, false, 0, 0, fu(0x5C, 0x81, longer, 1, 98)},
-                       {kType, true, 1, 0, fu(0x5C, 0x41, longer, 99, 51)},
-                       {kType, false, 2, 0, single},
-                       {kType, false, 3, 0, fu(0x5C, 0x81, longer, 1, 98)},
-                       {kType, true, 4, 0, fu(0x5C, 0x41, longer, 99, 51)},
-                       {kType, true, 5, 0, single}}));
-}
-
+// A unit's last fragment has the marker wherever in the frame it stands: kept.
 TEST(H264Packets, FragmentsNeverStartAndEndAtOnceAndFillTheirRoom) {
     const struct {
         size_t size;
@@ -85,7 +72,8 @@ TEST(H264Packets, FragmentsNeverStartAndEndAtOnceAndFillTheirRoom) {
             expected = join({expected, records({{kType, last, 1 + number++, 0, payload}})});
             at += count;
         }
-        const Bytes made = h264.packetise(sample_of({nal(0x67, 1), unit})).bytes;
+        expected = join({expected, records({{kType, true, 1 + number, 0, nal(0x41, 100)}})});
+        const Bytes made = h264.packetise(sample_of({nal(0x67, 1), unit, nal(0x41, 100)})).bytes;
         EXPECT_EQ(slice(made, 21, made.size() - 21), expected) << size;
     }
 }
@@ -175,54 +163,42 @@ TEST(H264Packets, AFragmentWithoutRoomFailsAtOnce) {
     }
 }
 
-// A hint track at rest or in the middle of playback, and the media track whose sets it serves.
-struct Hinted {
-    explicit Hinted(unsigned int state, int pps_count = 1) {
+// A hint track at rest counts its random offset up, in 16 bits on the wire; in the middle of playback the
+// sets take the number of the packet that they precede. There are no more of them than the counts say.
+TEST(H264Packets, HintedSetsAreNumberedByTheStateOfPlayback) {
+    const struct {
+        unsigned int state, offset;
+        int pps_count;
+        unsigned int first, time, state_after;
+    } kCases[] = {{0, 500, 1, 500, 9000, 1},
+                  {1, 500, 1, 500, 9000, 1},
+                  {2, 500, 1, 65535, 12345, 2},
+                  {0, 0x7FFFFFFF, 1, 65535, 9000, 1},
+                  {0, 500, 0, 500, 9000, 1}};
+    Bytes sets = sample_of({kSps, kPps}, 2);
+    for (const auto& [state, offset, pps_count, first, time, state_after] : kCases) {
+        iso_track media{}, hint{};
         media.nal_length_size = 3;
         media.parameter_sets = sets.data();
         media.parameter_sets_size = static_cast<unsigned int>(sets.size());
         media.sps_count = 1;
         media.pps_count = pps_count;
-        hint.snro = 500;
+        hint.snro = offset;
         hint.tsro = 9000;
         hint.last_seq = 65535;
         hint.last_timestamp = 12345;
         hint.seq_state = state;
-    }
-    Bytes served() {
         Bytes out(100, 0xEE);
         int length = 0;
         EXPECT_EQ(isoFFgetAvccDsi(&hint, &media, kType, out.data(), &length), 0);
+        Bytes expected = records({{kType, false, first, time, kSps}});
+        if (pps_count)
+            expected = join({expected, records({{kType, false, (first + 1) & 0xFFFF, time, kPps}})});
+        EXPECT_EQ(slice(out, 0, static_cast<size_t>(length)), expected);
         EXPECT_EQ(out[static_cast<size_t>(length)], 0xEE);
-        return slice(out, 0, static_cast<size_t>(length));
+        EXPECT_EQ(hint.snro, offset + 1 + static_cast<unsigned int>(pps_count));
+        EXPECT_EQ(hint.seq_state, state_after);
     }
-    Bytes sets = sample_of({kSps, kPps}, 2);
-    iso_track media{};
-    iso_track hint{};
-};
-
-TEST(H264Packets, HintedSetsTakeTheNumberOfThePacketTheyPrecede) {
-    for (const unsigned int state : {0U, 1U, 2U}) {
-        Hinted h(state);
-        const bool running = state == 2;
-        const unsigned int time = running ? 12345 : 9000;
-        EXPECT_EQ(h.served(), records({{kType, false, running ? 65535U : 500U, time, kSps},
-                                       {kType, false, running ? 0U : 501U, time, kPps}}));
-        EXPECT_EQ(h.hint.snro, 502u);
-        EXPECT_EQ(h.hint.seq_state, running ? 2U : 1U);
-    }
-}
-
-TEST(H264Packets, HintedSetsKeepTheLow16BitsOfARandomOffset) {
-    Hinted h(0);
-    h.hint.snro = 0x7FFFFFFF;
-    EXPECT_EQ(h.served(), records({{kType, false, 65535, 9000, kSps}, {kType, false, 0, 9000, kPps}}));
-}
-
-TEST(H264Packets, HintedSetsAreNoMoreThanTheCountsSay) {
-    Hinted h(0, 0);
-    EXPECT_EQ(h.served(), records({{kType, false, 500, 9000, kSps}}));
-    EXPECT_EQ(h.hint.snro, 501u);
 }
 
 TEST(H264Packets, StoredSetsEndWhereALengthPointsOutside) {

@@ -35,8 +35,8 @@ TEST(ZeroPair, SearchMeetsTheSamePairAsTheWalk) {
 }
 
 TEST(ZeroPair, LongRunsOfZerosKeepTheParityOfTheirStart) {
-    for (size_t start = 0; start < 40; ++start) {
-        for (size_t length = 2; length < 70; ++length) {
+    for (size_t start = 0; start <= 118; ++start) {
+        for (size_t length = 2; start + length <= 120; ++length) {
             std::vector<unsigned char> bytes(120, 1);
             std::fill_n(bytes.begin() + static_cast<ptrdiff_t>(start), length, static_cast<unsigned char>(0));
             const unsigned char* end = bytes.data() + bytes.size();

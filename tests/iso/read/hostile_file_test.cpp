@@ -29,6 +29,19 @@ void use(OpenedFile& f, int most) {
     }
 }
 
+// The first samples of each track, for as long as they come.
+std::vector<std::vector<Bytes>> delivered(OpenedFile& f) {
+    static Bytes buffer(64000);
+    std::vector<std::vector<Bytes>> out;
+    for (iso_track* t = f.file->tracks; t; t = t->next) {
+        std::vector<Bytes>& samples = out.emplace_back();
+        for (int got;
+             samples.size() < 3 && (got = isoFFread(t, buffer.data(), 64000, nullptr, nullptr)) >= 0;)
+            samples.emplace_back(buffer.begin(), buffer.begin() + got);
+    }
+    return out;
+}
+
 long long arena_bytes(const OpenedFile& f) {
     return 2048000LL * f.file->arena_chunks;
 }
@@ -52,10 +65,18 @@ class RealFile : public testing::TestWithParam<std::string> {
     size_t moov_size;
 };
 
-TEST_P(RealFile, CutAnywhereInItsBoxesStillOpens) {
+TEST_P(RealFile, CutAnywhereInItsBoxesStillOpensAndDeliversNothingButItsSamples) {
+    OpenedFile all(whole);
+    const std::vector<std::vector<Bytes>> samples = delivered(all);
     for (size_t size = moov; size < moov + moov_size; ++size) {
         OpenedFile f(Bytes(whole.begin(), whole.begin() + static_cast<long>(size)));
         ASSERT_NE(f.file, nullptr);
+        const auto got = delivered(f);
+        ASSERT_LE(got.size(), samples.size());
+        for (size_t track = 0; track < got.size(); ++track) {
+            ASSERT_LE(got[track].size(), samples[track].size());
+            ASSERT_TRUE(std::equal(got[track].begin(), got[track].end(), samples[track].begin())) << size;
+        }
         use(f, 2);
     }
 }
@@ -103,56 +124,6 @@ TEST(Hostile, AMoovLongerThanTheFileIsReadAsFarAsItGoes) {
     OpenedFile f(movie);
     EXPECT_NE(f.track(2), nullptr);
     EXPECT_EQ(f.output, "read_buf, EOF 0 left, 4 requested\nread_buf, EOF 0 left, 4 requested\n");
-}
-
-// What is delivered of each track, for as long as it comes.
-std::vector<std::vector<Bytes>> delivered(OpenedFile& f) {
-    std::vector<std::vector<Bytes>> out;
-    for (iso_track* t = f.file->tracks; t; t = t->next) {
-        std::vector<Bytes>& samples = out.emplace_back();
-        Bytes buffer(64000);
-        for (int got; (got = isoFFread(t, buffer.data(), 64000, nullptr, nullptr)) >= 0;) {
-            samples.emplace_back(buffer.begin(), buffer.begin() + got);
-            if (samples.size() > 100) break;
-        }
-        if (samples.empty()) {
-            EXPECT_EQ(isoFFreadAt(t, 0, 0, buffer.data(), 1, nullptr, nullptr), ISOFF_END);
-        }
-    }
-    return out;
-}
-
-TEST(Hostile, AMoovThatIsCutOrPaddedDeliversNothingButTheTracksSamples) {
-    const std::vector<Bytes> audio = {hex("0A"), hex("0B0C"), hex("0D0E0F")}, hints = {hint_sample({})};
-    const auto movie = [&](const Bytes& stray) {
-        TrackPlan media{.samples = audio, .sample_entry = samr_entry()};
-        TrackPlan hint{.handler = "hint",
-                       .id = 2,
-                       .samples = hints,
-                       .sample_entry = rtp_entry(1400, 8000),
-                       .hint_reference = 1,
-                       .extra_trak = stray};
-        return build_movie({{media, hint}});
-    };
-    for (size_t stray = 0; stray < 8; ++stray) {
-        OpenedFile f(movie(Bytes(stray, 0)));
-        EXPECT_EQ(delivered(f), (std::vector{audio, hints})) << stray;
-    }
-    // Behind the last stco stands a box of 20 bytes; the cut reaches from there back to the first header.
-    const Bytes whole = movie(box("udta", Bytes(12, 0)));
-    const size_t moov = find_box(whole, "moov");
-    for (size_t cut = 1; cut < whole.size() - moov; ++cut) {
-        OpenedFile f(Bytes(whole.begin(), whole.end() - static_cast<long>(cut)));
-        const auto got = delivered(f);
-        if (cut <= 20) {
-            EXPECT_EQ(got, (std::vector{audio, hints})) << cut;
-        }
-        for (size_t track = 0; track < got.size(); ++track) {
-            const auto& all = track == 0 ? audio : hints;
-            ASSERT_LE(got[track].size(), all.size()) << cut;
-            EXPECT_TRUE(std::equal(got[track].begin(), got[track].end(), all.begin())) << cut;
-        }
-    }
 }
 
 TEST(Hostile, ALargeMediaBoxAheadOfMoovIsKeptOnlyWhenItIsThere) {

@@ -154,23 +154,6 @@ TEST(Parse, NestingIsNoDeeperThanTheTables) {
     EXPECT_LT(f.file->depth, 20);
 }
 
-int claim_one(iso_file* file, int) {
-    ++file->od_id;
-    return 0;
-}
-
-TEST(Parse, HandsUnknownBoxesToTheHandlerOfTheClosingRow) {
-    isobox rows[] = {{"abcd", P_vmhd}, {nullptr, claim_one}};
-    Bytes bytes = join({box("wxyz"), box("abcd", Bytes(4, 0)), box("qrst")});
-    iso_file file{};
-    file.in_buffer = 1;
-    file.buffer_next = bytes.data();
-    file.buffer_left = static_cast<int>(bytes.size());
-    EXPECT_EQ(parse(&file, rows, file.buffer_left), 0);
-    EXPECT_EQ(file.od_id, 2U);
-    EXPECT_EQ(file.depth, 0);
-}
-
 TEST(Parse, ASecondInstanceEndsItWithAMessage) {
     const auto udta = [](const Bytes& child) { return container("udta", {child}); };
     const Bytes sdp = box("sdp ", hex("41")), tsel = full_box("tsel", Bytes(8, 1));
@@ -227,19 +210,6 @@ TEST(SmallBoxes, KeepTheirFields) {
     EXPECT_STREQ(t->tsel_attributes, "bitr");
     EXPECT_STREQ(t->handler, "soun");
     EXPECT_NE(f.track(2), nullptr) << "every box left the walk at its end";
-}
-
-TEST(SmallBoxes, AHeaderCutShortTellsOfEachFieldAndTheNextBoxesGoOn) {
-    const std::string word = "read_buf, EOF 0 left, 4 requested\n",
-                      half = "read_buf, EOF 0 left, 2 requested\n";
-    OpenedFile movie(moov_file({trak({}), full_box("mvhd", Bytes(16, 1))}));
-    EXPECT_EQ(movie.output, word + half + "seek_buf, EOF 0 left, 70 requested\n" + word);
-    EXPECT_EQ(movie.file->next_track_id, 0U);
-    OpenedFile track(moov_file({container("trak", {full_box("tkhd", Bytes(20, 1))})}));
-    std::string lines = word + word + half + half + half + half;
-    for (int i = 0; i < 9 + 2; ++i)
-        lines += word;
-    EXPECT_EQ(track.output, lines);
 }
 
 TEST(SmallBoxes, UdtaBehindTheLastTrackAddressesThatTrack) {

@@ -105,14 +105,6 @@ TEST_F(BoxWriterTest, TimeTablesRunLengthEncode) {
               full_box("ctts", ByteWriter().u32(2).u32(2).u32(5).u32(1).u32(7)));
 }
 
-TEST_F(BoxWriterTest, BothPassesOfAnEmptyTrackAgree) {
-    iso_track* track = movie.add_amr();
-    EXPECT_EQ(stored<iso_track>(w_stts, track), full_box("stts", ByteWriter().u32(0)));
-    EXPECT_EQ(stored<iso_track>(w_stsz, track), full_box("stsz", ByteWriter().u32(0).u32(0)));
-    EXPECT_EQ(stored<iso_track>(w_stco, track), full_box("stco", ByteWriter().u32(0)));
-    stored<iso_track>(w_trak, track);
-}
-
 TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
     iso_track* track = movie.add_amr();
     iso_group_run second = {4, 1, nullptr};

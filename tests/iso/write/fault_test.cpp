@@ -1,9 +1,6 @@
 // An output that fails: what is left must not claim more than it holds.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "common/byte_order.h"
 #include "tests/iso/write/writer_fixture.h"
 
 namespace qlip_test {
@@ -19,54 +16,6 @@ void write_movie(WriterFixture& movie) {
         if (i % 2 == 0) movie.write(video, 40 + i, static_cast<unsigned char>(100 + i));
     }
 }
-
-// Top-level boxes must lie inside the file; each track's samples too, and hold what was written there.
-void check_claims(const Bytes& out, size_t capacity) {
-    for (size_t at = 0; at + 8 <= out.size();) {
-        const uint32_t size = qlip::load_be32(out.data() + at);
-        if (size == 0) break;  // to the end of the file
-        ASSERT_GE(size, 8U);
-        ASSERT_LE(at + size, out.size()) << "a box ends behind the file, capacity " << capacity;
-        at += size;
-    }
-    const std::vector<Bytes> audio = read_back(out, 1);
-    for (size_t i = 0; i < audio.size(); ++i) {
-        EXPECT_EQ(audio[i], Bytes(13 + i % 3, static_cast<unsigned char>(i))) << "capacity " << capacity;
-    }
-    const std::vector<Bytes> video = read_back(out, 2);
-    for (size_t i = 0; i < video.size(); ++i) {
-        EXPECT_EQ(video[i], Bytes(40 + 2 * i, static_cast<unsigned char>(100 + 2 * i)));
-    }
-}
-
-size_t whole_size(bool direct) {
-    WriterFixture movie;
-    if (direct) movie.direct(2);
-    write_movie(movie);
-    return movie.close().size();
-}
-
-class FullOutputTest : public testing::TestWithParam<bool> {};
-
-TEST_P(FullOutputTest, AtEveryByte) {
-    const size_t whole = whole_size(GetParam());
-    size_t most_kept = 0;
-    for (size_t capacity = 0; capacity < whole; ++capacity) {
-        WriterFixture movie;
-        if (GetParam()) movie.direct(2);
-        setvbuf(movie.out.stream(), nullptr, _IONBF, 0);
-        movie.out.capacity = capacity;
-        if (capacity % 2) movie.out.bytes.resize(2 * whole);  // it was longer before
-        write_movie(movie);
-        const Bytes& out = movie.close();
-        check_claims(out, capacity);
-        most_kept = std::max(most_kept, read_back(out, 1).size());
-    }
-    EXPECT_GE(most_kept, 11U) << "what fits is saved";
-}
-
-INSTANTIATE_TEST_SUITE_P(Modes, FullOutputTest, testing::Bool(),
-                         [](const auto& row) { return row.param ? "Direct" : "Normal"; });
 
 // The header finds room in what was taken of the last frame, so that no frame is dropped.
 TEST(FailingOutputTest, AnEmptyFrameThatWaitsIsNotTakenForAWrittenOne) {
