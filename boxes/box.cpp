@@ -3,6 +3,7 @@
 #include <sys/time.h>
 
 #include "boxes/fields.h"
+#include "boxes/meter.h"
 #include "boxes/ownership.h"
 #include "common/log.h"
 
@@ -49,6 +50,7 @@ Stream& Box::Dump(Stream& stream) const {
 }
 
 Stream& Box::Read(Stream& stream, unsigned int limit) {
+    const qlip::LimitedCall call(qlip::limits_of(stream));
     const unsigned int offset = macro_Tell(stream);
     position = offset;
     if (offset >= limit) {
@@ -101,6 +103,7 @@ Stream& operator<<(Stream& stream, const Box& box) {
 }
 
 unsigned int peek_box(Stream& stream, unsigned int limit) {
+    const qlip::LimitedCall call(qlip::limits_of(stream));
     if (macro_Tell(stream) < limit) {
         Box box;
         box.Peek(stream, limit);

@@ -60,11 +60,13 @@ constexpr auto kEsdEnd = [](auto& info, auto& fields, auto&& sizes) {
     fields.be8(info.sl_value);
 };
 
-// A file in the wrong container is the one thing that ends the host's process: kept for hosts that run each
-// file in a process of its own [model-mp4v-exits].
-void require_visual(unsigned char object_type) {
+// A file in the wrong container is the one thing that ends the host's process, unless it set limits: kept for
+// hosts that run each file in a process of its own [model-mp4v-exits].
+void require_visual(Vorn3gp::Stream stream, unsigned char object_type) {
     if (object_type == kMpeg4Visual) return;
-    std::fputs("Bad 3GP file, only MP4 Video codec accepted in mp4v box\n", stderr);
+    constexpr const char* kRefusal = "Bad 3GP file, only MP4 Video codec accepted in mp4v box";
+    if (qlip::limits_of(stream)) throw SimpleException(kPath, __LINE__, "%s", kRefusal);
+    std::fprintf(stderr, "%s\n", kRefusal);
     std::exit(1);
 }
 
@@ -180,7 +182,7 @@ Stream& ESDBox::Read(Stream& stream, unsigned int limit) {
     qlip::FieldReader reader(stream);
     const auto descriptor_size = [&stream](unsigned int& wide) { ReadDescriptorSize(stream, wide); };
     kEsdToObjectType(info, reader, descriptor_size);
-    require_visual(info.object_type);
+    require_visual(stream, info.object_type);
     kEsdToSpecificInfo(info, reader, descriptor_size);
     read_specific_info(stream, info);
     kEsdEnd(info, reader, descriptor_size);

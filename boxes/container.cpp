@@ -13,11 +13,13 @@ namespace {
 constexpr const char* kPath = "filegen/src/container";
 
 // A child's member is named like its type.
-void require(const Vorn3gp::ContainerBox& box, const qlip::Child& child) {
+void require(const Vorn3gp::ContainerBox& box, const qlip::Child& child, Vorn3gp::Stream stream) {
     if (child.presence == qlip::Presence::Optional || !child.is_missing(box)) return;
+    const auto* name = reinterpret_cast<const char*>(&child.type);
+    if (qlip::limits_of(stream))
+        throw SimpleException(kPath, __LINE__, "Could not find %.4s box to dump", name);
     std::array<char, 16> assertion;
-    std::snprintf(assertion.data(), assertion.size(), "%.4s != __null",
-                  reinterpret_cast<const char*>(&child.type));
+    std::snprintf(assertion.data(), assertion.size(), "%.4s != __null", name);
     __assert_fail(assertion.data(), kPath, __LINE__, "Dump");
 }
 
@@ -29,7 +31,7 @@ Vorn3gp::Box& make_child(Vorn3gp::ContainerBox& parent, Vorn3gp::Stream stream, 
                          Children children) {
     const auto known =
         std::find_if(children.begin(), children.end(), [type](const Child& row) { return row.type == type; });
-    take_object(stream, known != children.end() ? known->bytes : sizeof(Vorn3gp::UnknownBox));
+    take_box(stream, known != children.end() ? known->bytes : sizeof(Vorn3gp::UnknownBox));
     if (known != children.end()) return known->make(parent);
     auto unknown = std::make_unique<Vorn3gp::UnknownBox>();
     parent.AddOptionalBox(unknown.get(), true);
@@ -60,14 +62,14 @@ Vorn3gp::Stream& read_container(Vorn3gp::ContainerBox& box, Vorn3gp::Stream& str
 Vorn3gp::Stream& dump_container(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream,
                                 Children children) {
     for (const Child& row : children)
-        require(box, row);
+        require(box, row, stream);
     box.Vorn3gp::Box::Dump(stream);
     return dump_children(box, stream, children);
 }
 
 Vorn3gp::Stream& dump_children(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children) {
     for (const Child& row : children)
-        require(box, row);
+        require(box, row, stream);
     for (const Child& row : children)
         row.dump(box, stream);
     return stream;

@@ -113,7 +113,8 @@ Vorn3gp::Stream& read_container(Vorn3gp::ContainerBox& box, Vorn3gp::Stream& str
                                 Children children);
 
 // Writes a container, or the children alone. Ends the process, as a failed assertion does and in all builds,
-// when a required child is missing: a dump of an incomplete tree is an error in the program.
+// when a required child is missing: a dump of an incomplete tree is an error in the program. On a stream with
+// limits it throws SimpleException instead.
 Vorn3gp::Stream& dump_container(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children);
 Vorn3gp::Stream& dump_children(const Vorn3gp::ContainerBox& box, Vorn3gp::Stream& stream, Children children);
 

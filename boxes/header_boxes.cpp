@@ -122,6 +122,7 @@ Stream& FtypBox::Read(Stream& stream, unsigned int limit) {
     for (unsigned int i = 0; i < brands; ++i) {
         unsigned int brand = 0;
         var32_read_noswap(metered.stream(), brand);
+        metered.take_memory(sizeof brand);
         compatible_brands.push_back(brand);
     }
     return stream;

@@ -18,7 +18,7 @@ std::span<const unsigned int> TableRows::next_piece() {
     const unsigned int rows = std::min(rows_left_, kPiece);
     const unsigned int words = rows * words_a_row_;
     fill(words * 4);
-    Meter::of(metered_.stream())->take_memory(words * 4);
+    metered_.take_memory(words * 4);
     load_be32_run(words_.data(), words_.data(), words);
     rows_left_ -= rows;
     return {words_.data(), words};
@@ -42,6 +42,7 @@ std::vector<unsigned char> read_bytes(Vorn3gp::Stream stream, unsigned int count
     for (unsigned int i = 0; i < count; ++i) {
         unsigned char byte = 0;
         var8_read_noswap(metered.stream(), byte);
+        metered.take_memory(1);
         bytes.push_back(byte);
     }
     return bytes;

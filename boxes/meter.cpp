@@ -91,7 +91,8 @@ Meter::Meter(HostIo* host)
              MeterSlots::index_read,
              MeterSlots::advance_read,
              host->ConvertStatus},
-      host_(host) {}
+      host_(host),
+      limits_(LimitedCallbacks::of(host)) {}
 
 Meter* Meter::of(Vorn3gp::Stream stream) {
     return stream->SeekNRead == MeterSlots::seek_n_read ? static_cast<Meter*>(stream) : nullptr;
@@ -100,6 +101,7 @@ Meter* Meter::of(Vorn3gp::Stream stream) {
 void Meter::take_memory(uint64_t bytes) {
     memory_ += bytes;
     require(memory_, kMemoryPerByte, delivered_, kFreeBytes);
+    if (limits_ && !limits_->take_memory(bytes)) throw OverBudget();
 }
 
 bool Meter::may_reserve(uint64_t bytes, uint64_t file_size) {
@@ -124,8 +126,16 @@ void Meter::count_read(uint64_t bytes) {
     require(read_, kReadsPerByte, delivered_, kFreeBytes);
 }
 
-void take_object(Vorn3gp::Stream stream, size_t bytes) {
-    if (Meter* meter = Meter::of(stream)) meter->take_memory(bytes + kBookkeeping);
+LimitedCallbacks* limits_of(Vorn3gp::Stream stream) {
+    const Meter* meter = Meter::of(stream);
+    return meter ? meter->limits() : LimitedCallbacks::of(stream);
+}
+
+void take_box(Vorn3gp::Stream stream, size_t bytes) {
+    Meter* meter = Meter::of(stream);
+    if (!meter) return;
+    if (meter->limits() && !meter->limits()->take_box()) throw OverBudget();
+    meter->take_memory(bytes + kBookkeeping);
 }
 
 }  // namespace qlip

@@ -23,6 +23,7 @@ class Meter : public HostIo {
     static Meter* of(Vorn3gp::Stream stream);
 
     HostIo* host() const { return host_; }
+    LimitedCallbacks* limits() const { return limits_; }  // the host's record, when it has any
 
     void take_memory(uint64_t bytes);
 
@@ -38,6 +39,7 @@ class Meter : public HostIo {
     void count_read(uint64_t bytes);
 
     HostIo* host_;
+    LimitedCallbacks* limits_;
     uint64_t position_ = 0;
     uint64_t furthest_ = 0;
     uint64_t delivered_ = 0;  // bytes of the file, each once
@@ -47,22 +49,28 @@ class Meter : public HostIo {
     uint64_t reserved_ = 0;
 };
 
+// The limits of a stream, with a meter or without; null for one that has none.
+LimitedCallbacks* limits_of(Vorn3gp::Stream stream);
+
 // The stream to read from: one with a meter.
 class Metered {
   public:
     explicit Metered(Vorn3gp::Stream stream)
-        : meter_(stream), stream_(Meter::of(stream) ? stream : &meter_) {}
+        : meter_(stream), stream_(Meter::of(stream) ? stream : &meter_), call_(meter_.limits()) {}
     Metered(const Metered&) = delete;
     Metered& operator=(const Metered&) = delete;
 
     Vorn3gp::Stream& stream() { return stream_; }
 
+    void take_memory(uint64_t bytes) { Meter::of(stream_)->take_memory(bytes); }
+
   private:
     Meter meter_;
     Vorn3gp::Stream stream_;
+    LimitedCall call_;
 };
 
-// Charges an object of so many bytes to the stream's meter.
-void take_object(Vorn3gp::Stream stream, size_t bytes);
+// Charges a box, an object of so many bytes, to the stream's meter.
+void take_box(Vorn3gp::Stream stream, size_t bytes);
 
 }  // namespace qlip

@@ -64,7 +64,7 @@ Stream& DrefBox::Read(Stream& stream, unsigned int limit) {
     var32_read(stream, count);
     qlip::Metered metered(stream);
     for (unsigned int i = 0; i < count; ++i) {
-        qlip::take_object(metered.stream(), sizeof(DataEntryBox));
+        qlip::take_box(metered.stream(), sizeof(DataEntryBox));
         auto entry = std::make_unique<DataEntryBox>();
         AddDataEntryBox(entry.get(), true);
         entry.release()->Read(metered.stream(), limit);
@@ -117,6 +117,7 @@ Stream& ElstBox::Read(Stream& stream, unsigned int limit) {
     for (unsigned int i = 0; i < count; ++i) {
         tagELST_EDIT_ENTRY entry = {};
         qlip::read_fields(metered.stream(), entry, kEdit);
+        metered.take_memory(sizeof entry);
         edit_entries.push_back(entry);
     }
     return stream;

@@ -266,6 +266,7 @@ Stream& AMRSampleEntry::Read(Stream& stream, unsigned int limit) {
     if (peek_box(stream, limit) == type_word("damr")) {
         return read_child(stream, limit, *this, &AMRSampleEntry::SetAMRSpecific);
     }
+    const qlip::LimitedCall call(qlip::limits_of(stream));
     qlip::Meter* const meter = qlip::Meter::of(stream);
     if (sx_Debug > 1 && (!meter || meter->missing_configurations.admits(qlip::kErrorPrefix, kPath)))
         QLIP_LOG_ERROR(kPath, "No AMRSpecificBox(damr) in AMRSampleEntry box. Try to keep going...");

@@ -201,6 +201,8 @@ Stream& StszBox::Dump(Stream& stream) const {
 Stream& StszBox::Read(Stream& stream, unsigned int limit) {
     FullBox::Read(stream, limit);
     qlip::read_fields(stream, *this, kSizeHeader);
+    qlip::LimitedCallbacks* const limits = qlip::limits_of(stream);
+    if (limits && !limits->take_samples(sample_count)) throw qlip::OverBudget();
     return sample_size == 0 ? read_rows(stream, limit, sample_count, chunk_sizes, kWord) : stream;
 }
 
@@ -334,7 +336,7 @@ Stream& StsdBox::Read(Stream& stream, unsigned int limit) {
     var32_read(stream, count);
     qlip::Metered metered(stream);
     for (unsigned int i = 0; i < count; ++i) {
-        qlip::take_object(metered.stream(), kLargestSampleEntry);
+        qlip::take_box(metered.stream(), kLargestSampleEntry);
         auto entry = make_sample_entry(peek_box(metered.stream(), limit));
         entry->Read(metered.stream(), limit);
         AddSampleEntry(entry.get(), true);

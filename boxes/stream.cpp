@@ -19,6 +19,7 @@ void check(Vorn3gp::Stream record, unsigned int status, const char* slot) {
     record->ConvertStatus(&meaning, status);
     if (meaning == 0) return;
     if (const qlip::Meter* meter = qlip::Meter::of(record)) record = meter->host();
+    if (const auto* limited = qlip::LimitedCallbacks::of(record)) record = limited->host();
     throw SimpleException(kPath, __LINE__, "IO Callback %s() failed with status: %d.  IO Context: 0x%X", slot,
                           static_cast<int>(status),
                           static_cast<unsigned int>(reinterpret_cast<uintptr_t>(record->pUserContext)));
@@ -139,6 +140,7 @@ Stream& var32_write_noswap(Stream& stream, unsigned int value) {
 }
 
 unsigned int GetFileSize(Stream& stream) {
+    const qlip::LimitedCall call(qlip::limits_of(stream));
     const unsigned int before = Vorn3gp::macro_Tell(stream);
     unsigned int size = 0;
     check(stream, stream->Tell(stream->pUserContext, &size), "Tell");

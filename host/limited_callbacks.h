@@ -30,6 +30,8 @@ class LimitedCallbacks : public HostIo {
     // Null for a record without limits.
     static LimitedCallbacks* of(HostIo* io);
 
+    HostIo* host() const { return host_; }
+
     // Each is false beyond the limit, and says so in a line. A step beyond it throws OverBudget out of the
     // slot.
     [[nodiscard]] bool take_box();

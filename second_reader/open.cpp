@@ -38,7 +38,7 @@ unsigned int track_id(const Vorn3gp::TrakBox* trak, unsigned int& status) {
 
 unsigned int C3gpInterface::Open(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, const char* pszMode) {
     m_uStatus = QLIP_SUCCESS;
-    qlip::guarded(m_uStatus, m_pSimple3gp, [&] {
+    qlip::guarded(m_uStatus, m_pSimple3gp, pIO, [&] {
         set_log_level_from_environment();
         if (m_uMode != 0) {
             m_uStatus = QLIP_ALREADY_OPEN;

@@ -11,7 +11,7 @@ unsigned int C3gpInterface::ReadChunk(unsigned char* pBuffer, unsigned int* puSi
     m_uStatus = QLIP_SUCCESS;
     if (m_uMode == 0) return m_uStatus = QLIP_NOT_OPEN;
     if (!puSize) return m_uStatus = QLIP_BAD_ARGUMENT;
-    const bool delivered = qlip::guarded(m_uStatus, m_pSimple3gp, [&] {
+    const bool delivered = qlip::guarded(m_uStatus, m_pSimple3gp, m_pIOCallback, [&] {
         if (!pBuffer && *puSize > 0) {
             m_uStatus = QLIP_BAD_ARGUMENT;
             throw SimpleException(kReaderPath, __LINE__, "No buffer to read into");

@@ -25,7 +25,8 @@ unsigned int C3gpInterface::SeekTo(_TAG_QLIP_SEEK_PARAMS* pParams) {
     m_uStatus = QLIP_SUCCESS;
     if (m_uMode == 0) return m_uStatus = QLIP_NOT_OPEN;
     if (!pParams) return m_uStatus = QLIP_BAD_ARGUMENT;
-    qlip::guarded(m_uStatus, m_pSimple3gp, [&] { SeekToSample(pParams, FindSeekSample(*pParams)); });
+    qlip::guarded(m_uStatus, m_pSimple3gp, m_pIOCallback,
+                  [&] { SeekToSample(pParams, FindSeekSample(*pParams)); });
     return m_uStatus;
 }
 

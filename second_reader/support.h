@@ -5,6 +5,7 @@
 #pragma once
 
 #include "common/log.h"
+#include "host/limited_callbacks.h"
 #include "qlip/c3gpinterface.h"
 #include "second_reader/open_file.h"
 
@@ -39,16 +40,19 @@ unsigned int status_in_flight(unsigned int other);
 // debug line when it was one already.
 [[noreturn]] void rethrow_as_simple();
 
-// Runs the work of a public operation. What it throws is logged, within the bounds of the open file's log,
-// and a status of 0 becomes QLIP_FAILURE or QLIP_NO_MEMORY. Returns whether nothing was thrown.
+// Runs the work of a public operation on the host's record, which may have limits. What it throws is logged,
+// within the bounds of the open file's log, and a status of 0 becomes QLIP_FAILURE or QLIP_NO_MEMORY; a call
+// that took more steps than it may has QLIP_CORRUPT_FILE. Returns whether nothing was thrown.
 template <class Work>
-bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, Work work) {
+bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, HostIo* io, Work work) {
+    const LimitedCall call(io);
     try {
         work();
         return true;
     } catch (...) {
         log_refusal(faults_of(root));
         if (status == QLIP_SUCCESS) status = status_in_flight(QLIP_FAILURE);
+        if (call.ran_out()) status = QLIP_CORRUPT_FILE;
         return false;
     }
 }

@@ -55,8 +55,8 @@ typedef void qlip_line_function(int level, const char* text, void* user);
 typedef struct qlip_limits {
     size_t record_size; /* sizeof(qlip_limits) */
 
-    /* Boxes, counted as often as their headers are read while the structure of the file is. A film has 40 to
-       100; a file with many tracks or samples groups no more than some thousands. */
+    /* Boxes in the structure of the file, those of no known kind and sample entries among them. A film has 40
+       to 100; a file with many tracks or sample groups no more than some thousands. */
     uint64_t boxes;
 
     /* Bytes for the structure of the file: its tables, texts and box objects. The session's fixed record

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "tests/boxes/box_stream.h"
+#include "tests/support/limited_host.h"
 #include "tests/support/syslog_capture.h"
 
 namespace qlip_test {
@@ -221,10 +222,14 @@ TEST(TrackReference, HasOneIndex) {
 }
 
 // A dump of an incomplete tree ends the process in all builds.
-TEST(IncompleteTree, DiesInDump) {
+TEST(IncompleteTree, DiesInDumpAndThrowsWithinLimits) {
     const auto dies = [](const Box& box, const std::string& missing) {
         BoxStream out;
         EXPECT_DEATH(box.Dump(out.stream), "Assertion `" + missing + " != __null' failed");
+        const LimitedRecord record = limited(out.stream, KeptLines());
+        Stream lenient = record.get();
+        EXPECT_EQ(message_of([&] { box.Dump(lenient); }), "Could not find " + missing + " box to dump");
+        EXPECT_TRUE(out.host.bytes.empty());
     };
     Simple3gp no_moov;
     no_moov.SetFtyp(new FtypBox, true);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/boxes/box_stream.h"
+#include "tests/support/limited_host.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/syslog_capture.h"
 
@@ -74,6 +75,12 @@ TEST(Esds, OtherObjectTypesEndTheProcess) {
             in.read_into(box);
         },
         testing::ExitedWithCode(1), "^Bad 3GP file, only MP4 Video codec accepted in mp4v box\n$");
+    BoxStream in(bytes);
+    const LimitedRecord record = limited(in.stream, KeptLines());
+    in.stream = record.get();
+    ESDBox box;
+    EXPECT_EQ(message_of([&] { in.read_into(box); }),
+              "Bad 3GP file, only MP4 Video codec accepted in mp4v box");
 }
 
 TEST(Esds, SpecificInfoLongerThanAByteIsSeenCut) {

@@ -9,25 +9,12 @@
 
 #include "qlip/isoff.h"
 #include "tests/iso/opened_file.h"
+#include "tests/support/limited_host.h"
 #include "tests/support/syslog_capture.h"
 
 using namespace qlip_test;
 
 namespace {
-
-struct Lines {
-    std::vector<std::pair<int, std::string>> all;
-    static void take(int level, const char* text, void* lines) {
-        static_cast<Lines*>(lines)->all.emplace_back(level, text);
-    }
-};
-
-qlip_limits limits_to(Lines& lines) {
-    qlip_limits limits = QLIP_LIMITS_INIT;
-    limits.line = Lines::take;
-    limits.user = &lines;
-    return limits;
-}
 
 MoviePlan speech(size_t samples) {
     return {{{.samples = std::vector<Bytes>(samples, Bytes(32, 0x3C)), .sample_entry = samr_entry()}}};
@@ -41,7 +28,8 @@ Bytes talkative(int groups) {
     return moov_file({stbl_trak({tables})});
 }
 
-int open_and_read(const Bytes& movie, const qlip_limits& limits) {
+// Whether a film plays to its end; if not, it was refused with one line.
+bool plays(const Bytes& movie, const KeptLines& limits) {
     MemoryHost host(movie);
     mm_Interface* handle = nullptr;
     int status = qlip_OpenLimited(&handle, host.record(), "ra", &limits);
@@ -51,37 +39,26 @@ int open_and_read(const Bytes& movie, const qlip_limits& limits) {
     while (status == QLIP_SUCCESS)
         status = qlip_ReadChunk(handle, chunk.data(), &size, true);
     qlip_Close(&handle);
-    return status;
-}
-
-// The lowest limit with which a film plays to its end.
-uint64_t lowest(const Bytes& movie, uint64_t qlip_limits::*limit) {
-    uint64_t refused = 0, played = 1 << 20;
-    while (played - refused > 1) {
-        Lines lines;
-        qlip_limits limits = limits_to(lines);
-        const uint64_t tried = limits.*limit = (played + refused) / 2;
-        const int status = open_and_read(movie, limits);
-        EXPECT_EQ(lines.all.size(), status == QLIP_CORRUPT_FILE ? 1U : 0U);
-        (status == QLIP_END_OF_FILE ? played : refused) = tried;
-    }
-    return played;
+    const bool refused = status == QLIP_CORRUPT_FILE && limits.kept.size() == 1;
+    EXPECT_TRUE(refused || (status == QLIP_END_OF_FILE && limits.kept.empty()));
+    return !refused;
 }
 
 }  // namespace
 
 TEST(Limits, AreWhatAFilmTakesAndNoMore) {
     const Bytes movie = build_movie(speech(40));
+    const auto played = [&](const KeptLines& limits) { return plays(movie, limits); };
     MemoryHost host(movie);
     mm_Interface* handle = nullptr;
     ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), QLIP_SUCCESS);
-    EXPECT_EQ(lowest(movie, &qlip_limits::steps), host.calls - 1) << "the way back to 0 counts apart";
+    EXPECT_EQ(lowest(&qlip_limits::steps, played), host.calls - 1) << "the way back to 0 counts apart";
     qlip_Close(&handle);
     // ftyp, moov, mvhd, trak, tkhd, mdia, mdhd, hdlr, minf, smhd, dinf, dref, stbl and its five tables, the
     // sample entry with its configuration, and mdat, which ends the parse.
-    EXPECT_EQ(lowest(movie, &qlip_limits::boxes), 21U);
-    EXPECT_EQ(lowest(movie, &qlip_limits::samples), 40U);
-    const uint64_t memory = lowest(movie, &qlip_limits::memory);
+    EXPECT_EQ(lowest(&qlip_limits::boxes, played), 21U);
+    EXPECT_EQ(lowest(&qlip_limits::samples, played), 40U);
+    const uint64_t memory = lowest(&qlip_limits::memory, played);
     EXPECT_GT(memory, 40U * 12);
     EXPECT_LT(memory, movie.size() + 2048);
 }
@@ -106,8 +83,7 @@ TEST(Limits, ThatAreNotMeantAreRefusedAheadOfTheFile) {
 
 TEST(Limits, OfStepsHoldForEachReadAndLeaveTheSessionUsable) {
     MemoryHost host(build_movie(speech(3)));
-    Lines lines;
-    qlip_limits limits = limits_to(lines);
+    KeptLines limits;
     limits.steps = 100;
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = host.record();
     char mode[] = "r";
@@ -124,8 +100,7 @@ TEST(Limits, LinesGoToTheFunctionAndNowhereElse) {
     for (const bool function : {false, true}) {
         for (const uint64_t most : {0, 10}) {
             MemoryHost host(talkative(100));
-            Lines lines;
-            qlip_limits limits = limits_to(lines);
+            KeptLines limits;
             if (!function) limits.line = nullptr;
             limits.lines = most;
             mm_Interface* handle = nullptr;
@@ -143,10 +118,10 @@ TEST(Limits, LinesGoToTheFunctionAndNowhereElse) {
             }
             EXPECT_EQ(printed, "");
             EXPECT_TRUE(syslog_lines().empty());
-            ASSERT_EQ(lines.all.size(), expected);
-            EXPECT_EQ(lines.all[0],
+            ASSERT_EQ(limits.kept.size(), expected);
+            EXPECT_EQ(limits.kept[0],
                       std::pair(int{QLIP_LINE_WARNING}, std::string("skipping unknown grouping type: else")));
-            EXPECT_EQ(lines.all[groups - 1].second, "Further lines of this kind are left out");
+            EXPECT_EQ(limits.kept[groups - 1].second, "Further lines of this kind are left out");
         }
     }
 }

@@ -113,7 +113,8 @@ class QLIP_API AMRSpecificBox : public Box {
 // "esds": MPEG-4 visual configuration (ISO/IEC 14496-14, 5.6).
 //
 // Read ends the process with exit(1), after a line on standard error, when the object type is not MPEG-4
-// visual. Dump writes every descriptor size as one byte, so sizes of 128 and more do not survive.
+// visual; from a record with limits (limits.h) it throws SimpleException. Dump writes every descriptor size
+// as one byte, so sizes of 128 and more do not survive.
 class QLIP_API ESDBox : public FullBox {
   public:
     ESDBox();
