@@ -9,6 +9,7 @@ namespace qlip::kit {
 namespace {
 
 constexpr size_t kAudioPrefix = sizeof(AUD_AudFrame_Native) + 4;
+constexpr size_t kModeRequest = 1;  // in front of each speech frame (RFC 4867 4.3.1)
 
 template <typename Record>
 Record load(const unsigned char* from) {
@@ -36,6 +37,7 @@ size_t ChunkLength::of(const unsigned char* chunk) {
             return read_audio_frame(chunk);
         case Next::audio_payload:
             next_ = Next::audio_frame;
+            speech_ += body_ - std::min(body_, kModeRequest);
             return body_;
         case Next::video_header:
             return read_video_frame(chunk, header_size_ - sizeof(PROP_Header_Info));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace qlip::kit {
 
@@ -14,6 +15,9 @@ class ChunkLength {
     // The chunk to come begins a video frame, whose data libqlip then reads.
     bool fetches_picture() const { return next_ == Next::video_header || next_ == Next::video_frame; }
     bool is_first_picture() const { return next_ == Next::video_header; }
+
+    // Bytes of all speech frames so far, as they were stored.
+    uint64_t speech() const { return speech_; }
 
   private:
     enum class Next {
@@ -35,6 +39,7 @@ class ChunkLength {
     Next next_ = Next::head;
     size_t header_size_ = 0;
     size_t body_ = 0;  // of the chunk that follows a frame record
+    uint64_t speech_ = 0;
 };
 
 }  // namespace qlip::kit

@@ -12,9 +12,10 @@ constexpr uint64_t kSlack = 4096;
 
 }  // namespace
 
-int ChunkReader::open(const Structure& structure, qlip_medium medium, uint32_t pictures) {
+int ChunkReader::open(const Structure& structure, qlip_medium medium, uint32_t pictures, uint64_t bytes) {
     io_.stand_before(structure);
     pictures_ = pictures;
+    bytes_ = bytes;
     chunk_.reset(new unsigned char[QLIP_LARGEST_CHUNK]());
     const int status = qlip_Open(&session_, io_.record(), medium == QLIP_AUDIO ? "ra" : "rv");
     return status == QLIP_SUCCESS ? status : trouble_.tell(status, "libqlip: %s", qlip_StatusString(status));
@@ -33,9 +34,16 @@ int ChunkReader::next(FrameReader* ahead, Draft& draft, const void** chunk, size
     if (status != QLIP_SUCCESS) return failure(status);
     seen_ahead_ = seen_ahead_ && !picture;
     pictures_read_ += picture ? 1 : 0;
+    const size_t length = std::min<size_t>(length_.of(chunk_.get()), QLIP_LARGEST_CHUNK);
+    delivered_ += length;
+    if (length_.speech() > bytes_) {
+        return trouble_.tell(QLIP_CORRUPT_FILE,
+                             "the track's speech frames do not fit its samples: they would come to more than "
+                             "the %llu bytes that it has",
+                             static_cast<unsigned long long>(bytes_));
+    }
     *chunk = chunk_.get();
-    *size = std::min<size_t>(length_.of(chunk_.get()), QLIP_LARGEST_CHUNK);
-    delivered_ += *size;
+    *size = length;
     return QLIP_SUCCESS;
 }
 

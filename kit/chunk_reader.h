@@ -17,8 +17,8 @@ class ChunkReader {
     ChunkReader(const ChunkReader&) = delete;
     ChunkReader& operator=(const ChunkReader&) = delete;
 
-    // `pictures`: how many frames a video track without hints has, 0 for any other.
-    int open(const Structure& structure, qlip_medium medium, uint32_t pictures);
+    // `pictures`: how many frames a video track without hints has, 0 for any other. `bytes`: of the samples.
+    int open(const Structure& structure, qlip_medium medium, uint32_t pictures, uint64_t bytes);
 
     // `ahead` reads the same track by frames. A session loses pictures whose data is not there, so it is only
     // asked for the ones that `ahead` could read.
@@ -39,6 +39,7 @@ class ChunkReader {
     ChunkLength length_;
     bool seen_ahead_ = false;
     uint32_t pictures_ = 0, pictures_read_ = 0;
+    uint64_t bytes_ = 0;
     uint64_t delivered_ = 0;
 };
 

@@ -113,7 +113,7 @@ int Stream::make_chunk_reader(const Structure& structure) {
     }
     const bool counted = info_.medium == QLIP_VIDEO && !hinted_;
     chunks_ = std::make_unique<ChunkReader>(*source_, trouble_);
-    return chunks_->open(structure, info_.medium, counted ? info_.sample_count : 0);
+    return chunks_->open(structure, info_.medium, counted ? info_.sample_count : 0, bytes_of(track_));
 }
 
 void Stream::fill_info(const qlip_stream_options& options, bool rfc2190) {

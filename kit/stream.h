@@ -24,6 +24,7 @@ class Stream {
     int read(const qlip_frame** frame);
     int read_chunk(const void** chunk, size_t* size);
     int seek(int64_t time, int64_t* landed);
+    void set_first_timestamp(uint32_t first) { info_.first_timestamp = first; }
 
     const qlip_stream_info& info() const { return info_; }
     const char* error() const { return trouble_.text(); }

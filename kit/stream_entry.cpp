@@ -91,6 +91,12 @@ int qlip_stream_seek(qlip_stream* stream, int64_t time, int64_t* landed) {
     return guarded([&] { return stream->seek(time, landed); });
 }
 
+int qlip_stream_set_first_timestamp(qlip_stream* stream, uint32_t first_timestamp) {
+    if (!stream) return QLIP_BAD_HANDLE;
+    stream->set_first_timestamp(first_timestamp);
+    return QLIP_SUCCESS;
+}
+
 const char* qlip_stream_error(const qlip_stream* stream) {
     return stream ? stream->error() : qlip_StatusString(QLIP_BAD_HANDLE);
 }

@@ -211,7 +211,7 @@ typedef struct qlip_stream_options {
 #define QLIP_STREAM_OPTIONS_INIT \
     { sizeof(qlip_stream_options), 0, 0, 0, 0, 0, 0, 0, NULL, 0 }
 
-/* What does not change while a stream is open. */
+/* What does not change while a stream is open, but by qlip_stream_set_first_timestamp. */
 typedef struct qlip_stream_info {
     size_t record_size; /* as far as the library that is running fills the record */
     qlip_medium medium;
@@ -300,6 +300,10 @@ QLIP_API int qlip_stream_read_chunk(qlip_stream* stream, const void** chunk, siz
  * Results: 0; 8 the stream was opened for chunks; 1 the track is empty; 4, 16, 17.
  */
 QLIP_API int qlip_stream_seek(qlip_stream* stream, int64_t time, int64_t* landed);
+
+/* Another first_timestamp for the frames to come: a stream that is played again from its start runs on, where
+   that is the old one plus what has passed. */
+QLIP_API int qlip_stream_set_first_timestamp(qlip_stream* stream, uint32_t first_timestamp);
 
 /* Why the last call on the stream did not return 0, in words that name places and numbers; "" when it did.
    Good until the next call. Never NULL. */

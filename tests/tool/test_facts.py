@@ -54,9 +54,9 @@ class Info(Case):
         behind, front = read_file(sample("amrnb")), read_file(sample("amrnb_dtx_faststart"))
         damaged = behind[:behind.index(b"stts") - 4] + b"\0\xff\0\x10" + behind[behind.index(b"stts"):]
         for data, code, place, whole, missing, streamed in (
-                (behind, 0, "behind", True, 0, 8675), (behind[:-20], 4, "behind", False, 0, 68),
+                (behind, 0, "behind", True, 0, 8675), (behind[:-20], 4, "behind", False, 0, 0),
                 (front[:400], 4, "front", False, None, 0), (front[:900], 4, "front", True, 1681, 866),
-                (behind[:300], 4, "missing", False, 4876 - 300, 0), (damaged, 1, "behind", True, 0, 68)):
+                (behind[:300], 4, "missing", False, 4876 - 300, 0), (damaged, 1, "behind", True, 0, 0)):
             with self.subTest(size=len(data), place=place):
                 path, out = self.write("cut.3gp", data), self.path("out")
                 facts = qlip_json("info", path, expect=code)
@@ -70,8 +70,9 @@ class Info(Case):
         at = data.index(b"stsz") + 12
         data[at:at + 4] = b"\x7f\xff\xff\xff"
         path = self.write("claims.3gp", bytes(data))
-        for command in (["stream", path], ["rtp", path, "--pcap", self.path("p")], ["copy", path, self.path("c")]):
-            self.assertIn("claims 2,147,483,647 samples", qlip(*command, expect=1)[1])
+        for command, said in ((["stream", path], "no places"), (["rtp", path], "no places"),
+                              (["copy", path, self.path("c")], "claims 2,147,483,647 samples")):
+            self.assertIn(said, qlip(*command, expect=1)[1])
         data = bytearray(read_file(sample("amrnb_dtx_faststart")))
         data[data.index(b"stsz") + 11] = 5  # bytes, of which frames of 13 would be made up
         self.assertIn("do not fit", qlip("stream", self.write("short.3gp", bytes(data)), expect=1)[1])

@@ -7,7 +7,7 @@
 #include "host/output.h"
 #include "host/text.h"
 #include "host/tool_error.h"
-#include "rtp/rtp_sender.h"
+#include "rtp/player.h"
 #include "stream/fragment_source.h"
 #include "stream/stream_reader.h"
 
@@ -100,24 +100,32 @@ void write_stream(ChunkSource& source, const Options& options) {
     out.finish();
 }
 
-void send_packets(ChunkSource& source, const Options& options) {
-    StreamReader reader(source);
-    const RtpFormat format = rtp_format(reader.header());
-    RtpSender sender(options.send, format, options.file);
-    RtpShaper shaper(format, false, false);
-    Frame frame = {};
-    uint64_t frames = 0;
-    for (; reader.next(frame); ++frames)
-        sender.send(shaper.shape(reader.header(), frame));
-    sender.finish(fmt::format("{} pictures", count_text(frames)));
+// RFC 2190 is H263, and RFC 4629 H263-1998, whose parameters are those that 3GPP asks of every receiver.
+std::string media_section(const StreamHeader& header, unsigned int type, unsigned int port) {
+    const bool rfc2190 = type == WLD_TYPE_H263;
+    const VID_Header_CodecInfo& codec = header.video().codec;
+    std::string text = fmt::format("m=video {} RTP/AVP {}\r\na=rtpmap:{} {}/90000\r\n", port, type, type,
+                                   rfc2190 ? "H263" : "H263-1998");
+    if (!rfc2190) text += fmt::format("a=fmtp:{} profile=0;level=10\r\n", type);
+    return text + fmt::format("a=framesize:{} {}-{}\r\n", type, codec.width, codec.height);
+}
+
+void send_packets(std::unique_ptr<ChunkSource> source, const Options& options) {
+    constexpr unsigned int kH263PlusType = 96;
+    std::vector<std::unique_ptr<Feed>> feeds;
+    feeds.push_back(
+        std::make_unique<RecordFeed>([&] { return std::move(source); }, media_section,
+                                     options.form == "2429" ? kH263PlusType : unsigned{WLD_TYPE_H263}));
+    Player(options.send, options.file, "pictures", std::move(feeds)).play(1);
 }
 
 void run(const Options& options, bool sends) {
-    FragmentSource source(load_h263(options.file), kForms.at(options.form), options.max_payload,
-                          options.file == "-" ? "" : "qlip h263 " + options.file + ", to see what it holds");
-    if (sends) return send_packets(source, options);
-    if (!options.out.empty()) return write_stream(source, options);
-    list_packets(source, options.json);
+    auto source = std::make_unique<FragmentSource>(
+        load_h263(options.file), kForms.at(options.form), options.max_payload,
+        options.file == "-" ? "" : "qlip h263 " + options.file + ", to see what it holds");
+    if (sends) return send_packets(std::move(source), options);
+    if (!options.out.empty()) return write_stream(*source, options);
+    list_packets(*source, options.json);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "host/json_text.h"
 #include "host/output.h"
 #include "host/text.h"
+#include "host/tool_error.h"
 #include "movie/movie.h"
 #include "movie/track_facts.h"
 #include "qlip/qlip.h"

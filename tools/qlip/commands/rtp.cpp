@@ -1,108 +1,126 @@
-// qlip rtp: plays a track to a standard player.
-#include <fmt/format.h>
-
+// qlip rtp: plays tracks to a standard player.
 #include <memory>
 
 #include "commands/commands.h"
 #include "commands/source_options.h"
-#include "host/progress.h"
-#include "host/text.h"
 #include "host/tool_error.h"
-#include "rtp/rtp_sender.h"
+#include "qlip/c3gpinterface.h"
+#include "rtp/player.h"
 
 namespace qlip_tool {
 namespace {
 
 constexpr const char* kAbout =
-    "Sends one track of a 3GP file as RTP over UDP, each packet at its time, and writes the session "
-    "description\n"
-    "(SDP) that a player opens. AMR goes octet-aligned (RFC 4867), H.263 as RFC 4629 or, from such a hint "
-    "track, as\n"
-    "RFC 2190, MPEG-4 as RFC 6416, H.264 as RFC 6184.\n"
+    "Sends one track of a 3GP file, or its sound and picture, as RTP over UDP, each packet at its time, and "
+    "writes the\n"
+    "session description (SDP) that a player opens. AMR goes octet-aligned (RFC 4867), H.263 as RFC 4629 or, "
+    "from such a\n"
+    "hint track, as RFC 2190, MPEG-4 as RFC 6416, H.264 as RFC 6184.\n"
     "\n"
     "Play a file in two lines:\n"
-    "  qlip rtp clip.3gp --sdp clip.sdp --delay 2 &\n"
+    "  qlip rtp clip.3gp --mode both --sdp clip.sdp --delay 2 &\n"
     "  sleep 1; ffplay -protocol_whitelist file,udp,rtp clip.sdp\n"
     "\n"
     "More examples:\n"
     "  qlip rtp clip.3gp --to 192.0.2.7:6000 --loop 0    to another machine, for ever\n"
+    "  qlip rtp clip.3gp --seek 60000                    from the second minute on\n"
     "  qlip rtp clip.3gp --pcap clip.pcap                the same packets in a capture file\n"
     "\n"
-    "The marker is set on the last packet of a frame only, and H.264 parameter sets inside a picture are "
-    "left out, as\n"
-    "receivers expect it; --as-is sends the stream's records untouched.";
+    "With --mode both, sound goes to the port of --to and picture to the second one above it, each with RTCP "
+    "sender\n"
+    "reports on the port between. AMR frames that hold nothing are not sent unless --keep-no-data asks for "
+    "them.\n"
+    "--as-is, and --engine box, send the records of the native stream with their own markers, numbers and "
+    "types.";
 
 struct Options {
     SourceOptions source;
     SendOptions send;
     bool as_is = false;
+    bool keep_no_data = false;
     unsigned int loop = 1;
 };
 
-// Owns what one playing of several has in common.
-class Player {
-  public:
-    explicit Player(const Options& options) : options_(options), host_(options.source.file) {}
+using Feeds = std::vector<std::unique_ptr<Feed>>;
 
-    void play() {
-        for (unsigned int round = 0; options_.loop == 0 || round < options_.loop; ++round) {
-            if (shaper_) shaper_->start_over();
-            play_once();
-            if (!sender_) {
-                throw ToolError(Exit::bad_input, options_.source.file + ": the track holds no frame to send");
-            }
-        }
-        finish();
+constexpr uint32_t kFirstSsrc = 0x716c6970;
+constexpr int64_t kMillisecond = 1000000;
+
+std::unique_ptr<KitTrack> open_track(FileHost& host, const Options& options, TrackOptions track) {
+    track.keep_no_data = options.keep_no_data || options.as_is;
+    return std::make_unique<KitTrack>(host, options.source.growth(host), track);
+}
+
+// The description is the kit's; the types are those of the records.
+std::unique_ptr<Feed> open_records(FileHost& host, const Options& options) {
+    const auto describe = [&host, &options](const StreamHeader& header, unsigned int type,
+                                            unsigned int port) {
+        const TrackOptions track = {.mode = header.is_audio() ? "ra" : "rv", .payload_type = type};
+        return open_track(host, options, track)->media_section(port);
+    };
+    return std::make_unique<RecordFeed>([&host, &options] { return open_stream(host, options.source); },
+                                        describe);
+}
+
+// Speech has no records to speak of: those say neither markers nor types.
+bool takes_records(const KitTrack& track, const Options& options) {
+    return options.source.uses_box() || (options.as_is && track.info().medium == QLIP_VIDEO);
+}
+
+Feeds open_one(FileHost& host, const Options& options) {
+    Feeds feeds;
+    auto track = open_track(host, options, {.mode = options.source.mode, .ssrc = kFirstSsrc});
+    if (takes_records(*track, options)) {
+        feeds.push_back(open_records(host, options));
+    } else {
+        int64_t start = options.source.seek_ms.value_or(0) * kMillisecond;
+        feeds.push_back(std::make_unique<KitFeed>(std::move(track), start));
     }
+    return feeds;
+}
 
-  private:
-    void finish() { sender_->finish(fmt::format("{} frames", count_text(frames_))); }
+// Sound starts where the picture does.
+Feeds open_both(FileHost& host, const Options& options) {
+    Feeds feeds;
+    int64_t start = options.source.seek_ms.value_or(0) * kMillisecond;
+    auto picture =
+        std::make_unique<KitFeed>(open_track(host, options, {.mode = "rv", .ssrc = kFirstSsrc + 1}), start);
+    feeds.push_back(
+        std::make_unique<KitFeed>(open_track(host, options, {.mode = "ra", .ssrc = kFirstSsrc}), start));
+    feeds.push_back(std::move(picture));
+    return feeds;
+}
 
-    void play_once() {
-        const auto source = open_source(host_, options_.source);
-        StreamReader reader(*source);
-        Progress progress("playing", reader.header().prop.frame_count, "frames");
-        Frame frame = {};
-        try {
-            for (uint64_t done = 0; reader.next(frame); ++frames_) {
-                if (!sender_) prepare(reader.header(), frame);
-                sender_->send(shaper_->shape(reader.header(), frame));
-                progress.advance_to(++done);
-            }
-        } catch (const ToolError& error) {
-            if (error.about_input() && sender_) finish();
-            throw;
-        }
-    }
+void check(const Options& options) {
+    const bool box = options.source.uses_box();
+    if (options.source.mode == "both" && (box || options.as_is))
+        throw ToolError(Exit::usage, "records as they are can only be sent of one track", "--mode rv");
+    if (!box && options.source.seek_flag.value_or(QLIP_SEEK_PREVIOUS_SYNC) != QLIP_SEEK_PREVIOUS_SYNC)
+        throw ToolError(Exit::usage, "--next and --nearest are what --engine box can do", "--seek MS alone");
+}
 
-    void prepare(const StreamHeader& header, const Frame& first) {
-        RtpFormat format = rtp_format(header);
-        if (options_.as_is && !first.packets.empty()) format.payload_type = first.packets[0].payload_type();
-        sender_ = std::make_unique<RtpSender>(options_.send, format, options_.source.file);
-        shaper_ = std::make_unique<RtpShaper>(format, header.codec_name() == "s264", options_.as_is);
-    }
-
-    const Options& options_;
-    FileHost host_;
-    std::unique_ptr<RtpSender> sender_;
-    std::unique_ptr<RtpShaper> shaper_;
-    uint64_t frames_ = 0;
-};
+void run(const Options& options) {
+    check(options);
+    FileHost host(options.source.file);
+    Feeds feeds = options.source.mode == "both" ? open_both(host, options) : open_one(host, options);
+    Player(options.send, options.source.file, "frames", std::move(feeds)).play(options.loop);
+}
 
 }  // namespace
 
 void add_rtp(CLI::App& app) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("rtp", "Play a track to a standard player");
+    CLI::App* command = app.add_subcommand("rtp", "Play a track, or sound and picture, to a standard player");
     command->footer(kAbout);
-    options->source.add_to(*command);
+    options->source.add_to(*command, true);
     options->send.add_to(*command);
+    command->add_flag("--keep-no-data", options->keep_no_data, "Send AMR frames that hold nothing, too");
     command->add_flag("--as-is", options->as_is,
                       "Send the records with their own markers, numbers and types");
     command->add_option("--loop", options->loop, "Play so often; 0: for ever")
         ->type_name("N")
         ->capture_default_str();
-    command->callback([options] { Player(*options).play(); });
+    command->callback([options] { run(*options); });
 }
 
 }  // namespace qlip_tool

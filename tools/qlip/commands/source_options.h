@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "host/chunk_source.h"
 #include "host/file_host.h"
+#include "stream/kit_track.h"
 
 namespace qlip_tool {
 
@@ -17,14 +17,18 @@ struct SourceOptions {
     bool indexed = false;
     bool follow = false;
     double patience = 5.0;
-    std::string engine = "c";             // "c": the C entry points; "box": C3gpInterface
-    std::optional<unsigned int> seek_ms;  // box only
-    unsigned int seek_flag = 2;           // QLIP_SEEK_PREVIOUS_SYNC
+    std::string engine = "c";               // "c": the host kit on the C entry points; "box": C3gpInterface
+    std::optional<unsigned int> seek_ms;    // for a native stream: box only
+    std::optional<unsigned int> seek_flag;  // box only: QLIP_SEEK_...
 
-    void add_to(CLI::App& command);
+    // `plays`: the command plays frames rather than passes a native stream on.
+    void add_to(CLI::App& command, bool plays);
+
+    bool uses_box() const { return engine == "box"; }
+    Growth growth(FileHost& host) const { return {host, follow, Seconds(patience)}; }
 };
 
-// A reader at work, as the options ask for it.
-std::unique_ptr<ChunkSource> open_source(FileHost& host, const SourceOptions& options);
+// A native stream, as the options ask for it.
+std::unique_ptr<ChunkSource> open_stream(FileHost& host, const SourceOptions& options);
 
 }  // namespace qlip_tool

@@ -44,7 +44,7 @@ void copy_stream(FileHost& host, ChunkSource& source, Output& out, bool at_once)
 
 void run(const Options& options) {
     FileHost host(options.source.file);
-    const auto source = open_source(host, options.source);
+    const auto source = open_stream(host, options.source);
     // Who stops waiting for a growing file wants what has arrived.
     Output out(options.out, {options.source.file},
                options.source.follow ? Interrupted::Keeps : Interrupted::Discards);
@@ -58,7 +58,7 @@ void add_stream(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("stream", "Turn one track into a native stream");
     command->footer(kAbout);
-    options->source.add_to(*command);
+    options->source.add_to(*command, false);
     command->add_option("-o,--output", options->out, "Where the stream goes; - is standard output")
         ->type_name("OUT")
         ->capture_default_str();

@@ -44,11 +44,8 @@ struct FileHostSlots {
     static unsigned int read(FileHost& from, unsigned int offset, void* data, unsigned int wanted,
                              unsigned int* got) {
         *got = static_cast<unsigned int>(from.read_at(offset, data, wanted));
-        from.furthest_ = std::max(from.furthest_, uint64_t{offset} + *got);
         if (from.read_error_ != 0) return kReadFailed;
-        if (*got == wanted || !from.refuse_short_reads_) return kDone;
-        from.ran_short_ = true;
-        return kNotThereYet;
+        return *got == wanted || !from.refuse_short_reads_ ? kDone : kNotThereYet;
     }
 
     static unsigned int GetOffset(void* context, unsigned int* offset) {
@@ -138,7 +135,7 @@ void FileHost::start_over() {
 
 void FileHost::refuse_short_reads() {
     refuse_short_reads_ = true;
-    furthest_ = 0;
+    count_from_here();
 }
 
 void FileHost::throw_if_unreadable() const {
@@ -155,6 +152,7 @@ size_t FileHost::read_at(uint64_t offset, void* into, size_t size) {
         if (got <= 0) break;
         done_so_far += static_cast<size_t>(got);
     }
+    furthest_ = std::max(furthest_, offset + done_so_far);
     return done_so_far;
 }
 

@@ -29,16 +29,13 @@ class FileHost {
     // For the media data: a read that the file cannot serve whole fails from now on, as "not there yet".
     void refuse_short_reads();
 
-    // How far into the file reading has come since then: a measure of progress.
+    // How far into the file reading has come since a count began: a measure of progress.
+    void count_from_here() { furthest_ = 0; }
     uint64_t furthest() const { return furthest_; }
 
     // Whether a read failed, which the library does not tell from bytes that are not there.
     bool unreadable() const { return read_error_ != 0; }
     void throw_if_unreadable() const;
-
-    // Whether a read failed as "not there yet" since the last time this was forgotten.
-    bool ran_short() const { return ran_short_; }
-    void forget_short_reads() { ran_short_ = false; }
 
     // Bytes from an absolute offset, without the library; short at the end.
     size_t read_at(uint64_t offset, void* into, size_t size);
@@ -50,7 +47,6 @@ class FileHost {
     int fd_;
     unsigned int position_ = 0;
     bool refuse_short_reads_ = false;
-    bool ran_short_ = false;
     int read_error_ = 0;
     uint64_t furthest_ = 0;
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE record_;

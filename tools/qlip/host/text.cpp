@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace qlip_tool {
@@ -28,22 +26,6 @@ std::string count_text(uint64_t number) {
 
 std::string hex_text(std::span<const unsigned char> bytes, std::string_view between) {
     return fmt::format("{:02x}", fmt::join(bytes.begin(), bytes.end(), between));
-}
-
-std::string base64_text(std::span<const unsigned char> bytes) {
-    static constexpr std::string_view kAlphabet =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t at = 0; at < bytes.size(); at += 3) {
-        const size_t count = std::min<size_t>(3, bytes.size() - at);
-        std::array<unsigned char, 3> group = {};
-        std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(at), count, group.begin());
-        text += kAlphabet[group[0] / 4];
-        text += kAlphabet[group[0] % 4 * 16 + group[1] / 16];
-        text += count > 1 ? kAlphabet[group[1] % 16 * 4 + group[2] / 64] : '=';
-        text += count > 2 ? kAlphabet[group[2] % 64] : '=';
-    }
-    return text;
 }
 
 std::string printable(std::string_view field) {

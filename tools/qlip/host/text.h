@@ -17,9 +17,6 @@ std::string count_text(uint64_t number);
 // Lower-case hexadecimal digits, `between` after every byte but the last.
 std::string hex_text(std::span<const unsigned char> bytes, std::string_view between = "");
 
-// RFC 4648 4.
-std::string base64_text(std::span<const unsigned char> bytes);
-
 // A four-character code or other fixed-size field as text: zero padding dropped, what cannot be printed as
 // '.'.
 std::string printable(std::string_view field);

@@ -126,6 +126,15 @@ std::string why_no_track(const Movie& movie, const FileState& state, bool audio)
     return aac ? "its audio is AAC, which is not supported" : "it has no AMR-NB or AMR-WB track";
 }
 
+// The track that serves the medium and is delivered, the last one; null if there is none.
+const iso_track* delivered_track(const Movie& movie, bool audio) {
+    const iso_track* found = nullptr;
+    for (const iso_track* track : movie.tracks()) {
+        if (serves(row_of(track->codec), audio)) found = track;
+    }
+    return found;
+}
+
 unsigned int id_of(const iso_track* track) {
     return track ? track->track_id : 0;
 }
@@ -155,14 +164,6 @@ std::vector<std::string> split(const char* text) {
 
 }  // namespace
 
-const iso_track* delivered_track(const Movie& movie, bool audio) {
-    const iso_track* found = nullptr;
-    for (const iso_track* track : movie.tracks()) {
-        if (serves(row_of(track->codec), audio)) found = track;
-    }
-    return found;
-}
-
 FileFacts read_facts(FileHost& host) {
     const Movie movie(host);
     FileFacts facts = {};
@@ -177,19 +178,6 @@ FileFacts read_facts(FileHost& host) {
     facts.audio = try_open(host, movie, facts.state, "ra");
     facts.video = try_open(host, movie, facts.state, "rv");
     return facts;
-}
-
-ToolError cannot_open(FileHost& host, const std::string& mode, int status) {
-    const Movie movie(host);
-    const FileState state = file_state(host, movie);
-    const bool audio = mode == "ra";
-    std::string why =
-        fmt::format("cannot open {} for {}: {} (status {}: {})", host.path(), audio ? "audio" : "video",
-                    why_no_track(movie, state, audio), status, qlip_StatusString(status));
-    const bool other = delivered_track(movie, !audio) != nullptr;
-    return {state.ends_early() ? Exit::incomplete : Exit::bad_input, why,
-            other ? fmt::format("--mode {}: the file has such a track", audio ? "rv" : "ra")
-                  : fmt::format("qlip info {}, to see what the file holds", host.path())};
 }
 
 }  // namespace qlip_tool

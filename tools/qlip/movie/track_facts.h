@@ -1,12 +1,11 @@
 // What a 3GP file holds and what of it the library would deliver, gathered through the ISO engine and the C
-// interface. The ground of `info`, of the choice of a track, and of telling why a file does not open.
+// interface. The ground of `info`.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "host/file_host.h"
-#include "host/tool_error.h"
 #include "movie/file_state.h"
 
 namespace qlip_tool {
@@ -58,11 +57,5 @@ struct FileFacts {
 };
 
 FileFacts read_facts(FileHost& host);
-
-// The track that serves the medium and is delivered, the last one; null if there is none.
-const iso_track* delivered_track(const Movie& movie, bool audio);
-
-// The failure of an open, with its reason in words.
-ToolError cannot_open(FileHost& host, const std::string& mode, int status);
 
 }  // namespace qlip_tool

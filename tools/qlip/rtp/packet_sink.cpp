@@ -4,6 +4,7 @@
 #include <netdb.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -67,7 +68,7 @@ void put(Output& out, const Record& record) {
 
 }  // namespace
 
-UdpSink::UdpSink(const Destination& to) : name_(to.host + ":" + std::to_string(to.port)) {
+UdpSink::UdpSink(const Destination& to) : name_(to.host + ":" + std::to_string(to.port)), port_(to.port) {
     addrinfo wanted = {};
     wanted.ai_socktype = SOCK_DGRAM;
     addrinfo* found = nullptr;
@@ -87,17 +88,31 @@ UdpSink::~UdpSink() {
     close(socket_);
 }
 
-void UdpSink::send(std::span<const unsigned char> packet, double) {
-    ssize_t sent = 0;
-    do {
-        sent = sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&address_),
-                      address_size_);
-    } while (sent < 0 && errno == EINTR);
-    if (sent < 0) throw io_error("cannot send to " + name_);
+void UdpSink::send(unsigned int channel, std::span<const iovec> packets, double) {
+    const in_port_t port = htons(static_cast<uint16_t>(port_ + channel));
+    if (address_.ss_family == AF_INET6) {
+        reinterpret_cast<sockaddr_in6*>(&address_)->sin6_port = port;
+    } else {
+        reinterpret_cast<sockaddr_in*>(&address_)->sin_port = port;
+    }
+    messages_.assign(packets.size(), {});
+    for (size_t i = 0; i < packets.size(); ++i) {
+        msghdr& message = messages_[i].msg_hdr;
+        message.msg_name = &address_;
+        message.msg_namelen = address_size_;
+        message.msg_iov = const_cast<iovec*>(&packets[i]);
+        message.msg_iovlen = 1;
+    }
+    for (size_t done = 0; done < messages_.size();) {
+        const int sent =
+            sendmmsg(socket_, &messages_[done], static_cast<unsigned int>(messages_.size() - done), 0);
+        if (sent < 0 && errno != EINTR) throw io_error("cannot send to " + name_);
+        done += static_cast<size_t>(std::max(sent, 0));
+    }
 }
 
 PcapSink::PcapSink(const std::string& path, const std::string& input, const Destination& to)
-    : out_(path, {input}), port_(static_cast<uint16_t>(to.port)) {
+    : out_(path, {input}), port_(to.port) {
     if (inet_pton(AF_INET, to.host.c_str(), &address_) != 1) {
         throw ToolError(Exit::usage,
                         "--pcap shows the packets as IPv4, and " + to.host + " is no IPv4 address",
@@ -106,9 +121,16 @@ PcapSink::PcapSink(const std::string& path, const std::string& input, const Dest
     put(out_, PcapFileHeader{});
 }
 
-void PcapSink::send(std::span<const unsigned char> packet, double seconds) {
+void PcapSink::send(unsigned int channel, std::span<const iovec> packets, double seconds) {
+    for (const iovec& packet : packets) {
+        write(static_cast<uint16_t>(port_ + channel),
+              {static_cast<const unsigned char*>(packet.iov_base), packet.iov_len}, seconds);
+    }
+}
+
+void PcapSink::write(uint16_t port, std::span<const unsigned char> packet, double seconds) {
     const auto udp_size = static_cast<uint16_t>(sizeof(Udp) + packet.size());
-    const Udp udp = {htons(kSourcePort), htons(port_), htons(udp_size), 0};
+    const Udp udp = {htons(kSourcePort), htons(port), htons(udp_size), 0};
     Ipv4 ip;
     ip.length = htons(static_cast<uint16_t>(sizeof(Ipv4) + udp_size));
     ip.id = htons(number_++);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/uio.h>
 
 #include <memory>
 #include <span>
@@ -9,7 +10,7 @@
 #include <vector>
 
 #include "host/output.h"
-#include "rtp/rtp_format.h"
+#include "rtp/destination.h"
 
 namespace qlip_tool {
 
@@ -21,24 +22,27 @@ class PacketSink {
     PacketSink& operator=(const PacketSink&) = delete;
 
     virtual bool is_live() const = 0;  // wants its packets at their time
-    virtual void send(std::span<const unsigned char> packet, double seconds) = 0;
+    // `channel` counts from the port of the destination.
+    virtual void send(unsigned int channel, std::span<const iovec> packets, double seconds) = 0;
     virtual void finish() {}
 };
 
-// UDP. Nobody needs to listen.
+// UDP, a system call for each frame. Nobody needs to listen.
 class UdpSink : public PacketSink {
   public:
     explicit UdpSink(const Destination& to);
     ~UdpSink() override;
 
     bool is_live() const override { return true; }
-    void send(std::span<const unsigned char> packet, double seconds) override;
+    void send(unsigned int channel, std::span<const iovec> packets, double seconds) override;
 
   private:
     std::string name_;
+    unsigned int port_;
     int socket_;
     sockaddr_storage address_ = {};
     socklen_t address_size_ = 0;
+    std::vector<mmsghdr> messages_;
 };
 
 // A capture file (the classic pcap format) that shows the packets as UDP over IPv4 over Ethernet; its times
@@ -48,13 +52,15 @@ class PcapSink : public PacketSink {
     PcapSink(const std::string& path, const std::string& input, const Destination& to);
 
     bool is_live() const override { return false; }
-    void send(std::span<const unsigned char> packet, double seconds) override;
+    void send(unsigned int channel, std::span<const iovec> packets, double seconds) override;
     void finish() override { out_.finish(); }
 
   private:
+    void write(uint16_t port, std::span<const unsigned char> packet, double seconds);
+
     Output out_;
     uint32_t address_;  // network order
-    uint16_t port_;
+    unsigned int port_;
     uint16_t number_ = 0;
 };
 

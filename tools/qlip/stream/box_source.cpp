@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/tool_error.h"
-#include "movie/track_facts.h"
+#include "stream/kit_track.h"
 
 namespace qlip_tool {
 
@@ -28,7 +28,7 @@ std::string box_status_text(unsigned int status) {
 BoxSource::BoxSource(FileHost& host, Growth growth, const std::string& mode, bool indexed, Command command)
     : host_(host),
       growth_(growth),
-      opening_(prepare(host, growth_, mode)),
+      mode_(KitTrack(host, growth_, {.mode = mode}).mode()),
       indexed_(indexed),
       command_(command),
       reader_(kLargestFrame),
@@ -43,7 +43,7 @@ BoxSource::~BoxSource() {
 void BoxSource::open() {
     auto* io = host_.record();
     host_.start_over();
-    const unsigned int status = reader_.Open(io, opening_.mode.c_str());
+    const unsigned int status = reader_.Open(io, mode_.c_str());
     host_.refuse_short_reads();
     if (status != QLIP_SUCCESS) fail("cannot open", status);
 }
@@ -86,8 +86,7 @@ std::string BoxSource::advice_on(unsigned int status) const {
         case QLIP_HINT_TRACK_REQUIRED:
         case QLIP_UNKNOWN_CODER:
         case QLIP_TOO_MANY_TRACKS:
-            if (streams && opening_.delivers)
-                return "--engine c, which needs no hint tracks and knows all codecs";
+            if (streams) return "--engine c, which needs no hint tracks and knows all codecs";
             [[fallthrough]];
         default:
             return "qlip info " + host_.path() + ", to see what the file holds";
@@ -96,7 +95,6 @@ std::string BoxSource::advice_on(unsigned int status) const {
 
 void BoxSource::fail(const char* doing, unsigned int status) const {
     host_.throw_if_unreadable();
-    throw_unless_structure_is_whole(host_, opening_.state);
     const std::string reader = command_ == Command::Streams ? " with --engine box" : "";
     const bool later = status == QLIP_NOT_AVAILABLE_YET;
     throw ToolError(

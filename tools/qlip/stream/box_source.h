@@ -8,7 +8,6 @@
 #include "host/file_host.h"
 #include "qlip/c3gpinterface.h"
 #include "stream/growth.h"
-#include "stream/opening.h"
 
 namespace qlip_tool {
 
@@ -38,7 +37,7 @@ class BoxSource : public ChunkSource {
 
     FileHost& host_;
     Growth growth_;
-    Opening opening_;
+    std::string mode_;
     bool indexed_;
     Command command_;
     C3gpInterface reader_;

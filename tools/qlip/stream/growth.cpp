@@ -2,8 +2,6 @@
 
 #include <thread>
 
-#include "movie/file_state.h"
-
 namespace qlip_tool {
 
 namespace {
@@ -22,14 +20,6 @@ bool Growth::wait() {
     }
     seen_ = host_.size();
     return true;
-}
-
-bool Growth::wait_for_structure() {
-    while (true) {
-        const TopLevel top = read_top_level(host_);
-        if (top.moov && top.moov->offset + top.moov->size <= host_.size()) return true;
-        if (!wait()) return false;
-    }
 }
 
 }  // namespace qlip_tool

@@ -20,10 +20,6 @@ class Growth {
     // Waits until the file is longer than at the last call. False when it has not grown within the patience.
     bool wait();
 
-    // Waits until the box with the file's structure is whole, so that opening the file sees all of it. False
-    // when the patience ends first.
-    bool wait_for_structure();
-
   private:
     FileHost& host_;
     bool follow_;
