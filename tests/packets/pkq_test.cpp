@@ -92,14 +92,16 @@ struct Reader {
 };
 
 TEST(Pkq, HeadersAreReadUntilTheStreamEnds) {
-    const Bytes header = packet(34, true, 0x1234, 0xDEADBEEF, {});
+    Bytes header = packet(34, true, 0x1234, 0xDEADBEEF, {});
+    header[0] = 1, header[2] = 2, header[3] = 3;
     Reader reader{join({header, {0, 0, 0}})};
     mfileio stream{Reader::read, &reader};
     PKQ_RTP rtp{};
     rtp.flags = PKQ_FLAG_SKIP_PRINT;
     EXPECT_EQ(pkq_get_header(&stream, &rtp), 1);
-    EXPECT_EQ(rtp.magic, 13);
+    EXPECT_EQ(std::tuple(rtp.first, rtp.size, rtp.magic), std::tuple(0x100, 0x203, 13));
     EXPECT_EQ(rtp.flags, 0u);
+    header[0] = 0;  // never written
     Bytes again(12);
     pkq_put_header(again.data(), &rtp);
     EXPECT_EQ(again, header);

@@ -116,13 +116,17 @@ TEST(WldNative, InitSetsWhatTheCodecHas) {
     for (const auto& [codec, result, clock_rate, max_payload, packetiser] : kCases) {
         iso_track track{};
         track.codec = codec;
-        wld_native native{};
+        wld_native native;
+        std::memset(&native, 0x55, sizeof native);
         native.clock_rate = 7;
         native.packetise = kept;
         EXPECT_EQ(wld_native_init(&native, 0, 500, 0, &track, 0), result) << codec;
         EXPECT_EQ(native.clock_rate, clock_rate) << codec;
         EXPECT_EQ(native.max_payload, max_payload) << codec;
         EXPECT_EQ(native.packetise, packetiser) << codec;
+        EXPECT_EQ(std::tuple(native.time_accumulator, native.rtp.sequence, native.rtp.timestamp,
+                             native.rtp.marker, native.last_source_format),
+                  std::tuple(0.0, 0U, 0U, 0U, 0U));
     }
     wld_native none{};
     EXPECT_EQ(packetise(wld_native_packet, none, {1, 2, 3}, 1.0).result, -1);

@@ -141,9 +141,9 @@ TEST_P(HintedVideo, WhatAShortReadLeavesOutOfAPacketIsZeroAtFirst) {
 
 TEST_P(HintedVideo, Mpeg4ConfigurationGoesInFrontOfTheVop) {
     const Bytes first = join({Bytes{9, 9}, kIntra, run(20)});
-    const Bytes own = join({Bytes{0, 0, 1, 0xB0, 8, 1, 1, 1}, kIntra, run(20)});
-    const Bytes later = join({kPredicted, run(20)});
     const Bytes other = Bytes{0, 0, 1, 0xB0, 8, 1, 1, 1};
+    const Bytes own = join({Bytes{9}, other, kIntra, run(20)});
+    const Bytes later = join({kPredicted, run(20)});
     open({mpeg4({first, own, later}), hint_track({whole(1, true, 1, first), whole(2, true, 2, own),
                                                   whole(3, true, 3, later), whole(4, true, 1, first)})});
     chunk();

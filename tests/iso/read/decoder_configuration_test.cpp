@@ -76,7 +76,7 @@ TEST(Esds, PassesOverOtherTagsAndRefusesLengthsBeyondTheBox) {
     EXPECT_EQ(t->dsi_size, 0);
     EXPECT_NE(f.track(2), nullptr);
     for (const char* bad :
-         {"03 7F 0001 00", "03 05 0001 00 04 7F", "03 14 0001 00 04 0F 20 11 000102 00000304 00000506 05 7F",
+         {"03 04 0001 00", "03 05 0001 00 04 01", "03 14 0001 00 04 0F 20 11 000102 00000304 00000506 05 01",
           "03 8F FF FF FF 7F"}) {
         OpenedFile refused(moov_file({stbl_trak({entry(hex(bad))}), trak({})}));
         EXPECT_EQ(refused.track(2), nullptr) << bad;

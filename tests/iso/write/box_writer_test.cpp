@@ -123,8 +123,9 @@ TEST_F(BoxWriterTest, UserDataHoldsSdpAndTrackSelection) {
     iso_track* track = movie.add_amr();
     EXPECT_EQ(w_udta(0, track, nullptr), 0);
     char attributes[] = "bitr";
-    track->tsel_attributes = attributes;
     track->tsel_group = 2;
+    EXPECT_EQ(stored<iso_track>(w_tsel, track), full_box("tsel", ByteWriter().u32(2)));
+    track->tsel_attributes = attributes;
     const Bytes tsel = full_box("tsel", ByteWriter().u32(2).text("bitr"));
     EXPECT_EQ(stored<iso_track>(w_udta, track), container("udta", {tsel}));
     char sdp[] = "a=x\r\n";
@@ -146,6 +147,7 @@ TEST_F(BoxWriterTest, AHintTrackNamesItsMediaTrackAndIsNotEnabled) {
     track->tims = 8000;
     const Bytes trak = stored<iso_track>(w_trak, track);
     EXPECT_EQ(Bytes(trak.begin() + 16, trak.begin() + 20), hex("00000000"));
+    EXPECT_EQ(stored<iso_track>(w_hmhd, track), full_box("hmhd", Bytes(16)));
     EXPECT_EQ(stored<iso_track>(w_tref, track), container("tref", {box("hint", ByteWriter().u32(9))}));
     EXPECT_EQ(stored<iso_track>(w_sampleEntry, track),
               box("rtp ", hex("000000000000 0001 0001 0001 00000578  0000000C 74696D73 00001F40"

@@ -44,6 +44,7 @@ TEST(FailingOutputTest, NoOutputAndNoSeekingEndWithoutACrash) {
         nowhere.file->stream = nullptr;
         if (direct) nowhere.direct(2);
         write_movie(nowhere);
+        EXPECT_EQ((nowhere.file->status_flags & ISO_STATUS_WRITE_FAILED) != 0, direct);
         EXPECT_TRUE(nowhere.close().empty());
 
         WriterFixture stuck;
