@@ -1,3 +1,4 @@
+// Reading bits, and the search for start codes.
 #include <climits>
 #include <memory>
 
@@ -49,6 +50,89 @@ INSTANTIATE_TEST_SUITE_P(
         Read{"largest_count", {0, 0}, ULONG_MAX, 0, {0, 0}, 1},
         Read{"once_the_flag_is_set", {0, 3}, 4, 0, {0, 3}, 7, 7}),
     [](const auto& test) { return test.param.name; });
+
+struct Search {
+    const char* name;
+    Bytes bytes;
+    tbq_pos_t in;
+    tbq_boundary_t kind;
+    tbq_pos_t out;
+    unsigned ss = 0;
+    const char* printed = "";
+};
+
+// clang-format off
+const Search kSearches[] = {
+    {"picture", {1, 2, 3, 4, 5, 0, 0, 0x80, 9}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
+    {"picture_with_low_bits", {1, 2, 3, 4, 5, 0, 0, 0x83}, {0, 0}, TBQ_BOUNDARY_PICTURE, {5, 0}},
+    {"group_1", {1, 2, 3, 4, 5, 0, 0, 0x84}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {5, 0}},
+    {"all_ones", {1, 2, 3, 4, 5, 0, 0, 0xFF}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {5, 0}},
+    {"last_two_of_more_zero_bytes", {1, 2, 3, 4, 5, 0, 0, 0, 0x80}, {0, 0}, TBQ_BOUNDARY_PICTURE, {6, 0}},
+    {"from_the_place_found_the_same_again", {1, 0, 0, 0x80}, {1, 0}, TBQ_BOUNDARY_PICTURE, {1, 0}},
+    {"from_behind_it_nothing", {1, 0, 0, 0x80}, {1, 1}, TBQ_BOUNDARY_NONE, {1, 1}},
+    {"one_bit_off_the_grid", {0, 0, 0x44, 0xFF}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
+    {"six_bits_end_with_the_data", {0, 0, 0x44}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 1}},
+    {"picture_off_the_grid_is_passed_over", {0, 0, 0x40, 0xFF, 0, 0, 0x90}, {0, 0}, TBQ_BOUNDARY_SEGMENT,
+     {4, 0}, 0, "h263 parse error 22\n"},
+    {"off_the_grid_in_slices_is_passed_over", {0, 0, 0x44, 0xFF, 0, 0, 0x90}, {0, 0}, TBQ_BOUNDARY_SEGMENT,
+     {4, 0}, 1, "h263 parse error 23\n"},
+    {"zeros_on_both_sides_of_one_zero_byte", {0xF0, 0, 0x0F, 0x80}, {0, 0}, TBQ_BOUNDARY_SEGMENT, {0, 4}},
+    {"the_same_cut_within_the_six_bits", {0xF0, 0, 0x0F}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"fifteen_zeros_are_too_few", {0xF0, 0, 0x1F, 0x80}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"zeros_that_began_ahead_of_in", {0xF0, 0, 0x0F, 0x80}, {0, 5}, TBQ_BOUNDARY_NONE, {0, 5}},
+    {"zeros_just_at_in", {0xF0, 0, 0x0F, 0x80}, {0, 4}, TBQ_BOUNDARY_SEGMENT, {0, 4}},
+    {"no_zero_byte", {1, 2, 3, 4}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"zeros_up_to_the_end", {1, 0, 0, 0}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"no_data", {}, {0, 0}, TBQ_BOUNDARY_NONE, {0, 0}},
+    {"from_the_end", {0, 0, 0x80}, {3, 0}, TBQ_BOUNDARY_NONE, {3, 0}},
+    {"from_the_last_bits", {0, 0, 0x80}, {2, 5}, TBQ_BOUNDARY_NONE, {2, 5}},
+    {"from_far_beyond_the_end", {0, 0, 0x80}, {~0UL, 3}, TBQ_BOUNDARY_NONE, {~0UL, 3}},
+};
+// clang-format on
+
+class BoundarySearch : public testing::TestWithParam<Search> {};
+
+TEST_P(BoundarySearch, FindsTheFirstStartCode) {
+    const Search& search = GetParam();
+    Walker walker(search.bytes);
+    walker.pos = search.in;
+    walker.state.picture.ss = search.ss;
+    walker.state.picture.first_segment = 1;
+    walker.state.verbose = 1;
+    tbq_boundary_t kind{};
+    EXPECT_EQ(printed_by([&] { kind = walker.call(tbq_boundary_next); }), search.printed);
+    EXPECT_EQ(kind, search.kind);
+    EXPECT_EQ(walker.pos, search.out);
+    EXPECT_EQ(walker.err, kind == TBQ_BOUNDARY_NONE ? 1 : 0);
+    EXPECT_EQ(walker.state.picture.first_segment, kind == TBQ_BOUNDARY_NONE ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, BoundarySearch, testing::ValuesIn(kSearches),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(Boundary, TraceLeavesTheKindBlank) {
+    Walker walker({1, 0, 0, 0x90});
+    walker.state.trace = 1;
+    walker.state.base_offset = 0x100;
+    EXPECT_EQ(printed_by([&] { walker.call(tbq_boundary_next); }),
+              "boundary_type =                     ,  byte =  0x101, bit = 0\n");
+    for (const auto kind : {TBQ_BOUNDARY_NONE, TBQ_BOUNDARY_PICTURE, TBQ_BOUNDARY_SEGMENT}) {
+        EXPECT_STREQ(tbq_boundary_to_str(kind), "");
+    }
+}
+
+// Zeros with single ones in between start the search anew each time; a search that went back would not end in
+// time.
+TEST(Boundary, HostileZerosTakeLinearTime) {
+    constexpr size_t kSize = 16 << 20;
+    Bytes zeros(kSize, 0);
+    for (size_t i = 2; i < kSize; i += 3)
+        zeros[i] = 0x40;
+    Walker walker(zeros);
+    EXPECT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
+    Walker run(Bytes(kSize, 0));
+    EXPECT_EQ(run.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
+}
 
 }  // namespace
 }  // namespace qlip_test

@@ -102,39 +102,6 @@ TEST(Session, CallsCheckTheirArgumentsInOrderAndClosingTwiceIsHarmless) {
     EXPECT_EQ(qlip_Close(&handle), 0);
 }
 
-// A host of C++ whose callbacks throw: at each call of a slot in turn. A leak is the sanitizer's to find.
-TEST(Open, ACallbackThatThrowsEndsWithAFailureAndLeavesNothingBehind) {
-    static _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE whole;
-    static int left;
-    constexpr auto read = [](void* user, unsigned char* data, unsigned int* n, unsigned int at) {
-        return left-- == 0 ? throw left : whole.SeekNRead(user, data, n, at);
-    };
-    constexpr auto seek = [](void* user, unsigned int at) {
-        return left-- == 0 ? throw left : whole.Seek(user, at);
-    };
-    for (const bool in_read : {true, false}) {
-        int opened = QLIP_FAILURE;
-        for (int call = 0; opened != QLIP_SUCCESS && call < 1000; ++call) {
-            MemoryHost host(speech_movie());
-            auto record = whole = *host.record();
-            (in_read ? void(record.SeekNRead = read) : void(record.Seek = seek));
-            mm_Interface* handle = nullptr;
-            left = call;
-            opened = qlip_Open(&handle, &record, "ra");
-            EXPECT_EQ(opened, handle ? QLIP_SUCCESS : QLIP_FAILURE);
-            unsigned char buffer[4096];
-            unsigned int size = 0;
-            int status = handle ? QLIP_SUCCESS : QLIP_FAILURE;
-            left = 0;
-            for (int chunk = 0; status == QLIP_SUCCESS && chunk < 9; ++chunk)
-                status = qlip_ReadChunk(handle, buffer, &size, false);
-            EXPECT_EQ(status, QLIP_FAILURE);
-            EXPECT_EQ(qlip_Close(&handle), 0);
-        }
-        EXPECT_EQ(opened, QLIP_SUCCESS);
-    }
-}
-
 TEST(StatusString, KnowsTheTableAndNothingElse) {
     EXPECT_STREQ(qlip_StatusString(0), "Success");
     EXPECT_STREQ(

@@ -116,12 +116,13 @@ TEST_P(Fault, DuringOpenGivesASessionOrAStatusAndNothingWorse) {
         const Player player(host, GetParam().mode);
         calls = host.calls;
     }
-    for (const bool for_ever : {false, true}) {
-        for (unsigned long call = 1; call <= calls; ++call) {
+    for (MemoryHost::Fault fault :
+         {MemoryHost::Fault{}, {.slot = {}, .for_ever = true}, {.slot = {}, .thrown = true}}) {
+        for (fault.call = 1; fault.call <= calls; ++fault.call) {
             MemoryHost host(file);
-            host.fault = MemoryHost::Fault{.slot = {}, .call = call, .for_ever = for_ever};
+            host.fault = fault;
             Player player(host, GetParam().mode);
-            EXPECT_TRUE(player.opened == 0 || player.opened == 2) << call << " gave " << player.opened;
+            EXPECT_TRUE(player.opened == 0 || player.opened == 2) << fault.call << " gave " << player.opened;
             EXPECT_EQ(player.handle != nullptr, player.opened == 0);
             host.fault.reset();
             if (player.opened == 0) play_on(player, host, false);

@@ -1,10 +1,10 @@
-// Every sample file read with the engine, written again, and read back.
-#include <gtest/gtest.h>
-
+// Every sample file read with the engine, written again, and read back; then random recordings.
 #include <cstring>
+#include <random>
 
 #include "tests/iso/opened_file.h"
 #include "tests/iso/write/writer_fixture.h"
+#include "tests/support/recording.h"
 #include "tests/support/samples.h"
 
 namespace qlip_test {
@@ -82,6 +82,23 @@ TEST_P(WriterRoundTripTest, SamplesConfigurationAndTimesSurvive) {
 
 INSTANTIATE_TEST_SUITE_P(Samples, WriterRoundTripTest, testing::ValuesIn(sample_names()),
                          [](const auto& row) { return row.param.substr(0, row.param.find('.')); });
+
+// The same ones in every run.
+TEST(RecordingTest, EveryListedSampleIsTheFrameThatWasGivenAndEveryTrackIsThere) {
+    constexpr unsigned int kRecordings = 3000;
+    std::string fault;
+    unsigned int seed = 0;
+    testing::internal::CaptureStdout();
+    for (; seed < kRecordings && fault.empty(); ++seed) {
+        std::mt19937 random(seed);
+        Bytes decisions(16 + random() % (seed % 10 == 0 ? 2000 : 200));
+        for (unsigned char& byte : decisions)
+            byte = static_cast<unsigned char>(random());
+        fault = check_recording(decisions.data(), decisions.size());
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "both passes agree";
+    EXPECT_EQ(fault, "") << "recording " << seed;
+}
 
 }  // namespace
 }  // namespace qlip_test
