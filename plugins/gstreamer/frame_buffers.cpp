@@ -1,0 +1,20 @@
+#include "plugins/gstreamer/frame_buffers.h"
+
+namespace qlip::gst {
+
+GstBufferList* list_of_buffers(const qlip_frame& frame, GstClockTime time) {
+    GstBufferList* list = gst_buffer_list_new_sized(frame.packet_count);
+    for (unsigned int i = 0; i < frame.packet_count; ++i) {
+        const iovec& packet = frame.packets[i];
+        GstBuffer* buffer = gst_buffer_new_allocate(nullptr, packet.iov_len, nullptr);
+        gst_buffer_fill(buffer, 0, packet.iov_base, packet.iov_len);
+        GST_BUFFER_PTS(buffer) = time;
+        GST_BUFFER_DURATION(buffer) = frame.duration;
+        if (!frame.is_sync) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
+        if (frame.marker && i + 1 == frame.packet_count) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_MARKER);
+        gst_buffer_list_add(list, buffer);
+    }
+    return list;
+}
+
+}  // namespace qlip::gst

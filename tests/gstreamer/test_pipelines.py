@@ -1,0 +1,81 @@
+"""Pipelines with qlipsrc decode what ffmpeg finds in the file, and those of the documents run as they stand."""
+import concurrent.futures
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+SAMPLES = os.path.join(TOP, "samples")
+DECODERS = {"h263_hinted_pt34": "rtph263depay ! avdec_h263", "h263": "rtph263pdepay ! avdec_h263",
+            "h263_cif_faststart": "rtph263pdepay ! avdec_h263", "h263_hinted_pt96": "rtph263pdepay ! avdec_h263",
+            "av_h263_amrnb_hinted": "rtph263pdepay ! avdec_h263", "mpeg4": "rtpmp4vdepay ! avdec_mpeg4",
+            "mpeg4_hinted": "rtpmp4vdepay ! avdec_mpeg4", "mpeg4_with_aac": "rtpmp4vdepay ! avdec_mpeg4",
+            "h264": "rtph264depay ! avdec_h264", "h264_hinted": "rtph264depay ! avdec_h264"}
+
+
+def sample(name):
+    return os.path.join(SAMPLES, name + ".3gp")
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, timeout=60, text=True, **options)
+    assert done.returncode == 0, f"{command}: exit {done.returncode}\n{done.stdout[-500:]}{done.stderr[-2000:]}"
+    return done.stdout
+
+
+def launch(pipeline):
+    return run("gst-launch-1.0", "-q", *pipeline.split())
+
+
+def pictures_of(path):
+    """The SHA-1 of each picture in the file, as ffmpeg decodes it."""
+    lines = run("ffmpeg", "-v", "error", "-nostdin", "-ignore_editlist", "1", "-i", path, "-map", "0:v", "-fps_mode",
+                "passthrough", "-f", "framehash", "-hash", "sha160", "-").splitlines()
+    return [line.split(",")[-1].strip() for line in lines if not line.startswith("#")]
+
+
+class Pipelines(unittest.TestCase):
+    def check_pictures(self, name):
+        played = launch(f"qlipsrc location={sample(name)} ! {DECODERS[name]} ! checksumsink hash=sha1 sync=false")
+        return name, [line.split()[-1] for line in played.splitlines() if re.match(r"[\d:.]+ [0-9a-f]{40}$", line)], \
+            pictures_of(sample(name))
+
+    def test_pictures(self):
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            for name, played, expected in pool.map(self.check_pictures, DECODERS):
+                with self.subTest(name):
+                    self.assertGreater(len(expected), 1)
+                    self.assertEqual(played, expected)
+
+    def test_speech(self):
+        with tempfile.TemporaryDirectory() as scratch:
+            for name, head in (("amrnb", b"#!AMR\n"), ("amrwb", b"#!AMR-WB\n"), ("av_h263_amrnb_hinted", b"#!AMR\n")):
+                out, stored = os.path.join(scratch, "out"), os.path.join(scratch, "stored.amr")
+                launch(f"qlipsrc location={sample(name)} track=audio ! rtpamrdepay ! filesink location={out}")
+                run("ffmpeg", "-v", "error", "-y", "-i", sample(name), "-map", "0:a", "-c", "copy", "-f", "amr", stored)
+                with self.subTest(name), open(out, "rb") as played, open(stored, "rb") as expected:
+                    self.assertEqual(head + played.read(), expected.read())
+
+    def test_inspection_has_no_complaint(self):
+        done = subprocess.run(["gst-inspect-1.0", "qlipsrc"], capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        for word in ("location", "track", "pt ", "ssrc", "growing", "timestamp-offset", "seqnum-offset", "stats"):
+            self.assertIn(f"\n  {word}", done.stdout)
+
+    def test_the_pipelines_of_the_page(self):
+        with open(os.path.join(TOP, "docs", "gstreamer.md")) as page:
+            blocks = re.findall(r"^```sh\n(gst-launch-1\.0.*?)^```", page.read(), re.M | re.S)
+        self.assertGreaterEqual(len(blocks), 4)
+        with tempfile.TemporaryDirectory() as scratch:
+            os.symlink(sample("av_h263_amrnb_hinted"), os.path.join(scratch, "clip.3gp"))
+            os.symlink(sample("h264"), os.path.join(scratch, "h264.3gp"))
+            for block in blocks:
+                with self.subTest(block):
+                    run("sh", "-ec", block.replace("autovideosink", "fakesink sync=false").replace("autoaudiosink", "fakesink sync=false"),
+                        cwd=scratch)
+
+
+if __name__ == "__main__":
+    unittest.main()
