@@ -11,6 +11,7 @@
 #include "iso/model/arena.h"
 #include "iso/model/model.h"
 #include "iso/model/open_file.h"
+#include "iso/open.h"
 #include "iso/read/walk.h"
 #include "iso/write/write_file.h"
 #include "qlip/isoff.h"
@@ -19,6 +20,8 @@ using namespace qlip;
 
 namespace {
 
+// Holds the tables of a film of a few minutes.
+constexpr int kFirstChunkOfStream = 16 * 1024;
 // One day short of the distance between 1904 and 1970: kept for hosts that take it off again
 // [epoch-a-day-early].
 constexpr long long kEpochOffset = 2082758400;
@@ -122,17 +125,14 @@ void count_blocks_of(iso_track* track) {
     isoFFfree(track);
 }
 
-}  // namespace
-
-iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err) {
-    const char direction = mode ? mode[0] : '\0';
-    if (direction != 'r' && direction != 'w') return fail(err, -1);
+iso_file* open_record(HostIo*& io, bool writing, int first_chunk, int* err) {
     void* memory = systemmalloc(nullptr, sizeof(OpenFile));
     if (!memory) return fail(err, -2);
     OpenFile* file = new (memory) OpenFile{};
     file->io = io;
     file->limits = LimitedCallbacks::of(io);
-    start_file(file, direction == 'w');
+    file->next_chunk = first_chunk;
+    start_file(file, writing);
     if (file->writing && !set_written_brands(file)) {
         release(file);
         return fail(err, -2);
@@ -149,16 +149,37 @@ iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int*
     return file;
 }
 
-iso_file* isoFFopenLimited(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err,
-                           const qlip_limits* limits) {
+iso_file* open_limited(HostIo* io, const qlip_limits* limits, int first_chunk, int* err) {
     qlip_limits taken;
-    if (!mode || mode[0] != 'r' || !complete(io) || !take_limits(limits, &taken)) return fail(err, -1);
+    if (!complete(io) || !take_limits(limits, &taken)) return fail(err, -1);
     auto limited = std::unique_ptr<LimitedCallbacks>(new (std::nothrow) LimitedCallbacks(io, taken));
     if (!limited) return fail(err, -2);
     HostIo* record = limited.get();
-    iso_file* file = isoFFopen(record, mode, err);
+    iso_file* file = open_record(record, false, first_chunk, err);
     if (file) open_file(file)->owns_limits = limited.release() != nullptr;
     return file;
+}
+
+}  // namespace
+
+iso_file* isoFFopen(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err) {
+    const char direction = mode ? mode[0] : '\0';
+    if (direction != 'r' && direction != 'w') return fail(err, -1);
+    return open_record(io, direction == 'w', 0, err);
+}
+
+iso_file* qlip::open_for_stream(HostIo*& io) {
+    return open_record(io, false, kFirstChunkOfStream, nullptr);
+}
+
+iso_file* qlip::open_for_stream(HostIo*& io, const qlip_limits* limits, int* err) {
+    return open_limited(io, limits, kFirstChunkOfStream, err);
+}
+
+iso_file* isoFFopenLimited(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, char* mode, int* err,
+                           const qlip_limits* limits) {
+    if (!mode || mode[0] != 'r') return fail(err, -1);
+    return open_limited(io, limits, 0, err);
 }
 
 iso_track* isoFFtrack(iso_file* file) {

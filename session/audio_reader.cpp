@@ -41,7 +41,7 @@ constexpr AudioCodec kWideband = {qlip::wideband_speech_bytes(),
 
 constexpr size_t kTocBytes = 1;
 constexpr size_t kCmrBytes = 1;
-constexpr size_t kLongestFrame = 61;
+constexpr int kLongestFrame = 61;
 // A longer run of carried frames moves down frame by frame, which bounds what move_run has to do at once.
 constexpr int kLongestRun = MMFI_BUFFER_SIZE / 2;
 
@@ -109,8 +109,11 @@ size_t frame_bytes_of(const AudioCodec& codec, unsigned char toc) {
 // Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
 int take_carry(mm_Interface& session) {
     const int carried = session.carry_size;
-    std::memmove(qlip::working_memory(session) + kCmrBytes, session.carry_buffer,
-                 std::min(carried, MMFI_BUFFER_SIZE));
+    const int held = std::min(carried, MMFI_BUFFER_SIZE);
+    unsigned char* front = qlip::working_memory(session) + kCmrBytes;
+    session.carry_set.reach(session.carry_buffer + held);
+    std::memmove(front, session.carry_buffer, static_cast<size_t>(held));
+    session.working_set.note(front + held);
     return carried;
 }
 
@@ -133,6 +136,7 @@ void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_byt
     if (rest > 0) {
         std::memmove(session.carry_buffer, qlip::working_memory(session) + kCmrBytes + frame_bytes,
                      std::min(rest, MMFI_BUFFER_SIZE));
+        session.carry_set.note(session.carry_buffer + std::min(rest, MMFI_BUFFER_SIZE));
         session.carry_run = rest <= kLongestRun ? static_cast<unsigned short>(rest) : 0;
     }
     session.carry_size = rest > 0 || codec.lenient ? static_cast<unsigned short>(rest) : 0;
@@ -187,7 +191,8 @@ template <size_t kBytes>
 // frames had moved.
 void take_frame_from_run(mm_Interface& session) {
     const unsigned char* from = session.carry_buffer + session.carry_run - session.carry_size;
-    copy_frame(session.sample_buffer + kCmrBytes, from, std::min<size_t>(session.carry_size, kLongestFrame));
+    copy_frame(session.sample_buffer + kCmrBytes, from,
+               std::min<size_t>(session.carry_size, size_t{kLongestFrame}));
 }
 
 int deliver_carried_frame(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
@@ -206,9 +211,11 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     session.stage = kFramePayload;
     if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
     iso_track* track = session.track;
-    const int bytes =
-        qlip::read_sample_alone(track, qlip::working_memory(session) + kCmrBytes, MMFI_BUFFER_SIZE);
-    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    const int wanted = qlip::next_sample_size(track, MMFI_BUFFER_SIZE);
+    if (wanted == ISOFF_END) return QLIP_END_OF_FILE;
+    unsigned char* sample = qlip::working_memory(session) + kCmrBytes;
+    session.working_set.reach(sample + std::max(wanted, kLongestFrame));
+    const int bytes = qlip::take_sample_alone(track, sample, wanted);
     if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
     if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
     const size_t frame_bytes = put_frame_header(codec, session, buffer);

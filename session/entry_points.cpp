@@ -1,8 +1,10 @@
 // The C entry points: argument checks, the life of the session record, and the status texts.
 #include <cstdlib>
+#include <new>
 
 #include "host/host_calls.h"
 #include "host/limited_callbacks.h"
+#include "iso/open.h"
 #include "session/codecs.h"
 #include "session/session.h"
 
@@ -73,12 +75,12 @@ int choose(mm_Interface* session, const char* mode) {
 
 // Makes the session of an open file, which is null for lack of memory.
 int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
-    // Zeroed by the allocator, which costs nothing until a page is touched: no chunk can show unset memory.
-    auto* session = static_cast<mm_Interface*>(std::calloc(1, sizeof(mm_Interface)));
-    if (!session) {
+    void* memory = std::malloc(sizeof(mm_Interface));
+    if (!memory) {
         isoFFclose(file);
         return QLIP_NO_MEMORY;
     }
+    auto* session = new (memory) mm_Interface;
     *handle = session;
     session->file = file;
     const int status = choose(session, mode);
@@ -93,9 +95,7 @@ int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
 // The file is parsed before any argument is looked at, and the early returns leave it open: kept for
 // hosts, which see the same callbacks whatever they pass [open-before-arguments].
 int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
-    char engine_mode[] = "r";
-    int engine_error = 0;
-    iso_file* file = isoFFopen(io, engine_mode, &engine_error);
+    iso_file* file = qlip::open_for_stream(io);
     if (!handle) return QLIP_BAD_HANDLE;
     if (!qlip::complete(io)) return QLIP_BAD_ARGUMENT;
     if (!mode) return QLIP_BAD_MODE;
@@ -104,9 +104,8 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
 
 int open_limited_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode,
                          const qlip_limits* limits) {
-    char engine_mode[] = "r";
     int engine_error = 0;
-    iso_file* file = isoFFopenLimited(io, engine_mode, &engine_error, limits);
+    iso_file* file = qlip::open_for_stream(io, limits, &engine_error);
     if (!file) return engine_error == ISOFF_OVER_LIMIT ? QLIP_CORRUPT_FILE : QLIP_NO_MEMORY;
     return start_session(handle, file, mode);
 }

@@ -18,21 +18,24 @@ unsigned int set_count(const iso_track* track) {
     return static_cast<unsigned int>(track->sps_count) + static_cast<unsigned int>(track->pps_count);
 }
 
-bool sets_fit(const mm_Interface& session) {
-    const uint64_t records = uint64_t{set_count(session.track)} * sizeof(wld_packet_record);
-    return session.carry_size + records + session.track->parameter_sets_size <= MMFI_BUFFER_SIZE;
+// What the records of the sets can take.
+uint64_t room_for_sets(const iso_track* track) {
+    return uint64_t{set_count(track)} * sizeof(wld_packet_record) + track->parameter_sets_size;
 }
 
-bool put_parameter_sets(VideoCall& call) {
+bool sets_fit(const mm_Interface& session) {
+    return session.carry_size + room_for_sets(session.track) <= MMFI_BUFFER_SIZE;
+}
+
+void put_parameter_sets(VideoCall& call) {
     mm_Interface& session = call.session;
-    if (!sets_fit(session)) return false;
     int length = 0;
-    isoFFgetAvccDsi(call.hint, session.track, WLD_TYPE_H264, packet_records(session) + session.carry_size,
-                    &length);
+    unsigned char* to = packet_records(session) + session.carry_size;
+    isoFFgetAvccDsi(call.hint, session.track, WLD_TYPE_H264, to, &length);
+    session.working_set.note(to + length);
     if (length > 0) session.carry_size = static_cast<unsigned short>(session.carry_size + length);
     call.packets += set_count(session.track);
     session.dsi_sent = 1;
-    return true;
 }
 
 //  FU-A:  | F NRI 28 | S E R type | ...      single NAL unit:  | F NRI type | ...
@@ -43,14 +46,16 @@ bool opens_idr_picture(const unsigned char* payload, int bytes) {
     return bytes > 1 && (payload[1] & kNalTypeMask) == kNalIdrSlice && (payload[1] & kFuStart) != 0;
 }
 
-// Moves the packet in hand up, behind the sets that go in front of it. It stands aside at the end of the
-// working memory, which the sets do not reach.
+// Moves the packet in hand up, behind the sets that go in front of it. It stands aside where these do not
+// reach.
 bool put_parameter_sets_ahead(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
+    if (!sets_fit(session)) return false;
     const auto size = static_cast<size_t>(bytes);
-    unsigned char* aside = working_memory(session) + kWorkingBytes - size;
+    unsigned char* aside = packet_in_hand(session) + room_for_sets(session.track);
+    session.working_set.reach(aside + size);
     std::memmove(aside, packet_in_hand(session), size);
-    if (!put_parameter_sets(call)) return false;
+    put_parameter_sets(call);
     std::memmove(packet_in_hand(session), aside, size);
     return true;
 }
@@ -58,7 +63,9 @@ bool put_parameter_sets_ahead(VideoCall& call, int bytes) {
 }  // namespace
 
 bool open_with_parameter_sets(VideoCall& call) {
-    return put_parameter_sets(call);
+    if (!sets_fit(call.session)) return false;
+    put_parameter_sets(call);
+    return true;
 }
 
 // The slices of one IDR frame get one set of parameters: `dsi_sent` lasts until the marker.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/log.h"
+#include "iso/model/arena.h"
 #include "session/mpeg4_start_code.h"
 
 namespace {
@@ -35,7 +36,7 @@ namespace qlip {
 
 bool reserve_configuration(iso_track* track) {
     const int held = std::max(track->dsi_size, 0);
-    auto* room = static_cast<unsigned char*>(isoFFmalloc(track->file, std::max(held, MMFI_BUFFER_SIZE)));
+    auto* room = static_cast<unsigned char*>(arena_take(track->file, std::max(held, MMFI_BUFFER_SIZE)));
     if (!room) return false;
     if (track->dsi && held > 0) std::memcpy(room, track->dsi, static_cast<size_t>(held));
     if (track->dsi) isoFFfree(track->dsi);
@@ -58,6 +59,7 @@ int configure_sample(mm_Interface& session, int bytes) {
     if (track->dsi_size > MMFI_BUFFER_SIZE - bytes) return -1;
     std::memmove(sample + track->dsi_size, sample, static_cast<size_t>(bytes));
     std::memcpy(sample, track->dsi, static_cast<size_t>(track->dsi_size));
+    session.working_set.note(sample + track->dsi_size + bytes);
     return bytes + track->dsi_size;
 }
 
@@ -75,6 +77,7 @@ int insert_configuration(mm_Interface& session, int bytes, int vop) {
     const auto total = static_cast<size_t>(bytes);
     std::memmove(packet + head + added, packet + head, total - head);
     std::memcpy(packet + head, track->dsi, added);
+    session.working_set.note(packet + total + added);
     std::memcpy(packet_records(session), packet, std::min<size_t>(total + added, session.carry_size));
     return static_cast<int>(total + added);
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/cleared_memory.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
 #include "qlip/qlip.h"
@@ -24,37 +25,41 @@ inline constexpr int MMFI_VIDEO = 16;
 using SessionReader = int (*)(mm_Interface* session, unsigned char* buffer, unsigned int* size,
                               bool indexed) noexcept;
 
+// What every call needs stands in front, so that a session touches few pages; the buffers stay as the
+// allocator gives them and are cleared as far as they are used.
 struct mm_Interface {
-    int open_word;  // these three are set at open and read by nothing
-    int zero_word;
-    int media_kind;  // 0 until the mode is parsed
-    int read_mode;   // 1: the mode asks for reading
-    int status;      // of mmfi_Open, and of the last read that says so
-    int ready_word;
-    int stage;       // of the reader, 0 after open
-    int read_calls;  // counted only
+    SessionReader reader = nullptr;   // of the track's codec
+    iso_file* file = nullptr;         // owned
+    iso_track* track = nullptr;       // the chosen media track, never its hint track
+    iso_track* hint = nullptr;        // armed; null where the readers cut the samples themselves
+    int status = 0;                   // of mmfi_Open, and of the last read that says so
+    int stage = 0;                    // of the reader, 0 after open
+    int read_calls = 0;               // counted only
+    unsigned short pending_size = 0;  // audio: bytes of the next payload chunk
+    unsigned short carry_size = 0;
+    // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
+    // those delivered before still standing ahead of them. 0: they stand at the start.
+    unsigned short carry_run = 0;
+    unsigned char last_cmr = 0;
+    unsigned char dsi_sent = 0;  // H.264: the parameter sets stand in front of the frame in hand
+    uint32_t audio_clock = 0, audio_sequence = 0;    // timestamp and number of the next frame
+    qlip::ClearedMemory working_set{sample_buffer};  // as far as the working memory is in use
+    qlip::ClearedMemory carry_set{carry_buffer};     // audio: the carried frames
+    unsigned char frame_record[12] = {};             // the last video frame record
+    wld_native native = {};
+    int media_kind = 0;  // 0 until the mode is parsed
+    int read_mode = 0;   // 1: the mode asks for reading
+    const char* media_name = nullptr;
+    unsigned int track_id = 0;
+    int open_word = 0;  // these three are set at open and read by nothing
+    int zero_word = 0;
+    int ready_word = 0;
     // One run of memory, see working_memory: a full audio sample starts at the second byte of the first
     // buffer, behind its CMR byte, and ends on the first byte of the second.
     unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
     unsigned char
         carry_buffer[MMFI_BUFFER_SIZE];  // audio: frames still to be delivered; video: packet records
     unsigned char working_tail[sizeof(wld_packet_record)];
-    unsigned short pending_size;  // audio: bytes of the next payload chunk
-    unsigned short carry_size;
-    unsigned char frame_record[12];  // the last video frame record
-    const char* media_name;
-    wld_native native;
-    iso_file* file;  // owned
-    unsigned char last_cmr;
-    unsigned char dsi_sent;  // H.264: the parameter sets stand in front of the frame in hand
-    unsigned int track_id;
-    iso_track* track;      // the chosen media track, never its hint track
-    iso_track* hint;       // armed; null where the readers cut the samples themselves
-    SessionReader reader;  // of the track's codec
-    // Audio: the carried frames are the last `carry_size` of this many bytes at the start of `carry_buffer`,
-    // those delivered before still standing ahead of them. 0: they stand at the start.
-    unsigned short carry_run;
-    uint32_t audio_clock, audio_sequence;  // timestamp and number of the next frame
 };
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==

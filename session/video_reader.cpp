@@ -113,9 +113,11 @@ void cut_sample(mm_Interface& session, int bytes, double seconds) {
 int deliver_cut_frame(VideoCall& call, bool first) {
     mm_Interface& session = call.session;
     iso_track* track = session.track;
+    const int wanted = next_sample_size(track, MMFI_BUFFER_SIZE);
+    if (wanted == ISOFF_END) return QLIP_END_OF_FILE;
+    session.working_set.reach(session.sample_buffer + wanted);
     double seconds = 0.0;
-    int bytes = read_next_sample(track, session.sample_buffer, MMFI_BUFFER_SIZE, &seconds, nullptr);
-    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
+    int bytes = take_sample(track, session.sample_buffer, wanted, &seconds, nullptr);
     if (bytes == ISOFF_NOT_YET) {
         if (!first) return not_available(call);
         if (!call.codec.first_frame.waits_for_nobody) return QLIP_FAILURE;
@@ -167,7 +169,7 @@ int deliver_hinted_frame(VideoCall& call, bool first) {
     bool header_due = first && codec.header_awaits_packet;
     if (first && codec.before_first_packet && !codec.before_first_packet(call)) return fail(call);
     for (;;) {
-        int bytes = next_packet(call.hint, packet_in_hand(session));
+        int bytes = next_packet(call.hint, packet_in_hand(session), session.working_set);
         if (bytes < 1) return end_without_frame(call, first, bytes);
         if (header_due) append_codec_records(call);
         header_due = false;

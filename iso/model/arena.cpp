@@ -1,5 +1,6 @@
 #include "iso/model/arena.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
@@ -18,10 +19,6 @@ int64_t rounded(int size) {
     return (int64_t{size} / 8 + 1) * 8;
 }
 
-bool needs_own_chunk(int64_t block) {
-    return block > kChunkSize - kLinkSize;
-}
-
 bool link_chunk(iso_file* file, void* memory, int size) {
     if (!memory) return false;
     auto* chunk = static_cast<arena_chunk*>(memory);
@@ -38,6 +35,13 @@ bool link_chunk(iso_file* file, void* memory, int size) {
     return true;
 }
 
+enum class Content { Any, Zero };
+
+// Bytes of the next chunk that is for more than one block.
+int common_chunk(iso_file* file) {
+    return qlip::is_for_one_stream(file) ? qlip::open_file(file)->next_chunk : kChunkSize;
+}
+
 // A chunk that is clear already: for fresh memory the system does that at no cost.
 bool add_clear_chunk(iso_file* file, int size) {
     qlip::count_block();
@@ -49,28 +53,47 @@ bool within_limits(iso_file* file, int64_t block) {
     return !limits || limits->take_memory(static_cast<uint64_t>(block));
 }
 
-enum class Content { Any, Zero };
+unsigned char* cut(iso_file* file, int64_t block) {
+    unsigned char* taken = file->arena_next;
+    file->arena_next += block;
+    file->arena_left -= static_cast<int>(block);
+    qlip::count_block();
+    return taken;
+}
+
+// A chunk for one block.
+void* cut_of_own_chunk(iso_file* file, int64_t block, Content content) {
+    const int64_t chunk = block + kLinkSize;
+    if (chunk > INT_MAX) return nullptr;
+    unsigned char* next = file->arena_next;
+    const int left = file->arena_left;
+    const auto size = static_cast<int>(chunk);
+    if (!(content == Content::Zero ? add_clear_chunk(file, size) : getChunk(file, size) == 1)) return nullptr;
+    unsigned char* taken = cut(file, block);
+    if (qlip::is_for_one_stream(file)) {  // the chunk before has room for small blocks still
+        file->arena_next = next;
+        file->arena_left = left;
+    }
+    return taken;
+}
+
+bool add_common_chunk(iso_file* file, int size) {
+    if (getChunk(file, size) != 1) return false;
+    if (qlip::is_for_one_stream(file)) qlip::open_file(file)->next_chunk = std::min(2 * size, kChunkSize);
+    return true;
+}
 
 void* cut_block(iso_file* file, int size, Content content) {
     if (!file || size < 0) return nullptr;
     const int64_t block = rounded(size);
     if (!within_limits(file, block)) return nullptr;
-    bool clear = content == Content::Any;
     if (file->arena_left < block) {
-        const bool own = needs_own_chunk(block);
-        const int64_t chunk = own ? block + kLinkSize : kChunkSize;
-        if (chunk > INT_MAX) return nullptr;
-        const bool calloced = own && content == Content::Zero;
-        const bool added = calloced ? add_clear_chunk(file, static_cast<int>(chunk))
-                                    : getChunk(file, static_cast<int>(chunk)) == 1;
-        if (!added) return nullptr;
-        clear = clear || calloced;
+        const int chunk = common_chunk(file);
+        if (block > chunk - kLinkSize) return cut_of_own_chunk(file, block, content);
+        if (!add_common_chunk(file, chunk)) return nullptr;
     }
-    unsigned char* taken = file->arena_next;
-    file->arena_next += block;
-    file->arena_left -= static_cast<int>(block);
-    qlip::count_block();
-    if (!clear) std::memset(taken, 0, static_cast<size_t>(block));
+    unsigned char* taken = cut(file, block);
+    if (content == Content::Zero) std::memset(taken, 0, static_cast<size_t>(block));
     return taken;
 }
 

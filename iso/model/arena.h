@@ -3,7 +3,8 @@
 // A standard chunk comes from malloc and only its used pages are ever touched, so a small file costs little
 // however large the chunk is. isoFFmalloc clears what it hands out; a block with a chunk of its own is clear
 // from the system, which costs nothing for fresh pages. arena_take leaves the bytes as they are, for a caller
-// that fills all of them.
+// that fills all of them. A file that is opened for one stream begins with a small chunk, and each next one
+// is twice as large.
 #pragma once
 
 #include <cstddef>

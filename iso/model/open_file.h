@@ -22,10 +22,17 @@ struct OpenFile : iso_file {
     LimitedCallbacks* limits = nullptr;  // the record `io`, when it has limits
     bool owns_limits = false;
     MediaOutput* media_output = nullptr;  // while the media is being written
+    int next_chunk = 0;                   // of the arena of a file for one stream: its bytes; of others 0
 };
 
 inline OpenFile* open_file(iso_file* file) {
     return file->from_open ? static_cast<OpenFile*>(file) : nullptr;
+}
+
+// A file that a session has to itself: its arena begins small, and nothing stays in memory but tables.
+inline bool is_for_one_stream(iso_file* file) {
+    const OpenFile* own = open_file(file);
+    return own && own->next_chunk != 0;
 }
 
 inline LimitedCallbacks* limits_of(iso_file* file) {

@@ -106,10 +106,11 @@ int open_sample(iso_track* track, hint_state* hint) {
 // One packet under construction.
 class PacketBuilder {
   public:
-    PacketBuilder(iso_track* track, qlip::ArmedHint* own, unsigned char* out)
+    PacketBuilder(iso_track* track, qlip::ArmedHint* own, unsigned char* out, qlip::ClearedMemory& memory)
         : track_(track),
           hint_(track->hint),
           own_(own),
+          memory_(memory),
           out_(out),
           offset_(hint_->sample_offset),
           hint_size_(qlip::size_of_sample(track, hint_->sample)) {}
@@ -155,6 +156,7 @@ class PacketBuilder {
         snro_ = restarts_numbering_ ? track_->snro - seed : track_->snro;
         sequence_ = (snro_ + seed) & qlip::kRtpLastSequence;
         payload_type_ = rtp[1] & qlip::kRtpTypeMask;
+        memory_.reach(out_ + qlip::kRtpHeaderBytes);
         out_[0] = rtp[0] | qlip::kRtpVersion2;
         out_[1] = rtp[1];
         qlip::store_be16(out_ + qlip::kRtpSequenceAt, static_cast<uint16_t>(sequence_));
@@ -193,6 +195,7 @@ class PacketBuilder {
     int append_immediate(const unsigned char* constructor) {
         const unsigned int count = constructor[1];
         if (count > qlip::kImmediateRoom || !has_room(count)) return ISOFF_END;
+        memory_.reach(out_ + length_ + count);
         std::memcpy(out_ + length_, constructor + 2, count);
         length_ += static_cast<int>(count);
         return 0;
@@ -210,6 +213,7 @@ class PacketBuilder {
         const bool moves_cursor = count > 0 && source_offset_ < size;
         qlip::CursorMemory* places = own_ && moves_cursor ? places_of(from_self) : nullptr;
         if (places) places->prepare(source_, sample);
+        memory_.reach(out_ + length_ + count);
         const int got = qlip::read_slice(source_, sample, size, source_offset_, out_ + length_, count);
         if (places) places->remember(source_);
         if (got == ISOFF_NOT_YET) return got;
@@ -243,6 +247,7 @@ class PacketBuilder {
     iso_track* track_;
     hint_state* hint_;
     qlip::ArmedHint* own_;
+    qlip::ClearedMemory& memory_;  // that `out_` is in
     unsigned char* out_;
     unsigned int offset_;
     unsigned int hint_size_;
@@ -279,7 +284,7 @@ iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
     return track;
 }
 
-int qlip::next_packet(iso_track* track, void* buf) {
+int qlip::next_packet(iso_track* track, unsigned char* to, ClearedMemory& memory) {
     if (!track || !track->hint || !track->hint->media_track) return ISOFF_END;
     hint_state* hint = track->hint;
     qlip::ArmedHint* own = qlip::armed_hint(track);
@@ -291,7 +296,7 @@ int qlip::next_packet(iso_track* track, void* buf) {
         return ISOFF_END;
     }
     if (own) own->packet_open = true;
-    const int result = PacketBuilder(track, own, static_cast<unsigned char*>(buf)).build();
+    const int result = PacketBuilder(track, own, to, memory).build();
     if (result >= 0) {
         if (own) own->packet_open = false;
     } else if (track->sample != hint->sample) {
@@ -301,5 +306,8 @@ int qlip::next_packet(iso_track* track, void* buf) {
 }
 
 int isoFFrtpPacket(iso_track* track, void* buf) {
-    return qlip::within_limits(track, [=] { return qlip::next_packet(track, buf); });
+    return qlip::within_limits(track, [=] {
+        auto memory = qlip::ClearedMemory::of_the_caller();
+        return qlip::next_packet(track, static_cast<unsigned char*>(buf), memory);
+    });
 }

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "common/cleared_memory.h"
 #include "qlip/isoff.h"
 
 namespace qlip {
 
-// isoFFrtpPacket, for callers that keep the limits themselves.
-int next_packet(iso_track* hint, void* buf);
+// isoFFrtpPacket into a place in `memory`, for callers that keep the limits themselves.
+int next_packet(iso_track* hint, unsigned char* to, ClearedMemory& memory);
 
 }  // namespace qlip

@@ -68,7 +68,9 @@ unsigned int trackSize(iso_track* track) {
 }
 
 int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) {
-    return qlip::within_limits(track, [=] { return qlip::read_next_sample(track, buf, size, time, cto); });
+    const int wanted = qlip::next_sample_size(track, size);
+    if (wanted < 0) return wanted;
+    return qlip::within_limits(track, [=] { return qlip::take_sample(track, buf, wanted, time, cto); });
 }
 
 int isoFFreadAt(iso_track* track, int sample, int offset, void* buf, unsigned int len, double* time,

@@ -37,11 +37,17 @@ inline bool fetch(const iso_track* track, unsigned char* buffer, unsigned int si
     return io_seek(file->io, track->file_pos) == 0 && io_read(file->io, buffer, got) == 0;
 }
 
-// isoFFread for a reader that wants no times and is alone with the track: its places in the time tables stay.
-inline int read_sample_alone(iso_track* track, void* buffer, int size) {
+// Bytes of the sample at the cursor. ISOFF_END for none, or for one of more than `size` bytes.
+inline int next_sample_size(const iso_track* track, int size) {
     if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
     const unsigned int wanted = size_of_sample(track, track->sample);
-    if (wanted > static_cast<unsigned int>(size)) return ISOFF_END;
+    return wanted <= static_cast<unsigned int>(size) ? static_cast<int>(wanted) : ISOFF_END;
+}
+
+// Reads that sample for a reader that wants no times and is alone with the track: its places in the time
+// tables stay.
+inline int take_sample_alone(iso_track* track, void* buffer, int size) {
+    const auto wanted = static_cast<unsigned int>(size);
     unsigned int got = 0;
     if (!fetch(track, static_cast<unsigned char*>(buffer), wanted, &got)) return ISOFF_NOT_YET;
     ++track->sample;
@@ -51,9 +57,8 @@ inline int read_sample_alone(iso_track* track, void* buffer, int size) {
     return static_cast<int>(got);
 }
 
-// isoFFread.
-inline int read_next_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
-    const int got = read_sample_alone(track, buffer, size);
+inline int take_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
+    const int got = take_sample_alone(track, buffer, size);
     if (got < 0) return got;
     produce_times(track, time, cto);
     advance_times(track);

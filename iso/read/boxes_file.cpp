@@ -8,6 +8,7 @@
 #include "iso/read/box_handlers.h"
 #include "iso/read/box_tables.h"
 #include "iso/read/payload.h"
+#include "iso/read/scratch_memory.h"
 #include "iso/read/stream_input.h"
 
 using namespace qlip;
@@ -52,13 +53,24 @@ int read_brands(iso_file* file, int rest) {
     return kGoOn;
 }
 
-// A whole media box, read with one call. Null when there is no room or the box is longer than the stream.
-// Memory that is scarce is for tables.
-unsigned char* room_for_image(iso_file* file, int size) {
+// A media box ahead of moov is read with one call, if it is not longer than the stream. Memory that is scarce
+// is for tables.
+bool takes_image(iso_file* file, int size) {
     const LimitedCallbacks* limits = limits_of(file);
-    if (limits && limits->bounds_memory()) return nullptr;
-    if (size < 0 || credible(file, size) != size) return nullptr;
-    return static_cast<unsigned char*>(isoFFmalloc(file, size));
+    if (limits && limits->bounds_memory()) return false;
+    return !file->seek_fn && size >= 0 && credible(file, size) == size;
+}
+
+int pass_by(iso_file* file, int size) {
+    skip(file, size);
+    return kGoOn;
+}
+
+int read_image(iso_file* file, unsigned char* image, int size) {
+    auto count = static_cast<unsigned int>(size);
+    if (qliputil_seeknread(file->io, image, &count) != 0) return kRefuse;
+    file->mdat_end = file->mdat_start + static_cast<unsigned int>(size);
+    return kGoOn;
 }
 
 }  // namespace
@@ -88,19 +100,18 @@ int P_moov(iso_file* file, int size) {
 }
 
 // Behind moov, the media data ends the parse. Ahead of it, it stays in memory, though samples are always
-// read through the callbacks.
+// read through the callbacks; a file for one stream lets it go at once.
 int P_mdat(iso_file* file, int size) {
     file->mdat_start = file->position;
     if (file->current_track) return kStopWell;
     if (size == 0) return kGoOn;
-    unsigned char* image = file->seek_fn ? nullptr : room_for_image(file, size);
-    if (!image) {
-        skip(file, size);
-        return kGoOn;
+    if (!takes_image(file, size)) return pass_by(file, size);
+    if (is_for_one_stream(file)) {
+        const ScratchMemory scratch(static_cast<size_t>(size));
+        return scratch.data() ? read_image(file, scratch.data(), size) : pass_by(file, size);
     }
+    auto* image = static_cast<unsigned char*>(isoFFmalloc(file, size));
+    if (!image) return pass_by(file, size);
     file->mdat_image = image;
-    auto count = static_cast<unsigned int>(size);
-    if (qliputil_seeknread(file->io, image, &count) != 0) return kRefuse;
-    file->mdat_end = file->mdat_start + static_cast<unsigned int>(size);
-    return kGoOn;
+    return read_image(file, image, size);
 }

@@ -1,9 +1,14 @@
 // What a chunk costs, in numbers that do not depend on a clock: heap calls, callbacks, bytes copied.
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/mman.h>
 
+#include <algorithm>
 #include <memory>
 
+#include "iso/model/arena.h"
 #include "qlip/SimpleException.h"
+#include "session/session.h"
 #include "tests/session/player.h"
 #include "tests/session/sample_cases.h"
 #include "tests/support/allocation_count.h"
@@ -52,6 +57,44 @@ Bytes speech_movie(unsigned int samples, unsigned int frames_per_sample) {
                                     .sample_entry = samr_entry(damr(frames_per_sample))}}});
 }
 
+constexpr uintptr_t kPage = 4096;
+
+// Pages that a block of the heap has touched; it is large enough for a mapping of its own.
+size_t touched_pages(void* block) {
+    const uintptr_t begin = reinterpret_cast<uintptr_t>(block) / kPage * kPage;
+    const uintptr_t end = reinterpret_cast<uintptr_t>(block) + malloc_usable_size(block);
+    std::vector<unsigned char> resident((end - begin + kPage - 1) / kPage);
+    EXPECT_EQ(mincore(reinterpret_cast<void*>(begin), end - begin, resident.data()), 0);
+    return static_cast<size_t>(
+        std::count_if(resident.begin(), resident.end(), [](unsigned char page) { return (page & 1) != 0; }));
+}
+
+struct Footprint {
+    size_t record = 0;  // pages
+    size_t arena = 0;
+    size_t heap_calls = 0;  // of the open
+};
+
+// After the first frames.
+Footprint footprint(const Bytes& file, const char* mode) {
+    mallopt(M_MMAP_THRESHOLD, kPage);
+    MemoryHost host(file);
+    host.keep_log = false;
+    const auto buffer = std::make_unique<unsigned char[]>(QLIP_LARGEST_CHUNK);
+    unsigned int size = 0;
+    mm_Interface* handle = nullptr;
+    const size_t before = counts().heap_calls;
+    EXPECT_EQ(qlip_Open(&handle, host.record(), mode), 0);
+    const size_t opened = counts().heap_calls - before;
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(qlip_ReadChunk(handle, buffer.get(), &size, true), 0);
+    Footprint found{.record = touched_pages(handle), .heap_calls = opened};
+    for (arena_chunk* chunk = handle->file->arena_head; chunk; chunk = chunk->next)
+        found.arena += touched_pages(chunk);
+    qlip_Close(&handle);
+    return found;
+}
+
 class SampleCost : public testing::TestWithParam<SampleCase> {};
 INSTANTIATE_TEST_SUITE_P(All, SampleCost, testing::ValuesIn(sample_cases()), sample_case_name);
 
@@ -62,6 +105,21 @@ TEST_P(SampleCost, ReadingNeverTouchesTheHeap) {
     const Bytes file = sample(GetParam().file);
     for (const bool indexed : {false, true})
         EXPECT_EQ(stream(file, GetParam().mode, indexed).heap_calls, 0U);
+}
+
+// A session takes what its tables and the sample in hand do, however large its buffers are.
+TEST(SessionCost, TouchesFewPages) {
+    if (!counting) GTEST_SKIP() << "the sanitizer owns the heap";
+    const Footprint speech = footprint(sample("amrnb_dtx_faststart.3gp"), "ra");
+    EXPECT_EQ(speech.record, 1U);
+    EXPECT_LE(speech.arena, 2U);
+    EXPECT_EQ(speech.heap_calls, 3U) << "file, tables, session";
+    const Footprint picture = footprint(sample("h263_cif_faststart.3gp"), "rv");
+    EXPECT_LE(picture.record, 9U);
+    EXPECT_LE(picture.arena, 5U);
+    const Footprint mpeg4 = footprint(sample("mpeg4_hinted.3gp"), "rv");
+    EXPECT_LE(mpeg4.record, 2U);
+    EXPECT_LE(mpeg4.arena, 4U);
 }
 
 TEST(AudioCost, CallbacksAreOnePerSampleAndReport) {

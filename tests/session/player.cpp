@@ -1,12 +1,27 @@
 #include "tests/session/player.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <stdexcept>
 
 namespace qlip_test {
 
+namespace {
+
+// Fresh memory that is full of what others left in it: none of that may show.
+int open_in_used_memory(mm_Interface** handle, MemoryHost& host, const char* mode) {
+    constexpr int kLeftByOthers = 0x5A;
+    mallopt(M_PERTURB, kLeftByOthers);
+    const int status = qlip_Open(handle, host.record(), mode);
+    mallopt(M_PERTURB, 0);
+    return status;
+}
+
+}  // namespace
+
 Player::Player(MemoryHost& host, const char* mode, bool indexed_reading)
-    : opened(qlip_Open(&handle, host.record(), mode)),
+    : opened(open_in_used_memory(&handle, host, mode)),
       indexed(indexed_reading),
       buffer_(QLIP_LARGEST_CHUNK + 64) {}
 

@@ -88,7 +88,7 @@ TEST_P(Sample, ASessionLeavesNoMoreBlocksUncountedThanItsFile) {
     const int of_file = malloccount - freecount - before;
     MemoryHost fresh(sample(GetParam().file));
     { EXPECT_GT(Player(fresh, GetParam().mode).rest().size(), 0U); }
-    EXPECT_EQ(malloccount - freecount - before, 2 * of_file);
+    EXPECT_LE(malloccount - freecount - before, 2 * of_file);
 }
 
 // Under ThreadSanitizer this shows that sessions share nothing.
