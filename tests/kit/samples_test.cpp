@@ -95,7 +95,9 @@ TEST_P(KitSamples, AreNumberedFromWhereTheHostSays) {
     ASSERT_EQ(player.open(medium, options), 0);
     player.rest();
     EXPECT_EQ(player.frames.front().facts.timestamp, 0xFFFFFF00);
-    EXPECT_EQ(qlip_stream_get_info(player.stream)->payload_type, 111U);
+    const qlip_stream_info& info = *qlip_stream_get_info(player.stream);
+    EXPECT_EQ(info.payload_type, 111U);
+    EXPECT_EQ(info.first_sequence, 65530U);
 }
 
 // Each time as much arrives as the kit says it needs, so that every frame is asked for once too early.

@@ -127,6 +127,15 @@ TEST(Access, RowsOfNoSamplesDoNotStopATrack) {
     EXPECT_THAT(deltas, ElementsAre(11, 12, 12, 13, 14, 14));
 }
 
+TEST(Access, EmptySamplesAtTheEndLeaveTheCursorBehindTheLastChunk) {
+    TrackPlan plan{.samples = {hex("01"), {}, {}}, .samples_per_chunk = 3, .sample_entry = samr_entry()};
+    OpenedFile f(MoviePlan{{plan}, true});
+    unsigned char byte = 0;
+    for (const int size : {1, 0, 0, ISOFF_END})
+        EXPECT_EQ(isoFFread(f.track(), &byte, 1, nullptr, nullptr), size);
+    EXPECT_EQ(f.track()->chunk, 1);
+}
+
 TEST(Access, ATrackWithoutItsTablesHasNothingToRead) {
     OpenedFile f(
         moov_file({stbl_trak({table("stts", 1, {3, 5}), table("stsz", 2, {3}), table("stts", 0, {})})}));

@@ -115,8 +115,12 @@ TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
     Bytes out(64);
     testing::internal::CaptureStdout();
     EXPECT_EQ(w_sbgp(1, track, out.data()), 36);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pass1 1 28 Pass 2 36 --- sbgp count 1\n");
     track->sbgp = nullptr;
+    track->sample_count = 1;
+    EXPECT_EQ(w_stco(1, track, out.data()), 16);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Pass1 1 28 Pass 2 36 --- sbgp count 1\nPass1 1 20 Pass 2 16 --- sample count = 1\n");
+    track->sample_count = 0;
 }
 
 TEST_F(BoxWriterTest, UserDataHoldsSdpAndTrackSelection) {
