@@ -121,18 +121,5 @@ TEST(Boundary, TraceLeavesTheKindBlank) {
     }
 }
 
-// Zeros with single ones in between start the search anew each time; a search that went back would not end in
-// time.
-TEST(Boundary, HostileZerosTakeLinearTime) {
-    constexpr size_t kSize = 16 << 20;
-    Bytes zeros(kSize, 0);
-    for (size_t i = 2; i < kSize; i += 3)
-        zeros[i] = 0x40;
-    Walker walker(zeros);
-    EXPECT_EQ(walker.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
-    Walker run(Bytes(kSize, 0));
-    EXPECT_EQ(run.call(tbq_boundary_next), TBQ_BOUNDARY_NONE);
-}
-
 }  // namespace
 }  // namespace qlip_test

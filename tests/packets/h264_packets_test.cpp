@@ -161,44 +161,6 @@ TEST(H264Packets, AFragmentWithoutRoomFailsAtOnce) {
     }
 }
 
-// A hint track at rest counts its random offset up, in 16 bits on the wire; in the middle of playback the
-// sets take the number of the packet that they precede. There are no more of them than the counts say.
-TEST(H264Packets, HintedSetsAreNumberedByTheStateOfPlayback) {
-    const struct {
-        unsigned int state, offset;
-        int pps_count;
-        unsigned int first, time, state_after;
-    } kCases[] = {{0, 500, 1, 500, 9000, 1},
-                  {1, 500, 1, 500, 9000, 1},
-                  {2, 500, 1, 65535, 12345, 2},
-                  {0, 0x7FFFFFFF, 1, 65535, 9000, 1},
-                  {0, 500, 0, 500, 9000, 1}};
-    Bytes sets = sample_of({kSps, kPps}, 2);
-    for (const auto& [state, offset, pps_count, first, time, state_after] : kCases) {
-        iso_track media{}, hint{};
-        media.nal_length_size = 3;
-        media.parameter_sets = sets.data();
-        media.parameter_sets_size = static_cast<unsigned int>(sets.size());
-        media.sps_count = 1;
-        media.pps_count = pps_count;
-        hint.snro = offset;
-        hint.tsro = 9000;
-        hint.last_seq = 65535;
-        hint.last_timestamp = 12345;
-        hint.seq_state = state;
-        Bytes out(100, 0xEE);
-        int length = 0;
-        EXPECT_EQ(isoFFgetAvccDsi(&hint, &media, kType, out.data(), &length), 0);
-        Bytes expected = records({{kType, false, first, time, kSps}});
-        if (pps_count)
-            expected = join({expected, records({{kType, false, (first + 1) & 0xFFFF, time, kPps}})});
-        EXPECT_EQ(slice(out, 0, static_cast<size_t>(length)), expected);
-        EXPECT_EQ(out[static_cast<size_t>(length)], 0xEE);
-        EXPECT_EQ(hint.snro, offset + 1 + static_cast<unsigned int>(pps_count));
-        EXPECT_EQ(hint.seq_state, state_after);
-    }
-}
-
 TEST(H264Packets, StoredSetsEndWhereALengthPointsOutside) {
     for (const char* tail : {"", "00", "0005 68CE", "FFFF 68"}) {
         Bytes sets = join({sample_of({kSps}, 2), hex(tail)});

@@ -260,37 +260,6 @@ TEST_P(HintedVideo, H264SetsThatDoNotFitAreStatus2) {
     }
 }
 
-// In positioned reading the hint engine does not look at the statuses, so this is for indexed reading.
-TEST(HintedVideoFaults, DataNotThereYetDropsWhatTheFrameHadGathered) {
-    const Bytes media = run(90);
-    const Bytes frame =
-        hint_sample({cite(7, false, 1, 20), cite(8, false, 1, 30, 20), cite(9, true, 1, 40, 50)});
-    // Reads of a frame: packet count, then for each packet its entry, one constructor and its data.
-    const struct {
-        unsigned long read;
-        size_t packets_left;
-    } kCases[] = {{1, 3}, {2, 3}, {3, 3}, {4, 3}, {5, 2}, {6, 2}, {7, 2}, {8, 1}, {9, 1}, {10, 1}};
-    for (const auto& [read, packets_left] : kCases) {
-        SCOPED_TRACE(read);
-        MemoryHost host(build_movie({.tracks = {h263({media}), hint_track({frame, frame, frame})}}));
-        Player player(host, "rv", true);
-        for (int i = 0; i < 3; ++i)
-            ASSERT_EQ(player.read().status, 0);
-        host.clear_log();
-        host.fault = MemoryHost::Fault{.slot = Slot::IndexRead, .call = read};
-        const Player::Step step = player.read();
-        EXPECT_EQ(step.status, 17);
-        EXPECT_EQ(step.size, 0U);
-        EXPECT_EQ(player.buffer(12), words({172, 3, 2})) << "the record of the frame before";
-        EXPECT_EQ(word_at(player.read().bytes, 4), packets_left);
-        const std::vector<Packet> packets = packets_of(player.read().bytes);
-        ASSERT_EQ(packets.size(), packets_left);
-        EXPECT_EQ(packets.back().payload, slice(media, 50, 40));
-        EXPECT_EQ(packets.back().timestamp, 45000U);
-        EXPECT_EQ(word_at(player.read().bytes, 4), 3U) << "the frame after is whole";
-    }
-}
-
 TEST(HintedVideoFaults, DataNotThereYetForTheFirstFrame) {
     const Bytes media = run(90);
     const Bytes frame = hint_sample({cite(7, false, 1, 20), cite(8, true, 1, 30, 20)});

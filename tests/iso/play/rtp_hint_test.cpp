@@ -144,33 +144,6 @@ TEST(RtpHint, TheClockWrapsOneEarlyAndEmptySamplesDoNotMoveIt) {
     EXPECT_EQ(timestamp(packets[1]), 3000U) << "2999.75: the sum less 4294967295, not less 2^32";
 }
 
-TEST(RtpHint, ReadFloorIsTheLowerOfMediaAndHint) {
-    Playback p(hinted(
-        {hint_sample({cites(5), {.constructors = {hint_immediate(hex("01"))}}}), hint_sample({cites(0)})}));
-    const iso_track* media = p.f.track();
-    const auto hint_start = p.hint->chunks[0].start;
-    p.next();
-    EXPECT_EQ(static_cast<unsigned int>(p.hint->read_floor),
-              std::min(media->chunks[5].start, hint_start + 32));
-    p.next();
-    EXPECT_EQ(static_cast<unsigned int>(p.hint->read_floor), hint_start + 60)
-        << "no sample cited: the hint's";
-}
-
-TEST(RtpHint, FindingTheTrackBetweenTwoPacketsReadsTheNextEntryAsACount) {
-    // The entry starts with the transmission time: as a count it is 0, an empty hint sample.
-    Playback p(hinted({hint_sample({cites(0), cites(1)}), hint_sample({cites(2)})}));
-    EXPECT_EQ(p.next(), 16);
-    EXPECT_EQ(isoFFfindHintTrack(p.f.track(), 1400), p.hint);
-    EXPECT_EQ(p.next(), 16);
-    EXPECT_EQ(payload(p.packet(16)), media_word(2)) << "the second packet is lost; kept";
-    OpenedFile unarmed(hinted({hint_sample({cites(1)})}));
-    iso_track* hint = isoFFfindHintTrack(unarmed.track(), 1400);
-    EXPECT_EQ(isoFFrtpPacket(hint, p.buffer.data()), 16);
-    std::free(hint->hint);  // its state is the system's, and closing does not give it back
-    hint->hint = nullptr;
-}
-
 // Fails each call in turn: the packets must come out as if nothing had happened, with the tracks being looked
 // for again before each call when `find` is set.
 class Restart : public testing::TestWithParam<bool> {};

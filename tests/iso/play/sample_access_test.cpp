@@ -136,15 +136,6 @@ TEST(Access, EmptySamplesAtTheEndLeaveTheCursorBehindTheLastChunk) {
     EXPECT_EQ(f.track()->chunk, 1);
 }
 
-TEST(Access, ATrackWithoutItsTablesHasNothingToRead) {
-    OpenedFile f(
-        moov_file({stbl_trak({table("stts", 1, {3, 5}), table("stsz", 2, {3}), table("stts", 0, {})})}));
-    unsigned char bytes[8];
-    ASSERT_EQ(f.track()->sample_count, 3);
-    EXPECT_EQ(isoFFread(f.track(), bytes, 8, nullptr, nullptr), ISOFF_END);
-    EXPECT_EQ(isoFFreadAt(f.track(), 0, 0, bytes, 2, nullptr, nullptr), ISOFF_END);
-}
-
 // Steps of a constant size are taken many at once; a table of the same sizes is walked one by one.
 TEST(Access, ConstantSizesAndATableOfThemGiveTheSameCursor) {
     TrackPlan plan{.samples_per_chunk = 7, .sample_entry = samr_entry()};

@@ -80,6 +80,7 @@ TEST(Esds, PassesOverOtherTagsAndRefusesLengthsBeyondTheBox) {
           "03 8F FF FF FF 7F"}) {
         OpenedFile refused(moov_file({stbl_trak({entry(hex(bad))}), trak({})}));
         EXPECT_EQ(refused.track(2), nullptr) << bad;
+        EXPECT_EQ(refused.track()->dsi_size, 0) << bad;
     }
 }
 
