@@ -112,21 +112,6 @@ TEST(Access, WithoutCttsTheOffsetIsZeroAndWithoutTimescaleTheTimeToo) {
     EXPECT_EQ(std::tuple(time, cto, length), std::tuple(0.0, 0.0, 0.0));
 }
 
-TEST(Access, RowsOfNoSamplesDoNotStopATrack) {
-    TrackPlan track{.samples = std::vector<Bytes>(6, hex("01")), .sample_entry = samr_entry()};
-    track.stts = {{0, 11}, {0x80000000, 12}, {0xFFFFFFFF, 13}, {0, 14}};
-    OpenedFile f(MoviePlan{{track}, true});
-    EXPECT_THAT(f.output, testing::HasSubstr("invalid stts"));
-    track.stts = {{0, 11}, {2, 12}, {0, 13}, {9, 14}};
-    OpenedFile g(MoviePlan{{track}, true});
-    std::vector<int> deltas;
-    double time = 0;
-    unsigned char byte = 0;
-    while (isoFFread(g.track(), &byte, 1, &time, nullptr) == 1)
-        deltas.push_back(static_cast<int>(time * 8000 + 0.5));
-    EXPECT_THAT(deltas, ElementsAre(11, 12, 12, 13, 14, 14));
-}
-
 TEST(Access, EmptySamplesAtTheEndLeaveTheCursorBehindTheLastChunk) {
     TrackPlan plan{.samples = {hex("01"), {}, {}}, .samples_per_chunk = 3, .sample_entry = samr_entry()};
     OpenedFile f(MoviePlan{{plan}, true});

@@ -70,41 +70,6 @@ TEST_F(BoxWriterTest, DescriptorsNestWithFourByteLengths) {
                                    "06 01 02")));
 }
 
-TEST_F(BoxWriterTest, AvcConfigurationIsBuiltFromStoredSets) {
-    iso_track* track = movie.add_h263();
-    // As the reading side stores them for four-byte NAL lengths.
-    Bytes sps = hex("0000 0003 674201");
-    Bytes pps = hex("0000 0002 68CE");
-    track->profile = 0x42;
-    track->profile_compat = 1;
-    track->level = 0x0D;
-    track->sps_count = track->pps_count = 1;
-    for (const unsigned int length_size : {2U, 4U}) {
-        track->nal_length_size = length_size;
-        track->sps = sps.data() + 4 - length_size;
-        track->pps = pps.data() + 4 - length_size;
-        EXPECT_EQ(stored<iso_track>(w_avcC, track),
-                  box("avcC", join({hex("01 42 01 0D"),
-                                    {static_cast<unsigned char>(0xFB + length_size)},
-                                    hex("E1 0003 674201 01 0002 68CE")})));
-    }
-    track->sps = track->pps = nullptr;
-}
-
-TEST_F(BoxWriterTest, TimeTablesRunLengthEncode) {
-    iso_track* track = movie.add_amr();
-    for (const int delta : {160, 160, 320, 160})
-        ASSERT_EQ(movie.write(track, 13, 'x', delta), 13);
-    EXPECT_EQ(stored<iso_track>(w_stts, track),
-              full_box("stts", ByteWriter().u32(3).u32(2).u32(160).u32(1).u32(320).u32(1).u32(160)));
-    EXPECT_EQ(w_ctts(0, track, nullptr), 0) << "one run of offset 0";
-    iso_track* shifted = movie.add_amr();
-    for (const int cto : {5, 5, 7})
-        ASSERT_EQ(movie.write(shifted, 13, 'x', 160, cto), 13);
-    EXPECT_EQ(stored<iso_track>(w_ctts, shifted),
-              full_box("ctts", ByteWriter().u32(2).u32(2).u32(5).u32(1).u32(7)));
-}
-
 TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
     iso_track* track = movie.add_amr();
     iso_group_run second = {4, 1, nullptr};
