@@ -105,6 +105,8 @@ TEST(AvcC, CutShortOrWithLengthsOutsideDoesNoHarm) {
         const Bytes cut(whole.begin() + 8, whole.begin() + 8 + static_cast<long>(size));
         OpenedFile f = with_entry(visual_entry("avc1", 1, 1, box("avcC", cut)));
         EXPECT_EQ(f.track()->dsi_size, static_cast<int>(size));
+        EXPECT_EQ(f.track()->parameter_sets_size, size == 13 ? 9U : 0U)
+            << "just behind the first set: " << size;
         unsigned char* out = nullptr;
         EXPECT_EQ(isoFFGetDSIin3GPP(f.track(), 0, &out), -1) << size;
     }
