@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-QLIP = os.environ["QLIP"]
+QLIP = os.environ.get("QLIP", "qlip")
 SAMPLES = os.environ["QLIP_SAMPLES"]
 QUIET_ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8")
 

@@ -14,6 +14,7 @@ from host import QUIET_ENVIRONMENT, TRACKS, Case, qlip, raw_frames, read_file, r
 
 SPEED = "4"
 SILENCE = "2"  # seconds
+BOX_TRACKS = [("amrnb_hinted", "ra"), ("h263_hinted_pt34", "rv"), ("h263_hinted_pt96", "rv"), ("mpeg4_hinted", "rv")]
 AT_ONCE = 12  # playings beside each other; most of their time is waiting
 
 
@@ -90,7 +91,7 @@ class Playing(Case):
             return mode, ["rtp", sample(name), "--mode", mode, *options], ["-ignore_editlist", "1", "-i", sample(name)]
 
         cases = [played(name, mode) for name, mode in [*TRACKS, ("av_h263_amrnb_hinted", "both")]]
-        cases += [played(name, "rv", "--engine", "box") for name in ("h263_hinted_pt34", "h263_hinted_pt96", "mpeg4_hinted")]
+        cases += [played(name, mode, "--engine", "box") for name, mode in BOX_TRACKS]
         stored = self.write("clip.263", raw_frames(sample("h263_cif_faststart"), "rv", "h263"))
         cases += [("rv", ["fragments", stored, "--rfc", form], ["-f", "h263", "-i", stored])
                   for form in ("2190", "2190mb", "2429")]

@@ -123,18 +123,6 @@ DBG2:propfile_base: Set offset to 48
 )");
 }
 
-TEST_F(ProducerLog, TellsOfAnAudioFrame) {
-    level(5);
-    reader.build(audio, hint_sample({{.constructors = {hint_no_data()}}}));
-    EXPECT_TRUE(text().ends_with(R"(DBG2:propfile_audio: constructor_type(8):     0
-
-RTPnoopconstructor
-DBG2:propfile_audio: Packet contains 0 bytes
-DBG2:propfile_audio: Parsed 32 bytes from the hint track.  Audio Framesize: 24
-
-)")) << text();
-}
-
 TEST_F(ProducerLog, NamesBadContent) {
     reader.show_media(hex("AABBCC"));
     level(3);
