@@ -8,7 +8,7 @@
 
 #include "common/byte_order.h"
 #include "fuzz/require.h"
-#include "packets/h264_packets.h"
+#include "packets/frame_cuts.h"
 #include "qlip/amr_isoff.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
@@ -75,6 +75,23 @@ iso_track track_from(Input& input, Bytes& sets) {
     return track;
 }
 
+// The cuts of a frame, written later, are the records that the packetiser writes at once.
+void compare_with_cuts(const Bytes& sample, const wld_native& begun, const Bytes& out, int written) {
+    wld_native native = begun;
+    const bool h264 = native.codec == ISO_CODEC_AVC1;
+    std::vector<qlip::Cut> more(qlip::FrameCuts::most(out.size()));
+    qlip::FrameCuts cuts(more.data());
+    const int type = h264 ? WLD_TYPE_H264 : native.codec == ISO_CODEC_S263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4;
+    cuts.begin(native, type, static_cast<ptrdiff_t>(out.size()));
+    const int cut = (h264 ? qlip::cut_h264 : qlip::cut_video)(cuts, sample, 0.04, native);
+    require(h264 ? cut == written || cut == WLD_FAILED : cut == written);
+    Bytes gathered(out.size());
+    const unsigned char* end = cuts.put_records(gathered.data());
+    require(end <= gathered.data() + gathered.size());
+    require(std::equal(gathered.data(), end, out.data()));
+    require(cut < 0 || end - gathered.data() == cut);
+}
+
 void run_today(Input& input) {
     static constexpr int kModes[] = {WLD_RFC_NONE, WLD_RFC_2429, WLD_RFC_2190, WLD_RFC_2190_B};
     Bytes sets;
@@ -84,13 +101,21 @@ void run_today(Input& input) {
     const int flags = static_cast<int>(input.take(1) & 3);
     require(wld_native_init(&native, 1, 1400, mode, &track, flags) == 0);
     native.max_payload = static_cast<int>(input.take(2) % 1500);
-    if (track.codec == ISO_CODEC_AVC1) native.packetise = qlip::rfc3984_packet_within;  // the other has slack
-    Bytes out(input.take(2));
+    const size_t room = input.take(2);
     Bytes sample = input.rest();
     sample.shrink_to_fit();
-    const int written = wld_native_packet(out.data(), static_cast<int>(out.size()), sample.data(),
+    // Beyond the room, for what H.264 does not charge: two bytes a fragment, and the sets with their records.
+    const bool h264 = track.codec == ISO_CODEC_AVC1;
+    Bytes out(room + (h264 ? 3 * sample.size() + 21 * sets.size() + 64 : 0));
+    const wld_native begun = native;
+    const int written = wld_native_packet(out.data(), static_cast<int>(room), sample.data(),
                                           static_cast<int>(sample.size()), 0.04, &native);
     require(written >= WLD_BAD_PICTURE && written <= static_cast<int>(out.size()));
+    out.resize(room);
+    const bool video = h264 || track.codec == ISO_CODEC_MP4V || track.codec == ISO_CODEC_S263;
+    const bool rfc2190 = track.codec == ISO_CODEC_S263 && (mode == WLD_RFC_2190 || mode == WLD_RFC_2190_B);
+    if (video && !rfc2190) compare_with_cuts(sample, begun, out, written);
+    if (written > static_cast<int>(room)) return;
     Bytes payloads;
     const unsigned int count = walk_records(out, written, sizeof(wld_packet_record), &payloads);
     const bool audio = track.codec == ISO_CODEC_SAMR || track.codec == ISO_CODEC_SAWB;

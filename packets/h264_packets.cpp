@@ -4,7 +4,7 @@
 
 #include "formats/nal.h"
 #include "formats/native_header.h"
-#include "packets/h264_packets.h"
+#include "packets/frame_cuts.h"
 #include "packets/record_family.h"
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
@@ -16,7 +16,8 @@ using qlip::RecordSink;
 
 constexpr int kUnlimited = std::numeric_limits<int>::max();
 
-[[gnu::always_inline]] inline bool put_h264_record(RecordSink& sink, wld_native& native, ByteSpan head,
+template <class Sink>
+[[gnu::always_inline]] inline bool put_h264_record(Sink& sink, wld_native& native, ByteSpan head,
                                                    ByteSpan data, qlip::RecordCredit credit = {}) {
     if (!qlip::put_record<qlip::WldFamily>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
     ++native.packet_count;
@@ -29,7 +30,8 @@ constexpr qlip::RecordCredit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuByt
 
 // The last fragment carries the marker wherever in the sample its NAL unit stands: kept for receivers
 // [marker-on-last-fragment].
-bool put_fragments(RecordSink& sink, wld_native& native, ByteSpan nal) {
+template <class Sink>
+bool put_fragments(Sink& sink, wld_native& native, ByteSpan nal) {
     const ptrdiff_t room = native.max_payload - qlip::kFuBytes;
     if (room < 1) return false;
     const auto indicator = static_cast<unsigned char>((nal[0] & qlip::kNalNriMask) | qlip::kNalFuA);
@@ -46,7 +48,8 @@ bool put_fragments(RecordSink& sink, wld_native& native, ByteSpan nal) {
     return true;
 }
 
-bool put_nal(RecordSink& sink, wld_native& native, ByteSpan nal, bool last) {
+template <class Sink>
+bool put_nal(Sink& sink, wld_native& native, ByteSpan nal, bool last) {
     if (std::ssize(nal) > native.max_payload) return put_fragments(sink, native, nal);
     native.rtp.marker = last ? 1 : 0;
     return put_h264_record(sink, native, {}, nal);
@@ -85,7 +88,8 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
 // Writes a record for each of the first `limit` stored sets. Stops at a set whose length points outside.
 // They are not charged to the output, kept for callers that leave room for them [uncharged-room]; false when
 // one passes the room all the same.
-bool put_parameter_sets(RecordSink& sink, wld_native& native, int64_t limit = kUnlimited) {
+template <class Sink>
+bool put_parameter_sets(Sink& sink, wld_native& native, int64_t limit = kUnlimited) {
     const ByteSpan stored = !native.dsi ? ByteSpan{} : ByteSpan(native.dsi, native.dsi_size);
     const unsigned int prefix_size = stored_prefix_size(native, stored);
     for (ByteSpan left = stored; !left.empty() && limit > 0; --limit) {
@@ -97,10 +101,11 @@ bool put_parameter_sets(RecordSink& sink, wld_native& native, int64_t limit = kU
     return true;
 }
 
-int packetise(RecordSink& sink, void* in, int in_size, double seconds, wld_native* native) {
+template <class Sink>
+int packetise(Sink& sink, ByteSpan left, double seconds, wld_native* native) {
     bool sets_done = false;
     qlip::stamp<qlip::WldFamily>(*native, native->clock_rate * seconds);
-    for (ByteSpan left = qlip::input_of(in, in_size); !left.empty();) {
+    while (!left.empty()) {
         const auto nal = qlip::next_nal(left, native->nal_length_size);
         if (!nal) break;
         const unsigned int type = qlip::nal_type(*nal);
@@ -119,13 +124,11 @@ int packetise(RecordSink& sink, void* in, int in_size, double seconds, wld_nativ
 
 int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
     RecordSink sink(out, out_size, qlip::kRoomOfTheCaller);
-    return packetise(sink, in, in_size, seconds, native);
+    return packetise(sink, qlip::input_of(in, in_size), seconds, native);
 }
 
-int qlip::rfc3984_packet_within(void* out, int out_size, void* in, int in_size, double seconds,
-                                wld_native* native) {
-    RecordSink sink(out, out_size);
-    return packetise(sink, in, in_size, seconds, native);
+int qlip::cut_h264(FrameCuts& cuts, ByteSpan sample, double seconds, wld_native& native) {
+    return packetise(cuts, sample, seconds, &native);
 }
 
 int wld_h264_packetise_dsi(unsigned char* out, wld_native* native) {

@@ -89,10 +89,10 @@ class Rfc2429Pieces {
 // Tells on stderr where a frame is cut.
 void print_cut(size_t old_length, const Piece& cut);
 
-// Fills `sink` with the records of one frame. The clock moves on by the frame's `seconds`. Static, since each
-// combination has one caller, which it is to become part of.
-template <class Family, PayloadPieces Pieces>
-static int packetise_video(RecordSink& sink, ByteSpan left, double seconds, typename Family::native& native,
+// Fills `sink`, to which put_record() goes, with the records of one frame. The clock moves on by the frame's
+// `seconds`. Static, since each combination has one caller, which it is to become part of.
+template <class Family, PayloadPieces Pieces, class Sink>
+static int packetise_video(Sink& sink, ByteSpan left, double seconds, typename Family::native& native,
                            int type, Pieces pieces) {
     stamp<Family>(native, native.clock_rate * seconds);
     while (!left.empty()) {

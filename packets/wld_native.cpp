@@ -2,6 +2,7 @@
 
 #include "formats/native_header.h"
 #include "packets/audio_packets.h"
+#include "packets/frame_cuts.h"
 #include "packets/rfc2190_fragments.h"
 #include "packets/video_packets.h"
 #include "qlip/isoff.h"
@@ -45,6 +46,18 @@ int choose_packetiser(wld_native* native, int packet_size, const iso_track* trac
     }
 }
 
+template <class Sink>
+int packetise(Sink& sink, qlip::ByteSpan frame, double seconds, wld_native& native) {
+    using namespace qlip;
+    const bool h263 = native.codec == ISO_CODEC_S263;
+    if (h263 && native.rfc_mode == WLD_RFC_2429) {
+        return packetise_video<WldFamily>(sink, frame, seconds, native, WLD_TYPE_H263,
+                                          Rfc2429Pieces(native.max_payload));
+    }
+    return packetise_video<WldFamily>(sink, frame, seconds, native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
+                                      PlainPieces(native.max_payload));
+}
+
 }  // namespace
 
 int wld_native_init(wld_native* native, int payload_type, int packet_size, int rfc_mode, iso_track* track,
@@ -83,14 +96,11 @@ int wld_video_packet(void* out, int out_size, void* in, int in_size, double seco
     using namespace qlip;
     RecordSink sink(out, out_size);
     const ByteSpan frame = input_of(in, in_size);
-    const bool h263 = native->codec == ISO_CODEC_S263;
-    if (h263 && native->rfc_mode == WLD_RFC_2429) {
-        return packetise_video<WldFamily>(sink, frame, seconds, *native, WLD_TYPE_H263,
-                                          Rfc2429Pieces(native->max_payload));
-    }
-    if (h263 && (native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B)) {
-        return packetise_rfc2190(sink, frame, seconds, *native);
-    }
-    return packetise_video<WldFamily>(sink, frame, seconds, *native, h263 ? WLD_TYPE_H263 : WLD_TYPE_MPEG4,
-                                      PlainPieces(native->max_payload));
+    const bool rfc2190 = native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B;
+    if (native->codec == ISO_CODEC_S263 && rfc2190) return packetise_rfc2190(sink, frame, seconds, *native);
+    return packetise(sink, frame, seconds, *native);
+}
+
+int qlip::cut_video(FrameCuts& cuts, ByteSpan frame, double seconds, wld_native& native) {
+    return packetise(cuts, frame, seconds, native);
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "common/cleared_memory.h"
+#include "packets/frame_cuts.h"
 #include "qlip/isoff.h"
 #include "qlip/native_stream.h"
 #include "qlip/qlip.h"
@@ -47,6 +48,8 @@ struct mm_Interface {
     qlip::ClearedMemory carry_set{carry_buffer};     // audio: the carried frames
     unsigned char frame_record[12] = {};             // the last video frame record
     wld_native native = {};
+    // Video without hints: the frame in hand, whose notes beyond the first few stand in `carry_buffer`.
+    qlip::FrameCuts cuts{reinterpret_cast<qlip::Cut*>(carry_buffer)};
     int media_kind = 0;  // 0 until the mode is parsed
     int read_mode = 0;   // 1: the mode asks for reading
     const char* media_name = nullptr;
@@ -56,14 +59,15 @@ struct mm_Interface {
     int ready_word = 0;
     // One run of memory, see working_memory: a full audio sample starts at the second byte of the first
     // buffer, behind its CMR byte, and ends on the first byte of the second.
-    unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
-    unsigned char
-        carry_buffer[MMFI_BUFFER_SIZE];  // audio: frames still to be delivered; video: packet records
+    alignas(qlip::Cut) unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
+    unsigned char carry_buffer[MMFI_BUFFER_SIZE];                      // audio: frames still to be delivered
     unsigned char working_tail[sizeof(wld_packet_record)];
 };
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==
               offsetof(mm_Interface, sample_buffer) + MMFI_BUFFER_SIZE);
+static_assert(qlip::FrameCuts::most(MMFI_BUFFER_SIZE) * sizeof(qlip::Cut) <= MMFI_BUFFER_SIZE);
+static_assert(offsetof(mm_Interface, carry_buffer) % alignof(qlip::Cut) == 0);
 static_assert(offsetof(mm_Interface, working_tail) ==
               offsetof(mm_Interface, carry_buffer) + MMFI_BUFFER_SIZE);
 

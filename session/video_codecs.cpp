@@ -1,7 +1,6 @@
 // The rows of the three video codecs.
 #include <cstring>
 
-#include "packets/h264_packets.h"
 #include "session/h264_parameter_sets.h"
 #include "session/mpeg4_configuration.h"
 #include "session/video_reader.h"
@@ -19,7 +18,7 @@ unsigned int put_config(unsigned char* to, iso_track* track) {
 constexpr qlip::VideoCodec kH263 = {
     .payload_type = WLD_TYPE_H263,
     .rfc_mode = WLD_RFC_2429,
-    .packetise = nullptr,
+    .cut = qlip::cut_video,
     .put_prop = wld_put_hdr_vid_prop263,
     .put_codec = wld_put_hdr_vid_codec263,
     .put_config = put_config<VID_Header_H263CodecConfig, wld_put_hdr_vid_codecCfg263>,
@@ -35,7 +34,7 @@ constexpr qlip::VideoCodec kH263 = {
 constexpr qlip::VideoCodec kMpeg4 = {
     .payload_type = WLD_TYPE_MPEG4,
     .rfc_mode = WLD_RFC_NONE,
-    .packetise = nullptr,
+    .cut = qlip::cut_video,
     .put_prop = wld_put_hdr_vid_prop,
     .put_codec = wld_put_hdr_vid_codec,
     .put_config = put_config<VID_Header_MPEG4CodecConfig, wld_put_hdr_vid_codecCfg>,
@@ -51,7 +50,7 @@ constexpr qlip::VideoCodec kMpeg4 = {
 constexpr qlip::VideoCodec kH264 = {
     .payload_type = WLD_TYPE_H264,
     .rfc_mode = WLD_RFC_NONE,
-    .packetise = qlip::rfc3984_packet_within,
+    .cut = qlip::cut_h264,
     .put_prop = wld_put_hdr_vid_prop264,
     .put_codec = wld_put_hdr_vid_codec264,
     .put_config = put_config<VID_Header_H264CodecConfig, wld_put_hdr_vid_codecCfg264>,

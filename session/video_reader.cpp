@@ -91,23 +91,20 @@ int not_available(VideoCall& call) {
     return QLIP_NOT_AVAILABLE_YET;
 }
 
-// The packetiser ran out of room. The body is delivered all the same, so what follows its finished records is
-// cleared.
-void clear_unwritten(mm_Interface& session) {
-    unsigned int end = 0;
-    for (unsigned int i = 0; i < session.native.packet_count && end + kRecordBytes <= MMFI_BUFFER_SIZE; ++i)
-        end += load_le32(session.carry_buffer + end);
-    end = std::min<unsigned int>(end, MMFI_BUFFER_SIZE);
-    std::memset(session.carry_buffer + end, 0, MMFI_BUFFER_SIZE - end);
-}
-
-void cut_sample(mm_Interface& session, int bytes, double seconds) {
+void cut_sample(const VideoCall& call, int bytes, double seconds) {
+    mm_Interface& session = call.session;
     session.native.packet_count = 0;
-    const int packed = wld_native_packet(session.carry_buffer, MMFI_BUFFER_SIZE, session.sample_buffer, bytes,
-                                         seconds, &session.native);
-    if (packed < 0) clear_unwritten(session);
+    session.cuts.begin(session.native, call.codec.payload_type, MMFI_BUFFER_SIZE);
+    const int packed =
+        call.codec.cut(session.cuts, input_of(session.sample_buffer, bytes), seconds, session.native);
     // 65,535 after an overflow: kept for hosts, which walk the body by its packets [overflowed-body].
     session.carry_size = static_cast<unsigned short>(packed);
+}
+
+// What the cuts point to is about to change.
+void forget_frame(mm_Interface& session) {
+    session.cuts.forget();
+    session.carry_size = 0;
 }
 
 int deliver_cut_frame(VideoCall& call, bool first) {
@@ -115,6 +112,7 @@ int deliver_cut_frame(VideoCall& call, bool first) {
     iso_track* track = session.track;
     const int wanted = next_sample_size(track, MMFI_BUFFER_SIZE);
     if (wanted == ISOFF_END) return QLIP_END_OF_FILE;
+    forget_frame(session);
     session.working_set.reach(session.sample_buffer + wanted);
     double seconds = 0.0;
     int bytes = take_sample(track, session.sample_buffer, wanted, &seconds, nullptr);
@@ -125,7 +123,7 @@ int deliver_cut_frame(VideoCall& call, bool first) {
     }
     if (call.codec.before_cutting) bytes = call.codec.before_cutting(session, bytes);
     if (bytes < 0) return QLIP_FAILURE;
-    cut_sample(session, bytes, seconds);
+    cut_sample(call, bytes, seconds);
     put_frame_record(call, session.native.packet_count);
     return report_progress(track, track->file_pos);
 }
@@ -188,7 +186,6 @@ void open_stream(VideoCall& call) {
     if (call.hint) return;
     wld_native_init(&call.session.native, call.codec.payload_type, kPacketBytes, call.codec.rfc_mode,
                     call.session.track, 0);
-    if (call.codec.packetise) call.session.native.packetise = call.codec.packetise;
 }
 
 // A failure leaves the stage at the body, unless it says otherwise.
@@ -218,15 +215,23 @@ int deliver_stage(VideoCall& call) {
     return guarded([&call] { return deliver_stage(call); });
 }
 
-// As long as `carry_size` says; an overflow leaves it beyond what the buffer holds, and that much is zero.
+// As long as `carry_size` says; an overflow leaves it beyond what the records take, and the rest is zero.
+void gather_records(const mm_Interface& session, unsigned char* body) {
+    const unsigned char* end = session.cuts.put_records(body);
+    const auto written = static_cast<size_t>(end - body);
+    if (written < session.carry_size) std::memset(body + written, 0, session.carry_size - written);
+}
+
 int deliver_frame_body(mm_Interface& session, unsigned char* buffer) {
     session.stage = kFrameRecord;
     constexpr wld_frame_prefix kPrefix = {4, 1};
     std::memcpy(buffer, &kPrefix, sizeof kPrefix);
     unsigned char* body = buffer + sizeof kPrefix;
-    const unsigned int held = std::min<unsigned int>(session.carry_size, MMFI_BUFFER_SIZE);
-    std::memcpy(body, packet_records(session), held);
-    if (held < session.carry_size) std::memset(body + held, 0, session.carry_size - held);
+    if (session.hint) {
+        std::memcpy(body, packet_records(session), session.carry_size);
+    } else {
+        gather_records(session, body);
+    }
     return QLIP_SUCCESS;
 }
 

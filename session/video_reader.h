@@ -3,6 +3,7 @@
 #pragma once
 
 #include "formats/rtp.h"
+#include "packets/frame_cuts.h"
 #include "qlip/native_stream.h"
 #include "session/session.h"
 
@@ -30,8 +31,7 @@ struct FirstFrameEnding {
 struct VideoCodec {
     int payload_type;
     int rfc_mode;
-    decltype(wld_native::packetise)
-        packetise;  // in place of the public one, which counts on slack; null: that
+    int (*cut)(FrameCuts& cuts, ByteSpan sample, double seconds, wld_native& native);
     void (*put_prop)(PROP_Header_Info*, int);
     void (*put_codec)(VID_Header_CodecInfo*, int, int, iso_track*);
     unsigned int (*put_config)(unsigned char* to, iso_track*);  // returns the record's bytes
@@ -54,10 +54,10 @@ int read_video(mm_Interface& session, unsigned char* buffer, unsigned int* size,
 
 inline constexpr int kRecordBytes = sizeof(wld_packet_record);
 
-// The packet records of the frame in hand. Hint playback has all of the working memory for them and the RTP
-// packet behind them, which becomes the next record where it stands.
+// Hint playback: the packet records of the frame in hand. They have all of the working memory for themselves
+// and the RTP packet behind them, which becomes the next record where it stands.
 inline unsigned char* packet_records(mm_Interface& session) {
-    return session.hint ? working_memory(session) : session.carry_buffer;
+    return working_memory(session);
 }
 
 // That packet. Its payload stands where that of the record will, and there is room for any packet.

@@ -1,7 +1,7 @@
 // H.264 samples as single NAL unit packets and FU-A fragments, and parameter sets as packets.
 #include <numeric>
 
-#include "packets/h264_packets.h"
+#include "packets/frame_cuts.h"
 #include "tests/packets/packets.h"
 
 namespace qlip_test {
@@ -122,17 +122,15 @@ TEST(H264Packets, TheSizeAskedForLeavesOutWhatIsNotChargedKept) {
     }
 }
 
-TEST(H264Packets, TheBoundedFormNeverPassesTheOutSize) {
+TEST(H264Packets, CutsNeverPassTheRoom) {
     const Bytes fragmented = sample_of({nal(0x61, 2000)});
     const Bytes with_sets = sample_of({nal(0x65, 30)});
     for (const auto& [sample, whole] : {std::pair(fragmented, 2043), std::pair(with_sets, 98)}) {
         for (int out_size = whole - 20; out_size <= whole; ++out_size) {
             H264 h264;
-            Bytes in = sample;
-            Bytes out(static_cast<size_t>(out_size));  // a sanitizer watches its end
-            EXPECT_EQ(qlip::rfc3984_packet_within(out.data(), out_size, in.data(),
-                                                  static_cast<int>(in.size()), 0.0, &h264.native),
-                      out_size == whole ? whole : -1);
+            qlip::FrameCuts cuts(nullptr);
+            cuts.begin(h264.native, WLD_TYPE_H264, out_size);
+            EXPECT_EQ(qlip::cut_h264(cuts, sample, 0.0, h264.native), out_size == whole ? whole : -1);
         }
     }
 }
