@@ -18,6 +18,7 @@ void add_h263(CLI::App& app);
 void add_fragments(CLI::App& app);
 void add_make(CLI::App& app);
 void add_copy(CLI::App& app);
+void add_lint(CLI::App& app);
 
 // One of a few words; the type name of the option lists them.
 inline CLI::Validator one_of(const std::vector<std::string>& words) {
@@ -26,6 +27,6 @@ inline CLI::Validator one_of(const std::vector<std::string>& words) {
 
 inline constexpr void (*kAllCommands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
                                                       add_boxes, add_seek,   add_h263,    add_fragments,
-                                                      add_make,  add_copy};
+                                                      add_make,  add_copy,   add_lint};
 
 }  // namespace qlip_tool
