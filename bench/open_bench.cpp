@@ -5,12 +5,12 @@
 #include <malloc.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "bench/bench_host.h"
 #include "bench/bench_movies.h"
+#include "bench/streaming.h"
 #include "common/byte_order.h"
 #include "qlip/qlip.h"
 
@@ -61,26 +61,15 @@ void BM_library(benchmark::State& state) {
 }
 BENCHMARK(BM_library)->Name("library/open_1000000")->Unit(benchmark::kMillisecond);
 
-// Memory of its own that this process has touched, in bytes, to the page: the counts of statm lag behind.
-double touched() {
-    std::ifstream map("/proc/self/smaps_rollup");
-    std::string word;
-    double kilobytes = 0;
-    while (map >> word && word != "Anonymous:") {
-    }
-    map >> kilobytes;
-    return kilobytes * 1024;
-}
-
 // Memory that earlier runs left to the allocator would hide what a session takes, so it goes back first.
 double memory_of_session(const Bytes& bytes, const char* mode) {
     mallopt(M_MMAP_THRESHOLD, 64 * 1024);
     malloc_trim(0);
     BenchHost host(bytes);
     mm_Interface* handle = nullptr;
-    const double before = touched();
+    const double before = touched_memory();
     qlip_Open(&handle, host.record(), mode);
-    const double grown = touched() - before;
+    const double grown = touched_memory() - before;
     qlip_Close(&handle);
     return grown;
 }

@@ -1,6 +1,6 @@
 // What is measured: a session that reads a film from end to end, and beside it a floor, a program that makes
 // the same callbacks and the same number of calls over the same file, and copies each chunk's bytes twice,
-// with no logic in between.
+// packet by packet, with no logic in between.
 #pragma once
 
 #include <vector>
@@ -43,7 +43,7 @@ struct Recording {
         unsigned int advance;  // of its offset, a period
     };
     struct Chunk {
-        unsigned int length;
+        std::vector<unsigned int> pieces;  // the packets of a frame body; of other chunks one
         size_t calls;
     };
 
@@ -54,6 +54,9 @@ struct Recording {
     std::vector<Chunk> chunks;
     size_t periods;
 };
+
+// Memory of its own that this process has touched, in bytes, to the page: the counts of statm lag behind.
+double touched_memory();
 
 // Each reads a whole film and returns the number of chunks.
 int64_t stream_library(Session& session, unsigned char* chunk);

@@ -1,11 +1,12 @@
-// The search for two zero bytes in a row, with which every start code of H.263 and MPEG-4 visual begins. It
-// looks at 64 bytes at a time; SSE2 is part of every x86-64.
+// The search for two zero bytes in a row, with which every start code of H.263 and MPEG-4 visual begins.
 #pragma once
 
 #include <emmintrin.h>
 
 #include <bit>
 #include <cstdint>
+
+#include "packets/wide_search.h"
 
 namespace qlip {
 
@@ -23,21 +24,14 @@ inline __m128i pairs_in_block(const unsigned char* from) {
     return _mm_or_si128(load_block(from), load_block(from + 1));
 }
 
-// Whether a pair begins in the next 64 bytes; reads 65.
-inline bool any_pair_in_64(const unsigned char* from) {
-    const __m128i low = _mm_min_epu8(pairs_in_block(from), pairs_in_block(from + 16));
-    const __m128i high = _mm_min_epu8(pairs_in_block(from + 32), pairs_in_block(from + 48));
-    return zero_mask(_mm_min_epu8(low, high)) != 0;
-}
-
 inline bool is_zero_pair(const unsigned char* at) {
     return at[0] == 0 && at[1] == 0;
 }
 
 // The first byte of the rightmost zero pair in [begin, end), or null.
-inline const unsigned char* rightmost_zero_pair(const unsigned char* begin, const unsigned char* end) {
-    while (end - begin >= 65 && !any_pair_in_64(end - 65))
-        end -= 64;
+inline const unsigned char* rightmost_zero_pair(const unsigned char* begin, const unsigned char* end,
+                                                const WideSearch& wide = wide_search()) {
+    end = wide.pass_back_without_pairs(begin, end);
     for (; end - begin >= 17; end -= 16) {
         const uint32_t pairs = zero_mask(pairs_in_block(end - 17));
         if (pairs != 0) return end - 17 + (std::bit_width(pairs) - 1);
@@ -62,8 +56,9 @@ inline const unsigned char* zero_run_start(const unsigned char* begin, const uns
 // The last pair that a walk from `begin` to `end` meets which steps 2 bytes behind a pair and 1 byte
 // otherwise, or null. Such a walk enters every run of zeros at its first byte, so that the pair lies at an
 // even distance from there.
-inline const unsigned char* last_walked_zero_pair(const unsigned char* begin, const unsigned char* end) {
-    const unsigned char* pair = rightmost_zero_pair(begin, end);
+inline const unsigned char* last_walked_zero_pair(const unsigned char* begin, const unsigned char* end,
+                                                  const WideSearch& wide = wide_search()) {
+    const unsigned char* pair = rightmost_zero_pair(begin, end, wide);
     if (!pair) return nullptr;
     return pair - (pair - zero_run_start(begin, pair)) % 2;
 }

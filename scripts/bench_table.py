@@ -4,7 +4,8 @@ import json
 import sys
 
 COUNTERS = ("small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte", "memory_per_frame",
-            "header_per_frame", "kb_per_stream")
+            "header_per_frame", "kb_per_stream", "us_per_open", "kb_per_session",
+            "sessions_per_gib")
 
 medians = {}
 for path in sys.argv[1:]:

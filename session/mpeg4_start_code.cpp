@@ -1,7 +1,5 @@
 #include "session/mpeg4_start_code.h"
 
-#include <emmintrin.h>
-
 #include <bit>
 #include <cstdint>
 
@@ -11,36 +9,9 @@
 namespace {
 
 constexpr int kBlock = 16;
-constexpr int kStride = 8 * kBlock;
-constexpr int kClearedByStride = kStride - 2;  // a start code's three first bytes may reach beyond it
 
 bool is_start_code(const unsigned char* at) {
     return qlip::is_zero_pair(at) && at[2] == 1 && at[4] < qlip::kMpeg4IntraBelow;
-}
-
-__m128i least_of_two_blocks(const unsigned char* from) {
-    return _mm_min_epu8(qlip::load_block(from), qlip::load_block(from + kBlock));
-}
-
-// Whether 00 00 01 may stand in the next kStride bytes. Taken as words it shows as 00 00, or as 00 01 behind
-// an odd place. One such word among the blocks shows in the least of their bytes; few others do.
-bool stride_is_suspect(const unsigned char* from) {
-    const __m128i low = _mm_min_epu8(least_of_two_blocks(from), least_of_two_blocks(from + 2 * kBlock));
-    const __m128i high =
-        _mm_min_epu8(least_of_two_blocks(from + 4 * kBlock), least_of_two_blocks(from + 6 * kBlock));
-    const __m128i but_for_one = _mm_andnot_si128(_mm_set1_epi16(0x0100), _mm_min_epu8(low, high));
-    return _mm_movemask_epi8(_mm_cmpeq_epi16(but_for_one, _mm_setzero_si128())) != 0;
-}
-
-// The first position of [at, end) at which a closer look is due, or `end`.
-const unsigned char* pass_clear_strides(const unsigned char* begin, const unsigned char* at,
-                                        const unsigned char* end) {
-    if (end - begin < kClearedByStride) return at;
-    const unsigned char* last = end - kClearedByStride;  // it may begin on known ground
-    for (; at < last; at += kClearedByStride) {
-        if (stride_is_suspect(at)) return at;
-    }
-    return stride_is_suspect(last) ? at : end;
 }
 
 // Shows `visit` every start code that has a byte behind it, up to one for which it returns true. Most samples
@@ -55,7 +26,7 @@ void visit_start_codes(const unsigned char* data, int length, Visit visit) {
             const unsigned char* candidate = at + std::countr_zero(pairs);
             if (is_start_code(candidate) && visit(candidate)) return;
         }
-        at = pass_clear_strides(data, at + kBlock, end);
+        at = qlip::wide_search().pass_without_start_codes(data, at + kBlock, end);
     }
     for (; at < end; ++at) {
         if (is_start_code(at) && visit(at)) return;

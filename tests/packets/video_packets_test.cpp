@@ -9,6 +9,32 @@ namespace {
 
 const Bytes kPBit{4, 0};
 
+// Those that this processor can run.
+std::vector<const qlip::WideSearch*> searches() {
+    std::vector<const qlip::WideSearch*> found = {&qlip::kBaselineSearch};
+    if (qlip::has_avx2()) found.push_back(&qlip::kAvx2Search);
+    return found;
+}
+
+// Stops in front of every start code, and passes whole blocks where there is none.
+TEST(WideSearch, MissesNoStartCode) {
+    for (const qlip::WideSearch* wide : searches()) {
+        for (const size_t length : {126U, 127U, 300U, 400U}) {
+            Bytes data(length, 0x81);
+            const unsigned char* begin = data.data();
+            const unsigned char* end = begin + length - 3;
+            const unsigned char* stop = length < 129 ? begin : end;
+            EXPECT_EQ(wide->pass_without_start_codes(begin, begin, end), stop);
+            for (size_t at = 0; at + 3 < length; ++at) {
+                Bytes marked = data;
+                marked[at] = marked[at + 1] = 0, marked[at + 2] = 1;
+                begin = marked.data();
+                EXPECT_LE(wide->pass_without_start_codes(begin, begin, begin + length - 3), begin + at);
+            }
+        }
+    }
+}
+
 // A frame of bytes 0x55 but for zeros at the places given.
 Bytes frame_with_zeros(size_t size, const std::vector<size_t>& zeros) {
     Bytes frame = filled(size, 0x55);
@@ -149,14 +175,16 @@ const unsigned char* walk(const unsigned char* at, const unsigned char* end) {
 TEST(ZeroPair, SearchMeetsTheSamePairAsTheWalk) {
     std::mt19937 random(2190);
     for (const unsigned int one_in : {1u, 2u, 3u, 8u, 40u, 400u}) {  // 1: all zero
-        for (size_t size = 0; size < 200; ++size) {
+        for (size_t size = 0; size < 300; ++size) {
             std::vector<unsigned char> bytes(size);
             for (auto& byte : bytes)
                 byte = random() % one_in == 0 ? 0 : 0x80;
             const unsigned char* end = bytes.data() + size;
             for (size_t from = 0; from <= std::min<size_t>(size, 20); ++from) {
                 const unsigned char* begin = bytes.data() + from;
-                ASSERT_EQ(qlip::last_walked_zero_pair(begin, end), walk(begin, end)) << one_in << " " << size;
+                for (const qlip::WideSearch* wide : searches())
+                    ASSERT_EQ(qlip::last_walked_zero_pair(begin, end, *wide), walk(begin, end))
+                        << one_in << " " << size;
             }
         }
     }
