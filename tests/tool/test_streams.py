@@ -103,8 +103,8 @@ class Manners(Case):
 
     def test_help_teaches(self):
         top = qlip("--help")[0].decode()
-        for command in re.findall(r"^  (\w+) ", top.split("Subcommands:")[1], re.M):
-            self.assertIn("Examples:", qlip(command, "--help")[0].decode() + top)
+        for command in set(re.findall(r"^  (\w+) ", top.split("Subcommands:")[1], re.M)) - {"help"}:
+            self.assertIn("examples:", qlip(command, "--help")[0].decode().lower())
         self.assertIn("Exit codes", top)
 
     def test_an_input_is_never_overwritten(self):
