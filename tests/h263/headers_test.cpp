@@ -190,13 +190,14 @@ TEST_P(SegmentHeader, IsReadByTheModeOfThePicture) {
     Walker walker(BitWriter().bits(segment.bits).number(0, 32).bytes());
     set_mode(walker.state.picture, segment.mode);
     walker.state.base_offset = 0x1000;
-    walker.state.gob.mb_count = 5;
+    walker.state.gob.mb_count = walker.state.mb.cbpy = 5;
     walker.state.verbose = 1;
     EXPECT_EQ(printed_by([&] { walker.call(tbq_segment_header_parse); }), segment.printed);
     EXPECT_EQ(walker.pos, bit_position(segment.consumed));
     EXPECT_EQ(walker.err, 0);
     const bool gob_header = segment.mode.ss == 0 && segment.consumed != 0;
     EXPECT_EQ(walker.state.gob.mb_count, gob_header ? 0U : 5U);
+    EXPECT_EQ(walker.state.mb.cbpy, segment.consumed != 0 ? 0U : 5U);
     EXPECT_EQ(walker.state.picture.first_segment, segment.consumed != 0 ? 0U : 1U);
 }
 

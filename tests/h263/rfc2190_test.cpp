@@ -61,18 +61,6 @@ TEST(Rfc2190Mb, CutsInFrontOfTheMacroblockThatDoesNotFit) {
     EXPECT_EQ(native.last_source_format, 2U);
 }
 
-// With one byte more of room the walk's end falls on the target, which counts as reached.
-TEST(Rfc2190Mb, AMacroblockThatEndsWhereRoomEndsIsLeftToTheNextRecord) {
-    BitWriter writer = BitWriter().bits(kInterHeader).bits("111111");  // six macroblocks, up to bit 56
-    for (int i = 0; i < 300; ++i)
-        writer.bits("1");
-    wld_native native = native_of(WLD_RFC_2190_B, 4 + 7);
-    const Result result = cut(native, writer.bytes());
-    // Cut at bit 55: seven bytes, of which the last bit is the next record's.
-    EXPECT_EQ(slice(result.bytes, 20, 4), (Bytes{0x01, 0x50, 0, 0}));
-    EXPECT_EQ(slice(result.bytes, 0, 4), words({20 + 4 + 7}));
-}
-
 TEST(Rfc2190Mb, TheHeaderTellsTheVectorsOfTheMacroblockAtTheCut) {
     BitWriter writer = BitWriter().bits(kInterHeader).bits(kIntraMbInP);  // up to bit 108
     const std::string four_vectors = "0 1 11 010 0010";                   // rows 33 and 34
