@@ -122,14 +122,6 @@ TEST(SessionCost, TouchesFewPages) {
     EXPECT_LE(mpeg4.arena, 4U);
 }
 
-TEST(AudioCost, CallbacksAreOnePerSampleAndReport) {
-    for (const unsigned int frames : {1U, 10U}) {
-        const Bytes movie = speech_movie(50, frames);
-        EXPECT_EQ(stream(movie, "ra", false).callbacks, 50U * 3);
-        EXPECT_EQ(stream(movie, "ra", true).callbacks, 50U * 2);
-    }
-}
-
 // Beside the host's own copy: a frame is copied once into the caller's buffer, and carried frames move down
 // one frame at a time through the carry buffer, 288 + 256 + ... + 32 bytes twice.
 TEST(AudioCost, BytesCopiedPerFrameDoNotRise) {
