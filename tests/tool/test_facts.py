@@ -19,6 +19,7 @@ class Info(Case):
             with self.subTest(name):
                 facts, probe = qlip_json("info", sample(name)), ffprobe(sample(name))
                 self.assertEqual(facts["major_brand"], probe["format"]["tags"]["major_brand"])
+                self.assertEqual(facts["minor_version"], int(probe["format"]["tags"]["minor_version"]))
                 self.assertEqual("".join(f"{brand:4}" for brand in facts["compatible_brands"]).strip(),
                                  probe["format"]["tags"]["compatible_brands"].strip())
                 self.assertEqual(len(facts["tracks"]), len(probe["streams"]))
@@ -28,6 +29,9 @@ class Info(Case):
     def check_track(self, track, stream):
         self.assertEqual(track["codec"], CODECS[stream["codec_tag_string"]])
         self.assertEqual(track["samples"], int(stream["nb_frames"]))
+        self.assertEqual(track["handler"], {"video": "vide", "audio": "soun", "data": "hint"}[stream["codec_type"]])
+        if track["codec"] == "AMR-NB":
+            self.assertEqual(track["amr"]["modes"][-2:], ["12.2", "SID"])
         self.assertEqual(track["timescale"], int(stream["time_base"].split("/")[1]))
         if stream["codec_type"] == "video":
             self.assertEqual((track["width"], track["height"]), (stream["width"], stream["height"]))
@@ -96,8 +100,12 @@ class Boxes(Case):
         self.assertEqual(media["timescale"], int(stream["time_base"].split("/")[1]))
         if stream["codec_type"] != "data":
             self.assertEqual(media["duration"], stream["duration_ts"])
+            self.assertAlmostEqual(media["duration_seconds"], float(stream["duration"]), places=5)
+            self.assertTrue(boxes_of([trak], "trak", "edts", "elst")[0]["fields"]["entries"])
         sizes = boxes_of([trak], "trak", "mdia", "minf", "stbl", "stsz")[0]["fields"]
         self.assertEqual(sizes["sample_count"], int(stream["nb_frames"]))
+        chunks = boxes_of([trak], "trak", "mdia", "minf", "stbl", "stco")[0]["fields"]
+        self.assertGreater(chunks["first"], 0)
         entry = boxes_of([trak], "trak", "mdia", "minf", "stbl", "stsd")[0]["boxes"][0]
         self.assertEqual(entry["type"], stream["codec_tag_string"])
         if stream["codec_type"] == "video":
@@ -126,6 +134,8 @@ class Boxes(Case):
         shown, said = qlip("boxes", path, expect=1)
         self.assertIn(b"!! says", shown)
         self.assertIn("only", said)
+        shown, said = qlip("boxes", self.write("open.3gp", b"\0\0\0\0mdat" + whole), expect=1)
+        self.assertIn(b"!! has size 0", shown)
 
     def test_a_file_that_the_model_gives_up_on_still_shows_its_tree(self):
         whole = bytearray(read_file(sample("mpeg4")))

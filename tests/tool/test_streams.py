@@ -104,7 +104,9 @@ class Manners(Case):
     def test_help_teaches(self):
         top = qlip("--help")[0].decode()
         for command in set(re.findall(r"^  (\w+) ", top.split("Subcommands:")[1], re.M)) - {"help"}:
-            self.assertIn("examples:", qlip(command, "--help")[0].decode().lower())
+            taught = qlip(command, "--help")[0]
+            self.assertIn("examples:", taught.decode().lower())
+            self.assertEqual(qlip("help", command)[0], taught)
         self.assertIn("Exit codes", top)
 
     def test_an_input_is_never_overwritten(self):
