@@ -17,7 +17,8 @@ int ChunkReader::open(const Structure& structure, qlip_medium medium, uint32_t p
     pictures_ = pictures;
     bytes_ = bytes;
     chunk_.reset(new unsigned char[QLIP_LARGEST_CHUNK]());
-    const int status = qlip_Open(&session_, io_.record(), medium == QLIP_AUDIO ? "ra" : "rv");
+    const int status =
+        qlip_OpenLimited(&session_, io_.record(), medium == QLIP_AUDIO ? "ra" : "rv", &source_.limits());
     return status == QLIP_SUCCESS ? status : trouble_.tell(status, "libqlip: %s", qlip_StatusString(status));
 }
 

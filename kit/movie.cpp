@@ -64,7 +64,8 @@ int Movie::open(const Structure& structure, Trouble& trouble) {
     io_.stand_before(structure);
     char mode[] = "r";
     int error = 0;
-    file_ = isoFFopen(io_.record(), mode, &error);
+    file_ = isoFFopenLimited(io_.record(), mode, &error, &source_.limits());
+    if (error == ISOFF_OVER_LIMIT) return trouble.tell(QLIP_CORRUPT_FILE, "the structure passes a limit");
     if (!file_) return trouble.tell(QLIP_NO_MEMORY, "no memory for the structure of the file");
     file_->indexed_read = 1;
     if (io_.refusal() != QLIP_SUCCESS)

@@ -37,6 +37,12 @@ void Floors::raise(Floor floor, uint64_t offset) {
     advanced_(user_, lowest);
 }
 
+void Source::set_limits(const qlip_limits& limits) {
+    limits_ = limits;
+    limits_.record_size = sizeof limits_;
+    if (!limits_.line) limits_.line = drop_line;
+}
+
 void Source::set_growing(bool growing) {
     growing_.store(growing, std::memory_order_release);
     changed_.notify_all();

@@ -50,6 +50,8 @@ class Floors {
     std::atomic<bool> wanted_{false};
 };
 
+inline void drop_line(int /*level*/, const char* /*text*/, void* /*user*/) {}
+
 class Source {
   public:
     explicit Source(std::unique_ptr<ByteStore> store) : store_(std::move(store)) {}
@@ -61,6 +63,10 @@ class Source {
     int set_size(uint64_t size);
     int wait(uint64_t size, int64_t timeout);
 
+    // Without a function for lines they are dropped.
+    void set_limits(const qlip_limits& limits);
+    const qlip_limits& limits() const { return limits_; }
+
     // The host's handle counts as one, each stream as one.
     void hold() { references_.fetch_add(1, std::memory_order_relaxed); }
     bool let_go() { return references_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
@@ -69,6 +75,7 @@ class Source {
 
   private:
     std::unique_ptr<ByteStore> store_;
+    qlip_limits limits_ = {sizeof(qlip_limits), 0, 0, 0, 0, 0, drop_line, nullptr};
     std::atomic<bool> growing_{false};
     std::atomic<int> references_{1};
     std::mutex mutex_;

@@ -181,6 +181,14 @@ int qlip_source_set_advanced(qlip_source* source, void (*advanced)(void* user, u
     });
 }
 
+int qlip_source_set_limits(qlip_source* source, const qlip_limits* limits) {
+    if (!source) return QLIP_BAD_HANDLE;
+    qlip_limits known = QLIP_LIMITS_INIT;
+    if (!limits || !take_record(known, limits)) return QLIP_BAD_ARGUMENT;
+    source->set_limits(known);
+    return QLIP_SUCCESS;
+}
+
 int qlip_source_close(qlip_source** source) {
     if (!source) return QLIP_BAD_ARGUMENT;
     qlip_source* handle = *source;

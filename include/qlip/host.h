@@ -12,7 +12,8 @@
  *
  * Errors: functions return a status of qlip.h, 0 for success, 5 for a handle that is NULL, 13 for any other
  * argument that cannot be meant. What they hand out through pointers is written on success only, except where
- * it says otherwise. Nothing is printed, and nothing of the kit sets errno or goes to the system log.
+ * it says otherwise. Nothing sets errno, is printed or goes to the system log; who wants to hear what libqlip
+ * says about a file asks for it (qlip_source_set_limits).
  *
  * Threads: nothing is global. A source may be used by any number of threads at once. A stream belongs to one
  * thread at a time.
@@ -34,6 +35,7 @@
 #include <sys/uio.h>
 
 #include "qlip/export.h"
+#include "qlip/limits.h"
 #include "qlip/qlip.h"
 
 #ifdef __cplusplus
@@ -115,6 +117,11 @@ QLIP_API int qlip_source_wait(qlip_source* source, uint64_t size, int64_t timeou
    NULL unsets. */
 QLIP_API int qlip_source_set_advanced(qlip_source* source, void (*advanced)(void* user, uint64_t offset),
                                       void* user);
+
+/* Limits (limits.h) for each stream and each look at the structure, instead of none, and the function that
+   takes what libqlip has to say; without one nobody hears it. A file that passes a limit is damaged (4). The
+   record is copied; set it before the first stream is opened. */
+QLIP_API int qlip_source_set_limits(qlip_source* source, const qlip_limits* limits);
 
 /* Lets go of the source and stores NULL in *source. It lives on until its last stream is closed. A NULL
    handle is nothing to do: 0. */

@@ -7,8 +7,10 @@
 #include <functional>
 #include <thread>
 
+#include "tests/iso/opened_file.h"
 #include "tests/kit/kit_player.h"
 #include "tests/session/stream_fixture.h"
+#include "tests/support/limited_host.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/samples.h"
 #include "tests/support/syslog_capture.h"
@@ -213,6 +215,24 @@ TEST(KitThreads, ShareOneSource) {
     qlip_source_close(&source);
 }
 
+// Nobody hears a line who has not asked; who has hears it instead of the terminal and the system log.
+TEST(KitLimits, TakeTheLinesOfADamagedFileAndRefuseALargeOne) {
+    KitPlayer odd(moov_file({stbl_trak({full_box("sgpd", ByteWriter().text("else"))})}));
+    KitPlayer whole(sample("amrnb.3gp"));
+    KeptLines limits;
+    limits.samples = 150;
+    testing::internal::CaptureStdout();
+    odd.open(QLIP_AUDIO);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(qlip_source_set_limits(odd.source, &limits), 0);
+    odd.open(QLIP_AUDIO);
+    EXPECT_EQ(limits.kept.size(), 1U);
+    EXPECT_EQ(qlip_source_set_limits(whole.source, &limits), 0);
+    EXPECT_EQ(whole.open(QLIP_AUDIO), QLIP_CORRUPT_FILE);
+    EXPECT_EQ(whole.open_error, "the structure passes a limit");
+    EXPECT_TRUE(syslog_lines().empty());
+}
+
 // Looking for tracks is no error worth a line.
 TEST(KitTracks, AreListedWithTheReasonWhyOneIsNotDelivered) {
     const Bytes file = sample("mpeg4_with_aac.3gp");
@@ -396,6 +416,9 @@ TEST(KitMisuse, GivesAStatus) {
         {13, [&] { return qlip_source_sync_before(source, 0, nullptr); }},
         {13, [&] { return qlip_source_close(nullptr); }},
         {0, [&] { return qlip_source_close(&no_source); }},
+        {5, [&] { return qlip_source_set_limits(no_source, nullptr); }},
+        {13, [&] { return qlip_source_set_limits(source, nullptr); }},
+        {5, [&] { return qlip_stream_set_first_timestamp(no_stream, 0); }},
         {13, [&] { return qlip_stream_open(nullptr, source, audio, nullptr); }},
         {5, [&] { return qlip_stream_open(&other, nullptr, audio, nullptr); }},
         {13, [&] { return qlip_stream_open(&other, source, QLIP_OTHER_MEDIUM, nullptr); }},

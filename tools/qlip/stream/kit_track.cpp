@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <cstdio>
 
 #include "host/tool_error.h"
 
@@ -38,6 +39,9 @@ KitTrack::KitTrack(FileHost& host, Growth growth, const TrackOptions& options)
       source_(source_over(host)),
       pieces_(options.as_stream ? "chunks" : "frames") {
     qlip_source_set_growing(source_.get(), growth_.follows() ? 1 : 0);
+    qlip_limits limits = QLIP_LIMITS_INIT;
+    limits.line = [](int, const char* text, void*) { std::puts(text); };  // where --diagnostics looks for it
+    qlip_source_set_limits(source_.get(), &limits);
     std::string reason;
     int status = QLIP_SUCCESS;
     do {
