@@ -68,6 +68,7 @@ int Movie::open(const Structure& structure, Trouble& trouble) {
     if (error == ISOFF_OVER_LIMIT) return trouble.tell(QLIP_CORRUPT_FILE, "the structure passes a limit");
     if (!file_) return trouble.tell(QLIP_NO_MEMORY, "no memory for the structure of the file");
     file_->indexed_read = 1;
+    if (source_.limits().steps == 0) file_->io = io_.record();  // no need to count the reads
     if (io_.refusal() != QLIP_SUCCESS)
         return trouble.tell(io_.refusal(), "the source could not be read at the structure (moov)");
     return QLIP_SUCCESS;
@@ -149,11 +150,6 @@ uint64_t bytes_of(const iso_track* track) {
     const auto count = static_cast<uint64_t>(std::max(track->sample_count, 0));
     if (track->sample_size != 0 || !track->sample_sizes) return count * track->sample_size;
     return std::accumulate(track->sample_sizes, track->sample_sizes + count, uint64_t{0});
-}
-
-unsigned int size_of_sample(const iso_track* track, int sample) {
-    if (track->sample_size != 0 || !track->sample_sizes) return track->sample_size;
-    return track->sample_sizes[sample];
 }
 
 unsigned int largest_sample(const iso_track* track) {

@@ -56,7 +56,11 @@ const char* fault_of_tables(const iso_track* track);
 bool all_samples_kept(const iso_track* track);
 
 uint64_t bytes_of(const iso_track* track);
-unsigned int size_of_sample(const iso_track* track, int sample);
+inline unsigned int size_of_sample(const iso_track* track, int sample) {
+    if (track->sample_size != 0 || !track->sample_sizes) return track->sample_size;
+    return track->sample_sizes[sample];
+}
+
 unsigned int largest_sample(const iso_track* track);
 
 qlip_track_info describe(iso_track* track);

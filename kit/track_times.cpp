@@ -65,13 +65,6 @@ int TimeCursor::run(int most) const {
     return static_cast<int>(std::min({int64_t{most}, deltas_.left(), offsets_.left()}));
 }
 
-void TimeCursor::pass(int samples) {
-    decode_ = std::min(decode_ + int64_t{duration()} * samples, kEndOfTime);
-    deltas_.pass(samples);
-    offsets_.pass(samples);
-    sample_ += samples;
-}
-
 void TimeCursor::move_to(int sample) {
     if (sample == sample_ + 1) return next();
     if (sample < sample_) *this = TimeCursor(track_);

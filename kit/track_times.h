@@ -1,6 +1,7 @@
 // The times of a track's samples, from its run-length tables (ISO/IEC 14496-12 8.6), and between clocks.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "qlip/isoff.h"
@@ -112,7 +113,12 @@ class TimeCursor {
 
     // How many samples from here on have one duration and one offset, up to `most`.
     int run(int most) const;
-    void pass(int samples);  // at most a run
+    void pass(int samples) {  // at most a run
+        decode_ = std::min(decode_ + int64_t{duration()} * samples, kEndOfTime);
+        deltas_.pass(samples);
+        offsets_.pass(samples);
+        sample_ += samples;
+    }
 
   private:
     const iso_track* track_ = nullptr;

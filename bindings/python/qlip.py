@@ -185,6 +185,7 @@ def _load() -> ctypes.CDLL:
             ("qlip_stream_read", status, handle, out),
             ("qlip_stream_read_chunk", status, handle, out, out),
             ("qlip_stream_seek", status, handle, time, out),
+            ("qlip_stream_set_first_timestamp", status, handle, ctypes.c_uint32),
             ("qlip_stream_error", text, handle),
             ("qlip_stream_needs", ctypes.c_uint64, handle),
             ("qlip_stream_close", status, out),
@@ -354,6 +355,10 @@ class Stream:
         landed = ctypes.c_int64()
         self._check(_library.qlip_stream_seek(self._handle, time, ctypes.byref(landed)))
         return landed.value
+
+    def set_first_timestamp(self, first: int) -> None:
+        """Another start of the timestamps to come, for a stream that is played again and runs on."""
+        self._check(_library.qlip_stream_set_first_timestamp(self._handle, first))
 
     @property
     def needs(self) -> int:

@@ -91,6 +91,8 @@ class Binding(unittest.TestCase):
             self.assertIn("m=audio 5004 RTP/AVP 97\r\na=rtpmap:97 AMR/8000/1\r\n", sound.sdp(5004))
             self.assertTrue(picture.caps().startswith("application/x-rtp, media=(string)video"))
             self.assertEqual(picture.timestamp(1_000_000_000), 90000)
+            picture.set_first_timestamp(7)
+            self.assertEqual(picture.timestamp(1_000_000_000), 90007)
             report = picture.sender_report(ntp=5, time=sync, cname="test@host")
             self.assertEqual((report[1], len(report) % 4), (200, 0))
 

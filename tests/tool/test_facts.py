@@ -35,6 +35,20 @@ class Info(Case):
         self.assertEqual(track["timescale"], int(stream["time_base"].split("/")[1]))
         if stream["codec_type"] == "video":
             self.assertEqual((track["width"], track["height"]), (stream["width"], stream["height"]))
+            frames, seconds = stream["avg_frame_rate"].split("/")
+            self.assertAlmostEqual(track["frame_rate"], int(frames) / int(seconds), delta=0.01)
+            if stream["codec_name"] == "h264":
+                self.assertEqual((track["level"], track["profile"]), (stream["level"], 66))
+
+    def test_sync_samples_edits_and_several_files(self):
+        films = [sample("h264_hinted"), self.path("nothing"), sample("amrnb")]
+        film, failed, speech = qlip_json("info", *films, expect=3)
+        keys = run("ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=flags", "-of", "csv=p=0",
+                   films[0])[0].count(b"K")
+        self.assertEqual((film["tracks"][0]["sync_samples"], film["source"]["complete"]), (keys, True))
+        self.assertIn("No such file", failed["failure"])
+        self.assertEqual(speech["tracks"][0]["edits"], [{"duration": 3.0, "from": 0.00625}])
+        self.assertEqual(qlip("info", *films, expect=3)[0].count(b" bytes\n  brands"), 2)
 
     def test_hint_tracks_are_taken_or_the_reason_is_told(self):
         self.assertTrue(qlip_json("info", sample("h264_hinted"))["tracks"][0]["hint_tracks"][0]["taken"])

@@ -4,7 +4,7 @@ import struct
 import subprocess
 import unittest
 
-from host import QLIP, Case, qlip, raw_frames, read_file, run, sample
+from host import QLIP, Case, qlip, qlip_json, raw_frames, read_file, run, sample
 
 COPIED = ["amrnb", "amrwb", "h263", "h263_cif_faststart", "mpeg4", "h264", "h264_hinted", "av_h263_amrnb_hinted",
           "mpeg4_with_aac"]
@@ -50,6 +50,8 @@ class Writing(Case):
                 with self.subTest(name=name, options=options):
                     out = self.path("copy.3gp")
                     qlip("copy", sample(name), out, *options)
+                    self.assertEqual(*([track["edits"] for track in qlip_json("info", path)["tracks"]]
+                                       for path in (out, sample(name))))
                     for kind in "va":
                         self.assertEqual(decoded(out, kind), decoded(sample(name), kind))
                         self.assertEqual(packet_sizes(out, kind), packet_sizes(sample(name), kind))

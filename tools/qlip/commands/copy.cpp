@@ -210,6 +210,7 @@ void run(const Options& options) {
     std::vector<Copy> copies = choose(options, host, source, state);
     host.refuse_short_reads();
     MovieWriter movie(options.out, options.movie, static_cast<int>(copies.size()), {options.in});
+    movie.file()->timescale = std::max(source->timescale, 1U);  // which edits count in
     for (Copy& copy : copies)
         describe(movie, copy);
     connect_hints(copies);

@@ -5,12 +5,14 @@
 
 #include "commands/commands.h"
 #include "host/json_text.h"
+#include "host/message.h"
 #include "host/output.h"
 #include "host/text.h"
 #include "host/tool_error.h"
 #include "movie/movie.h"
 #include "movie/track_facts.h"
 #include "qlip/qlip.h"
+#include "stream/kit_track.h"
 
 namespace qlip_tool {
 namespace {
@@ -26,12 +28,13 @@ constexpr const char* kAbout =
     "\n"
     "Examples:\n"
     "  qlip info clip.3gp\n"
+    "  qlip info *.3gp\n"
     "  qlip info clip.3gp --json | jq '.open.rv.opens'";
 
 constexpr double kMostShown = 1e18;  // of a bit rate
 
 struct Options {
-    std::string file;
+    std::vector<std::string> files;
     bool json = false;
 };
 
@@ -40,6 +43,10 @@ Json json_of(const HintFacts& hint) {
         {"track", hint.track_id}, {"max_packet_size", hint.max_packet_size}, {"taken", hint.taken}};
     if (!hint.taken) object["why_not"] = hint.why_not;
     return object;
+}
+
+double frame_rate(const TrackFacts& track) {
+    return track.seconds > 0.0 ? track.samples / track.seconds : 0.0;
 }
 
 Json json_of(const TrackFacts& track) {
@@ -55,6 +62,16 @@ Json json_of(const TrackFacts& track) {
                    {"bit_rate", track.bits_per_second}};
     if (track.width != 0 || track.height != 0)
         object.update({{"width", track.width}, {"height", track.height}});
+    if (!track.profile.empty()) {
+        object["frame_rate"] = frame_rate(track);
+        object["profile"] = track.profile_number;
+        object["level"] = track.level_number;
+    }
+    object["sync_samples"] = track.sync_samples;
+    object["edits"] = Json::array();
+    for (const EditFacts& edit : track.edits)
+        object["edits"].push_back(
+            {{"duration", edit.seconds}, {"from", edit.from < 0.0 ? Json() : Json(edit.from)}});
     if (track.is_amr) {
         object["amr"] = {{"mode_set", track.mode_set},
                          {"modes", track.amr_modes},
@@ -89,6 +106,21 @@ Json json_of(const FileState& state) {
     return object;
 }
 
+// What a player of the file would wait for.
+qlip_source_info source_state(FileHost& host) {
+    qlip_source_info state = QLIP_SOURCE_INFO_INIT;
+    qlip_source_state(kit_source(host, true).get(), &state);
+    return state;
+}
+
+Json json_of(const qlip_source_info& source) {
+    constexpr std::array<const char*, 3> kStates = {"not yet", "whole", "damaged"};
+    return {{"structure", kStates[source.structure]},
+            {"structure_first", source.structure_first != 0},
+            {"complete", source.complete != 0},
+            {"needed_bytes", source.needed}};
+}
+
 Json json_of(const FileFacts& facts, FileHost& host) {
     Json object = {{"file", host.path()}, {"bytes", host.size()}};
     object["major_brand"] = facts.has_brands ? Json(facts.major_brand) : Json();
@@ -97,6 +129,7 @@ Json json_of(const FileFacts& facts, FileHost& host) {
     object["duration"] = facts.seconds;
     object["structure"] = json_of(facts.state);
     object["missing_media_bytes"] = facts.state.missing ? Json(*facts.state.missing) : Json();
+    object["source"] = json_of(source_state(host));
     object["tracks"] = Json::array();
     for (const TrackFacts& track : facts.tracks)
         object["tracks"].push_back(json_of(track));
@@ -141,6 +174,14 @@ void show_track(Output& out, const TrackFacts& track) {
         out.print("    note    a sample above {} bytes ends the stream where it stands\n",
                   count_text(kLargestSample));
     }
+    if (!track.profile.empty()) {
+        out.print("    video   {}, {:.2f} pictures a second, {} of them sync samples\n", track.profile,
+                  frame_rate(track), count_text(track.sync_samples));
+    }
+    for (const EditFacts& edit : track.edits) {
+        out.print("    edit    {}, {}\n", duration_text(edit.seconds),
+                  edit.from < 0.0 ? "of nothing" : "from " + duration_text(edit.from) + " of the media on");
+    }
     if (track.is_amr) show_amr(out, track);
     if (track.is_hint) {
         out.print("    hints   for track {}\n", track.hints_for);
@@ -162,6 +203,9 @@ void show(Output& out, const FileFacts& facts, FileHost& host) {
     out.print("{}: {} bytes\n", host.path(), count_text(host.size()));
     show_brands(out, facts);
     out.print("  state     {}\n", state_text(facts.state));
+    if (const qlip_source_info source = source_state(host);
+        source.complete == 0 && source.needed > source.size)
+        out.print("  needs     {} bytes, to go on\n", count_text(source.needed));
     if (!facts.state.damage.empty()) out.print("  damage    {}\n", facts.state.damage);
     out.print("  duration  {}\n", duration_text(facts.seconds));
     for (const TrackFacts& track : facts.tracks)
@@ -170,19 +214,54 @@ void show(Output& out, const FileFacts& facts, FileHost& host) {
     show_open(out, facts.video);
 }
 
-void run(const Options& options) {
-    FileHost host(options.file);
-    const FileFacts facts = read_facts(host);
-    Output out;
-    if (options.json) {
-        out.print("{}\n", json_text(json_of(facts, host), 2));
-    } else {
-        show(out, facts, host);
-    }
-    out.finish();
+void throw_unless_sound(FileHost& host, const FileFacts& facts) {
     throw_unless_whole(host, facts.state);
-    if (!facts.tracks.empty()) return;
-    throw ToolError(Exit::bad_input, options.file + ": " + facts.video.why_not);
+    if (facts.tracks.empty()) throw ToolError(Exit::bad_input, host.path() + ": " + facts.video.why_not);
+}
+
+void show_all(const Options& options, Output& out, std::vector<ToolError>& failures) {
+    for (const std::string& file : options.files) {
+        try {
+            FileHost host(file);
+            const FileFacts facts = read_facts(host);
+            show(out, facts, host);
+            throw_unless_sound(host, facts);
+        } catch (const ToolError& error) {
+            failures.push_back(error);
+        }
+    }
+}
+
+void show_json(const Options& options, Output& out, std::vector<ToolError>& failures) {
+    Json list = Json::array();
+    for (const std::string& file : options.files) {
+        list.push_back({{"file", file}});
+        try {
+            FileHost host(file);
+            const FileFacts facts = read_facts(host);
+            list.back() = json_of(facts, host);
+            throw_unless_sound(host, facts);
+        } catch (const ToolError& error) {
+            list.back()["failure"] = error.what();
+            failures.push_back(error);
+        }
+    }
+    const bool shown = list.size() > 1 || list.front().size() > 2;
+    if (shown) out.print("{}\n", json_text(list.size() == 1 ? list.front() : list, 2));
+}
+
+// What is wrong with one file does not keep the others from being shown; the last failure is the command's.
+void run(const Options& options) {
+    std::vector<ToolError> failures;
+    Output out;
+    (options.json ? show_json : show_all)(options, out, failures);
+    out.finish();
+    if (failures.empty()) return;
+    const ToolError last = failures.back();
+    failures.pop_back();
+    for (const ToolError& error : failures)
+        say("qlip: {}\n", error.what());
+    throw last;
 }
 
 }  // namespace
@@ -191,8 +270,9 @@ void add_info(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("info", "Show what a file holds and what can be delivered");
     command->footer(kAbout);
-    command->add_option("FILE", options->file, "The 3GP file")->required();
-    command->add_flag("--json", options->json, "One JSON document instead of lines");
+    command->add_option("FILE", options->files, "The 3GP file, or several")->required();
+    command->add_flag("--json", options->json,
+                      "One JSON document instead of lines; a list for several files");
     command->callback([options] { run(*options); });
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <sstream>
 
 #include "host/text.h"
@@ -58,6 +59,37 @@ std::vector<std::string> modes_of(const iso_track& track) {
     return modes;
 }
 
+// ITU-T H.264 annex A, H.263 annex X; MPEG-4 visual has both in one number (ISO/IEC 14496-2 annex G).
+std::string profile_of(const iso_track& track) {
+    switch (track.codec) {
+        case ISO_CODEC_AVC1: {
+            static const std::map<unsigned int, const char*> kNames = {
+                {66, "Baseline"}, {77, "Main"}, {88, "Extended"}, {100, "High"}};
+            const auto name = kNames.find(track.profile);
+            return fmt::format("{} profile, level {}.{}",
+                               name == kNames.end() ? std::to_string(track.profile) : name->second,
+                               track.level / 10, track.level % 10);
+        }
+        case ISO_CODEC_S263:
+            return fmt::format("profile {}, level {}", track.profile, track.level);
+        case ISO_CODEC_MP4V:
+            return fmt::format("profile and level {}", track.level);
+        default:
+            return {};
+    }
+}
+
+std::vector<EditFacts> edits_of(const Movie& movie, const iso_track& track) {
+    constexpr unsigned int kEmpty = 0xFFFFFFFF;
+    std::vector<EditFacts> edits;
+    for (int i = 0; track.edits && i < track.edit_count; ++i) {
+        const unsigned int from = track.edits[i][1];
+        edits.push_back({track.edits[i][0] / static_cast<double>(std::max(movie->timescale, 1U)),
+                         from == kEmpty ? -1.0 : from / static_cast<double>(std::max(track.timescale, 1U))});
+    }
+    return edits;
+}
+
 std::string why_not_taken(const iso_track& hint, const iso_track* chosen, bool video) {
     if (!video) return "audio is delivered frame by frame, without hints";
     if (hint.max_packet_size == 0) return "its largest packet size is 0, which counts as no hint track";
@@ -101,6 +133,11 @@ TrackFacts describe(const Movie& movie, iso_track& track) {
         facts.width = track.width;
         facts.height = track.height;
     }
+    facts.profile = profile_of(track);
+    facts.profile_number = track.profile;
+    facts.level_number = track.level;
+    facts.sync_samples = static_cast<unsigned int>(track.sync_count > 0 ? track.sync_count : facts.samples);
+    facts.edits = edits_of(movie, track);
     facts.is_amr = row.audio;
     facts.mode_set = track.mode_set;
     facts.frames_per_sample = track.frames_per_sample;

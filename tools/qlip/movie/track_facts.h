@@ -17,6 +17,11 @@ struct HintFacts {
     std::string why_not;  // empty when taken
 };
 
+struct EditFacts {
+    double seconds;
+    double from;  // in the media; below 0: nothing is shown
+};
+
 struct TrackFacts {
     unsigned int id;
     std::string handler;
@@ -31,6 +36,10 @@ struct TrackFacts {
     double seconds;
     double bits_per_second;  // 0 when the duration is 0
     unsigned int width, height;
+    std::string profile;  // and level, in words; empty where the file says none
+    unsigned int profile_number, level_number;
+    unsigned int sync_samples;  // at which decoding can start
+    std::vector<EditFacts> edits;
     bool is_amr;
     unsigned int mode_set, frames_per_sample;
     std::vector<std::string> amr_modes;

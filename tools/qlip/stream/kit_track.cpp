@@ -12,8 +12,13 @@ namespace {
 
 constexpr const char* kSenderName = "qlip@localhost";  // the same for all tracks: RFC 3550 6.5.1
 
-// The file that is open already, so that a failure to read and the progress are seen.
-qlip_source* source_over(FileHost& host) {
+bool is_absent(int status) {
+    return status == QLIP_NO_SUCH_TRACK || status == QLIP_UNKNOWN_CODER;
+}
+
+}  // namespace
+
+KitSource kit_source(FileHost& host, bool growing) {
     qlip_source_functions functions = QLIP_SOURCE_FUNCTIONS_INIT;
     functions.read_at = [](void* user, void* to, size_t size, uint64_t offset) -> int64_t {
         FileHost& from = *static_cast<FileHost*>(user);
@@ -21,27 +26,21 @@ qlip_source* source_over(FileHost& host) {
         return from.unreadable() ? int64_t{QLIP_READ_FAILED} : static_cast<int64_t>(got);
     };
     functions.size = [](void* user) { return static_cast<FileHost*>(user)->size(); };
+    qlip_limits limits = QLIP_LIMITS_INIT;
+    limits.line = [](int, const char* text, void*) { std::puts(text); };  // where --diagnostics looks for it
     qlip_source* source = nullptr;
     if (qlip_source_custom(&source, &functions, &host) != QLIP_SUCCESS)
         throw ToolError(Exit::io, "no memory to read " + host.path());
-    return source;
+    qlip_source_set_limits(source, &limits);
+    qlip_source_set_growing(source, growing ? 1 : 0);
+    return KitSource(source);
 }
-
-bool is_absent(int status) {
-    return status == QLIP_NO_SUCH_TRACK || status == QLIP_UNKNOWN_CODER;
-}
-
-}  // namespace
 
 KitTrack::KitTrack(FileHost& host, Growth growth, const TrackOptions& options)
     : host_(host),
       growth_(growth),
-      source_(source_over(host)),
+      source_(kit_source(host, growth.follows())),
       pieces_(options.as_stream ? "chunks" : "frames") {
-    qlip_source_set_growing(source_.get(), growth_.follows() ? 1 : 0);
-    qlip_limits limits = QLIP_LIMITS_INIT;
-    limits.line = [](int, const char* text, void*) { std::puts(text); };  // where --diagnostics looks for it
-    qlip_source_set_limits(source_.get(), &limits);
     std::string reason;
     int status = QLIP_SUCCESS;
     do {

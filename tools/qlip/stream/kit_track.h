@@ -14,6 +14,14 @@
 
 namespace qlip_tool {
 
+struct CloseSource {
+    void operator()(qlip_source* source) const { qlip_source_close(&source); }
+};
+using KitSource = std::unique_ptr<qlip_source, CloseSource>;
+
+// A source over the file that is open already, so that a failure to read and the progress are seen.
+KitSource kit_source(FileHost& host, bool growing);
+
 // What becomes of a track.
 struct TrackOptions {
     std::string mode;  // "ra", "rv", or empty for video if there is any, else audio
@@ -46,9 +54,6 @@ class KitTrack : public ChunkSource {
     std::vector<unsigned char> sender_report(uint64_t ntp, int64_t time) const;
 
   private:
-    struct CloseSource {
-        void operator()(qlip_source* source) const { qlip_source_close(&source); }
-    };
     struct CloseStream {
         void operator()(qlip_stream* stream) const { qlip_stream_close(&stream); }
     };
@@ -62,7 +67,7 @@ class KitTrack : public ChunkSource {
 
     FileHost& host_;
     Growth growth_;
-    std::unique_ptr<qlip_source, CloseSource> source_;
+    KitSource source_;
     std::unique_ptr<qlip_stream, CloseStream> stream_;
     uint64_t delivered_ = 0;  // frames or chunks
     const char* pieces_;
