@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/cost.h"
 #include "fuzz/require.h"
 #include "tests/support/memory_host.h"
 
@@ -17,10 +18,12 @@ class ChunkReader {
     // Opens, and reads at most `limit` chunks while they come. Statuses 2 and 17 do not stop it at once.
     static void stream(qlip_test::MemoryHost& host, const char* mode, bool indexed, int limit) {
         host.position = 0;
+        const unsigned long before = host.calls;
         mm_Interface* handle = nullptr;
         const int opened = qlip_Open(&handle, host.record(), mode);
         require(opened == QLIP_SUCCESS || opened == QLIP_FAILURE || opened == QLIP_NO_MEMORY);
         require((handle != nullptr) == (opened == QLIP_SUCCESS));
+        require(host.calls - before <= most_calls(host.bytes.size()));
         ChunkReader reader(mode[1] == 'a');
         for (int setbacks = 0; handle != nullptr && limit > 0 && setbacks < 8; --limit)
             setbacks += reader.read(handle, indexed) == QLIP_SUCCESS ? 0 : 1;

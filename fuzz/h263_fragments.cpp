@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/cost.h"
 #include "fuzz/require.h"
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
@@ -78,6 +79,7 @@ void check(const Bytes& out, size_t written, const Bytes& picture, const wld_nat
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 4 || size > 60000) return 0;
+    const qlip_fuzz::Cost cost(size, 4);
     const Settings settings = settings_from(data, size);
     Bytes picture(data + 4, data + size);
     const Bytes before = picture;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/cost.h"
 #include "fuzz/require.h"
 #include "qlip/isoff.h"
 #include "tests/support/memory_host.h"
@@ -79,10 +80,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     static GuardedBuffer buffer;
     qlip_test::MemoryHost host(qlip_test::Bytes(data, data + size));
     host.keep_log = false;
+    const qlip_fuzz::Cost cost(size, 4);
     auto* io = host.record();
     char mode[] = "r";
     iso_file* file = isoFFopen(io, mode, nullptr);
     require(file != nullptr);
+    require(host.calls <= qlip_fuzz::most_calls(size));
     ask(file);
     int left = 20;
     for (iso_track* track = file->tracks; track && left > 0; track = track->next, --left) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fuzz/chunk_reader.h"
+#include "fuzz/cost.h"
 #include "qlip/host.h"
 
 using qlip_fuzz::require;
@@ -155,6 +156,7 @@ void play(const uint8_t* data, size_t size, qlip_medium medium) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const qlip_fuzz::Cost cost(size, 16);
     play(data, size, QLIP_AUDIO);
     play(data, size, QLIP_VIDEO);
     qlip_source* source = nullptr;

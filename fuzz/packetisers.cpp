@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/byte_order.h"
+#include "fuzz/cost.h"
 #include "fuzz/require.h"
 #include "packets/frame_cuts.h"
 #include "qlip/amr_isoff.h"
@@ -163,6 +164,7 @@ void run_amr_helpers(Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const qlip_fuzz::Cost cost(size, 1);
     Input input(data, size);
     switch (input.take(1) % 4) {
         case 0:

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz/cost.h"
 #include "fuzz/require.h"
 #include "qlip/SimpleException.h"
 #include "qlip/native_stream.h"
@@ -67,6 +68,7 @@ std::unique_ptr<PropFileVideo> make_video(unsigned char kind, C3gpInterface* rea
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     if (size < kKnobs) return 0;
     sx_Debug = 0;
+    const qlip_fuzz::Cost cost(size, 2);
     const Bytes hint(data + kKnobs, data + size);
     qlip_test::ReaderStub reader;
     reader.show_media(Bytes(data[3], 0x5A));

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "fuzz/cost.h"
 #include "fuzz/mpeg4_visual.h"
 #include "fuzz/require.h"
 #include "qlip/SimpleException.h"
@@ -71,7 +72,8 @@ void seek_somewhere(C3gpInterface& reader, Choices& choices) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    sx_Debug = 0;
+    sx_Debug = 4;  // errors and warnings go to the system log
+    const qlip_fuzz::Cost cost(size, 8);
     Choices choices(data, size);
     qlip_test::MemoryHost host({data, data + size});
     host.keep_log = false;
@@ -82,7 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         host.arrived = std::nullopt;
         host.calls = 0;
         const unsigned int status = reader.Open(host.record(), mode);
-        require(host.calls <= 32 * size + 20000);
+        require(host.calls <= qlip_fuzz::most_calls(size));
         require(status == 0 || status == 2 || status == 4 || status == 6 || status == 11 || status == 12 ||
                 status == 14 || status == 15);
         if (choices.next() & 1) host.arrived = choices.next() * 512;

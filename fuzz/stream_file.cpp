@@ -2,10 +2,12 @@
 #include <cstdint>
 
 #include "fuzz/chunk_reader.h"
+#include "fuzz/cost.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     qlip_test::MemoryHost host(qlip_test::Bytes(data, data + size));
     host.keep_log = false;
+    const qlip_fuzz::Cost cost(size, 8);
     constexpr int kChunks = 400;
     for (const char* mode : {"ra", "rv"}) {
         for (const bool indexed : {false, true})

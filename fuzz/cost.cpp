@@ -1,0 +1,74 @@
+#include "fuzz/cost.h"
+
+#include <sanitizer/allocator_interface.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "fuzz/require.h"
+
+namespace {
+
+// The engine believes a moov and a media box of up to 64 MB without a look at the end of the file, and takes
+// room that it then fills no further than the file goes.
+constexpr size_t kClaim = size_t{4} << 20;
+constexpr unsigned int kClaimsOfAFile = 2;
+
+struct Spent {
+    uint64_t bytes = 0;
+    uint64_t claims = 0;
+    uint64_t lines = 0;
+} spent;
+
+void count_block(const volatile void* /*block*/, size_t size) {
+    if (size < kClaim) {
+        spent.bytes += size;
+    } else {
+        ++spent.claims;
+    }
+}
+
+void count_nothing(const volatile void* /*block*/) {}
+
+ssize_t count_lines(void* /*cookie*/, const char* text, size_t size) {
+    spent.lines += static_cast<uint64_t>(std::count(text, text + size, '\n'));
+    return static_cast<ssize_t>(size);
+}
+
+void install() {
+    static const bool installed = [] {
+        stdout = fopencookie(nullptr, "w", {nullptr, count_lines, nullptr, nullptr});
+        return stdout && __sanitizer_install_malloc_and_free_hooks(count_block, count_nothing) != 0;
+    }();
+    qlip_fuzz::require(installed);
+}
+
+}  // namespace
+
+// Stands in for the C library's, so that nothing of a run reaches the machine's log.
+extern "C" void syslog(int /*priority*/, const char* /*format*/, ...) {
+    ++spent.lines;
+}
+
+namespace qlip_fuzz {
+
+// Beside what is in proportion, an open file has buffers of a fixed size, of which the largest is the arena;
+// and each of the few dozen kinds of lines is written 64 times, but no more often than there is room for a
+// box in the file.
+Cost::Cost(size_t input, unsigned int times)
+    : most_bytes_(times * (64 * uint64_t{input} + (3 << 20))),
+      most_claims_(times * kClaimsOfAFile),
+      most_lines_(times * std::min<uint64_t>(64 + input / 2, uint64_t{40} * 65)) {
+    install();
+    spent = {};
+}
+
+Cost::~Cost() {
+    const Spent now = spent;
+    if (now.bytes <= most_bytes_ && now.claims <= most_claims_ && now.lines <= most_lines_) return;
+    std::fprintf(stderr, "cost: %lu bytes of %lu allowed, %lu claims of %lu, %lu lines of %lu\n", now.bytes,
+                 most_bytes_, now.claims, most_claims_, now.lines, most_lines_);
+    require(false);
+}
+
+}  // namespace qlip_fuzz
