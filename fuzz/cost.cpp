@@ -14,6 +14,9 @@ namespace {
 constexpr size_t kClaim = size_t{4} << 20;
 constexpr unsigned int kClaimsOfAFile = 2;
 
+constexpr uint64_t kKindsOfLines = 24;  // that one file brings out
+constexpr uint64_t kMostOfAKind = 64;
+
 struct Spent {
     uint64_t bytes = 0;
     uint64_t claims = 0;
@@ -52,13 +55,11 @@ extern "C" void syslog(int /*priority*/, const char* /*format*/, ...) {
 
 namespace qlip_fuzz {
 
-// Beside what is in proportion, an open file has buffers of a fixed size, of which the largest is the arena;
-// and each of the few dozen kinds of lines is written 64 times, but no more often than there is room for a
-// box in the file.
+// Beside what is in proportion, an open file has buffers of a fixed size, of which the largest is the arena.
 Cost::Cost(size_t input, unsigned int times)
     : most_bytes_(times * (64 * uint64_t{input} + (3 << 20))),
       most_claims_(times * kClaimsOfAFile),
-      most_lines_(times * std::min<uint64_t>(64 + input / 2, uint64_t{40} * 65)) {
+      most_lines_(times * kKindsOfLines * (kMostOfAKind + 1)) {
     install();
     spent = {};
 }
