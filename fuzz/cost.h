@@ -7,10 +7,21 @@
 
 namespace qlip_fuzz {
 
+struct Spent {
+    uint64_t bytes = 0;    // of blocks
+    uint64_t claims = 0;   // blocks so large that they are counted one by one,
+    uint64_t claimed = 0;  // and their bytes
+    uint64_t lines = 0;
+};
+
+// Counts from now on, and what was counted since the last Cost began.
+void watch();
+Spent spent();
+
 class Cost {
   public:
-    // `times`: how often the target goes through the input.
-    Cost(size_t input, unsigned int times);
+    // `times`: how often the target goes through the input. `lines_of_a_byte`: where lines are asked for.
+    Cost(size_t input, unsigned int times, unsigned int lines_of_a_byte = 0);
     ~Cost();
     Cost(const Cost&) = delete;
     Cost& operator=(const Cost&) = delete;

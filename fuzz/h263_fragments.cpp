@@ -79,7 +79,7 @@ void check(const Bytes& out, size_t written, const Bytes& picture, const wld_nat
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 4 || size > 60000) return 0;
-    const qlip_fuzz::Cost cost(size, 4);
+    const qlip_fuzz::Cost cost(size, 4, 64);
     const Settings settings = settings_from(data, size);
     Bytes picture(data + 4, data + size);
     const Bytes before = picture;

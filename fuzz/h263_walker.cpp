@@ -103,7 +103,7 @@ void search_boundaries(Input input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const qlip_fuzz::Cost cost(size, 16);
+    const qlip_fuzz::Cost cost(size, 16, 64);
     const Input input = input_from(data, size);
     run_each_operation(input);
     walk_picture(input);
