@@ -1,0 +1,261 @@
+// Memory that is not there: each allocation of a life fails in turn, once and for ever. Whatever had been
+// taken is given back, the status says what was lacking, and what was delivered before is good.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+
+#include "qlip/SimpleException.h"
+#include "qlip/c3gpinterface.h"
+#include "qlip/isoff.h"
+#include "qlip/vorn3gp.h"
+#include "tests/support/memory_file.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/samples.h"
+
+// Sanitizers own the C library's functions.
+#if !defined(__SANITIZE_ADDRESS__)
+
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* block, size_t size);
+void __libc_free(void* block);
+}
+
+namespace {
+
+struct Heap {
+    bool watched = false;
+    long live = 0;
+    unsigned long calls = 0;
+    unsigned long failing = 0;  // the call that fails; 0 none
+    bool for_ever = false;
+
+    bool fails() { return watched && (++calls == failing || (for_ever && failing != 0 && calls > failing)); }
+    void* taken(void* block) {
+        if (watched && block) ++live;
+        return block;
+    }
+} heap;
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(size_t size) {
+    return heap.fails() ? nullptr : heap.taken(__libc_malloc(size));
+}
+
+void* calloc(size_t count, size_t size) {
+    return heap.fails() ? nullptr : heap.taken(__libc_calloc(count, size));
+}
+
+void* realloc(void* block, size_t size) {
+    if (!block) return malloc(size);
+    return heap.fails() ? nullptr : __libc_realloc(block, size);
+}
+
+void free(void* block) {
+    if (heap.watched && block) --heap.live;
+    __libc_free(block);
+}
+
+// The C library's own keeps memory, for the time zone.
+void syslog(int /*priority*/, const char* /*format*/, ...) {}
+void __syslog_chk(int /*priority*/, int /*flag*/, const char* /*format*/, ...) {}
+}
+
+namespace qlip_test {
+namespace {
+
+constexpr int kSample = 64000;
+unsigned char buffer[QLIP_LARGEST_CHUNK];
+MemoryFile output;
+
+// ---- Lives: each leaves nothing behind, and results in a status ----
+
+constexpr unsigned int kNoMemory = QLIP_NO_MEMORY;
+
+unsigned int session(MemoryHost& host, const char* mode) {
+    mm_Interface* handle = nullptr;
+    const int opened = qlip_Open(&handle, host.record(), mode);
+    if (opened != QLIP_SUCCESS) return static_cast<unsigned int>(opened);
+    for (unsigned int size = 0; qlip_ReadChunk(handle, buffer, &size, true) == QLIP_SUCCESS;) {
+    }
+    return static_cast<unsigned int>(qlip_Close(&handle));
+}
+
+unsigned int second_reader(MemoryHost& host, const char* mode) {
+    C3gpInterface reader(65536);
+    const unsigned int opened = reader.Open(host.record(), mode);
+    for (unsigned int status = 0, calls = 0; status != 1 && calls < (opened == 0 ? 1000U : 3U); ++calls) {
+        unsigned int size = 4096;
+        status = reader.ReadChunk(buffer, &size, true);
+        if (opened == 0 && status > 1) return status;
+    }
+    return opened;
+}
+
+unsigned int engine(MemoryHost& host, const char* /*mode*/) {
+    auto* io = host.record();
+    char mode[] = "r";
+    iso_file* file = isoFFopen(io, mode, nullptr);
+    if (!file) return kNoMemory;
+    double time = 0, cto = 0;
+    for (iso_track* track = file->tracks; track; track = track->next) {
+        while (isoFFread(track, buffer, kSample, &time, &cto) >= 0) {
+        }
+        isoFFsetPosition(track, 0);
+        iso_track* hint = isoFFrtpHinter(track, 1400);
+        while (hint && isoFFrtpPacket(hint, buffer) > 0) {
+        }
+    }
+    isoFFclose(file);
+    return 0;
+}
+
+unsigned int box_tree(MemoryHost& host, const char* /*mode*/) {
+    Vorn3gp::Simple3gp tree;
+    auto* io = host.record();
+    try {
+        tree.Read(io, static_cast<unsigned int>(host.bytes.size()));
+    } catch (const std::bad_alloc&) {
+        return kNoMemory;
+    }
+    return 0;
+}
+
+// Writes the bytes of the host's file as frames.
+unsigned int writer(MemoryHost& host, const char* mode) {
+    output.bytes.clear();
+    output.position = 0;
+    _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* no_input = nullptr;
+    char writing[] = "w";
+    iso_file* file = isoFFopen(no_input, writing, nullptr);
+    if (!file) return kNoMemory;
+    file->stream = output.stream();
+    if (mode[1] == 'v') {  // the two media stand for the two ways of writing
+        file->status_flags |= ISO_STATUS_DIRECT;
+        file->direct_tracks = 1;
+    }
+    iso_track* track = isoFFtrack(file);
+    bool lacking = !track;
+    if (track) {
+        track->codec = ISO_CODEC_SAMR;
+        track->timescale = 8000;
+        track->default_delta = 160;
+    }
+    for (size_t at = 0; !lacking && at + 100 <= host.bytes.size() && at < 5000; at += 100)
+        lacking = isoFFwrite(track, &host.bytes[at], 100, 160, 0) != 100;
+    isoFFclose(file);
+    return lacking ? kNoMemory : 0;
+}
+
+struct Life {
+    const char* name;
+    unsigned int (*run)(MemoryHost&, const char*);
+    unsigned int otherwise;  // the other outcome that there may be
+};
+
+// The engine keeps the boxes that it had room for, and a session finds no track among those; a writer that
+// could not write its header ends as any other.
+constexpr Life kLives[] = {{"session", session, QLIP_FAILURE},
+                           {"second reader", second_reader, kNoMemory},
+                           {"engine", engine, 0},
+                           {"box tree", box_tree, kNoMemory},
+                           {"writer", writer, 0}};
+
+// ---- The runs ----
+
+struct Outcome {
+    unsigned int status;
+    bool reached;
+    long left;
+};
+
+Outcome run(const Life& life, MemoryHost& host, const char* mode, unsigned long failing, bool for_ever) {
+    host.position = 0;
+    heap = {.watched = true, .failing = failing, .for_ever = for_ever};
+    const unsigned int status = life.run(host, mode);
+    heap.watched = false;
+    return {status, failing != 0 && heap.calls >= failing, heap.live};
+}
+
+void fail_each(const Life& life, MemoryHost& host, const char* mode, unsigned long* points) {
+    ASSERT_EQ(run(life, host, mode, 0, false).left, 0);
+    for (const bool for_ever : {false, true}) {
+        for (unsigned long call = 1;; ++call) {
+            const Outcome outcome = run(life, host, mode, call, for_ever);
+            ASSERT_EQ(outcome.left, 0) << "at allocation " << call << (for_ever ? " and later" : "");
+            if (!outcome.reached) break;
+            ASSERT_THAT(outcome.status, testing::AnyOf(kNoMemory, life.otherwise))
+                << "at allocation " << call;
+            ++*points;
+        }
+    }
+}
+
+// The smallest films with each kind of media and hints.
+Bytes small_film(bool video) {
+    TrackPlan media = {.samples = {Bytes(32, 0x3C), Bytes(32, 0x3C)}, .sample_entry = samr_entry()};
+    if (video) {
+        media = {.handler = "vide",
+                 .timescale = 90000,
+                 .samples = {Bytes(40, 1), Bytes(40, 2)},
+                 .sample_entry = visual_entry("s263", 176, 144, d263())};
+    }
+    const auto packet = [&](unsigned int sample) {
+        std::vector<Bytes> parts = {hint_sample_data(video ? 38 : 32, sample, video ? 2 : 0)};
+        parts.insert(parts.begin(), hint_immediate(video ? Bytes{4, 0} : Bytes{0xF0}));
+        return hint_sample({{.sequence = sample, .marker = true, .constructors = parts}});
+    };
+    TrackPlan hint = {.handler = "hint",
+                      .id = 2,
+                      .samples = {packet(1), packet(2)},
+                      .sample_entry = rtp_entry(1400, 8000),
+                      .hint_reference = 1};
+    return build_movie({.tracks = {media, hint}});
+}
+
+class MemoryTest : public testing::TestWithParam<Life> {
+  protected:
+    // The harness takes its own memory while nobody watches.
+    void SetUp() override {
+        sx_Debug = 0;
+        setvbuf(output.stream(), nullptr, _IONBF, 0);
+        output.bytes.reserve(1 << 20);
+    }
+    unsigned long points_ = 0;
+};
+
+TEST_P(MemoryTest, ThatIsNotThereIsSaidAndLeavesNothingBehind) {
+    for (const bool video : {false, true}) {
+        MemoryHost host(small_film(video));
+        host.keep_log = false;
+        ASSERT_NO_FATAL_FAILURE(fail_each(GetParam(), host, video ? "rv" : "ra", &points_));
+    }
+    for (const std::string& name : sample_names()) {
+        MemoryHost host(sample(name));
+        host.keep_log = false;
+        for (const char* mode : {"ra", "rv"}) {
+            SCOPED_TRACE(name + " " + mode);
+            if (GetParam().run(host, mode) != 0) continue;
+            ASSERT_NO_FATAL_FAILURE(fail_each(GetParam(), host, mode, &points_));
+        }
+    }
+    std::printf("%s: %lu points of failure\n", GetParam().name, points_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lives, MemoryTest, testing::ValuesIn(kLives), [](const auto& row) {
+    std::string name = row.param.name;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+});
+
+}  // namespace
+}  // namespace qlip_test
+
+#endif
