@@ -21,6 +21,14 @@ using qlip_test::MemoryHost;
 
 namespace {
 
+// The memory sanitizer takes what the standard library's own code wrote, such as the links of a map, for
+// unset. The C path does without that code.
+#if defined(__has_feature) && __has_feature(memory_sanitizer)
+constexpr bool kStandardLibraryIsWatched = false;
+#else
+constexpr bool kStandardLibraryIsWatched = true;
+#endif
+
 Bytes read_file(const char* path) {
     FILE* file = std::fopen(path, "rb");
     require(file != nullptr);
@@ -89,10 +97,12 @@ unsigned long handle(const Bytes& file) {
     MemoryHost host(file);
     unsigned long sum = 0;
     for (const char* mode : {"ra", "rv"}) {
-        for (const bool indexed : {false, true})
-            sum += stream(host, mode, indexed) + stream_boxes(host, mode, indexed);
+        for (const bool indexed : {false, true}) {
+            sum += stream(host, mode, indexed);
+            if (kStandardLibraryIsWatched) sum += stream_boxes(host, mode, indexed);
+        }
     }
-    read_tree(host);
+    if (kStandardLibraryIsWatched) read_tree(host);
     return sum;
 }
 
