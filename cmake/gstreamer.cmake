@@ -7,5 +7,5 @@ elseif(QLIP_GSTREAMER AND NOT QLIP_GSTREAMER STREQUAL "AUTO")
 endif()
 if(PKG_CONFIG_FOUND AND QLIP_GSTREAMER)
   pkg_check_modules(QLIP_GSTREAMER ${gstreamer_required} IMPORTED_TARGET
-    gstreamer-1.0>=1.22 gstreamer-base-1.0 gstreamer-rtsp-server-1.0)
+    gstreamer-1.0>=1.22 gstreamer-base-1.0 gstreamer-rtsp-1.0 gstreamer-rtsp-server-1.0 gio-2.0)
 endif()

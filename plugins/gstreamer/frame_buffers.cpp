@@ -2,8 +2,7 @@
 
 namespace qlip::gst {
 
-GstBufferList* list_of_buffers(const qlip_frame& frame, GstClockTime time) {
-    GstBufferList* list = gst_buffer_list_new_sized(frame.packet_count);
+void add_buffers(GstBufferList* list, const qlip_frame& frame, GstClockTime time) {
     for (unsigned int i = 0; i < frame.packet_count; ++i) {
         const iovec& packet = frame.packets[i];
         GstBuffer* buffer = gst_buffer_new_allocate(nullptr, packet.iov_len, nullptr);
@@ -14,7 +13,6 @@ GstBufferList* list_of_buffers(const qlip_frame& frame, GstClockTime time) {
         if (frame.marker && i + 1 == frame.packet_count) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_MARKER);
         gst_buffer_list_add(list, buffer);
     }
-    return list;
 }
 
 }  // namespace qlip::gst

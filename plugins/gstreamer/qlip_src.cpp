@@ -17,6 +17,7 @@ namespace qlip::gst {
 namespace {
 
 constexpr std::chrono::milliseconds kLookAgain{20};  // whether a growing file has grown
+constexpr GstClockTime kLinger = 250 * GST_MSECOND;  // between the last frame and the end of stream
 constexpr unsigned int kMostDamagedFrames = 32;
 constexpr guint kRandom = G_MAXUINT;  // of the properties that start numbers
 constexpr gint kRandomSequence = -1;
@@ -27,6 +28,7 @@ enum Property {
     kPayloadType,
     kSsrc,
     kGrowing,
+    kLead,
     kTimestampOffset,
     kSequenceOffset,
     kStats,
@@ -41,13 +43,13 @@ struct Settings {
     guint timestamp_offset = kRandom;
     gint sequence_offset = kRandomSequence;
     bool growing = false;
+    guint64 lead = 0;
 };
 
 // Of the newest frame, and of the stream.
 struct Stats {
     uint32_t clock_rate = 0, ssrc = 0, payload_type = 0, first_timestamp = 0, timestamp = 0;
     uint16_t first_sequence = 0, sequence = 0;
-    GstClockTime running_time = GST_CLOCK_TIME_NONE;
 };
 
 // `settings`, `stats` and `source_open` belong to the object's lock; `flushing` to `wait_lock`; the rest to
@@ -58,9 +60,14 @@ struct Parts {
     bool source_open = false;
     Track track;
     GstClockTime begin = 0;  // frames that end before it are left out
+    GstClockTime lead = 0;
+    GstClockTime sent_to = 0;           // where the last frame that was sent ends
+    const qlip_frame* ahead = nullptr;  // read, but not yet sent
+    int ahead_status = QLIP_SUCCESS;    // of a read in its place
     unsigned int damaged = 0;
-    bool fresh = true;  // nothing was read since the track was opened
-    bool sent = false;  // something was, in this segment
+    std::string trouble;  // the last one: one that comes twice stays
+    bool fresh = true;    // nothing was read since the track was opened
+    bool sent = false;    // something was, in this segment
     bool flushing = false;
     std::mutex source_lock;
     std::mutex wait_lock;
@@ -130,6 +137,9 @@ void set_property(GObject* object, guint id, const GValue* value, GParamSpec* pa
         case kGrowing:
             settings.growing = g_value_get_boolean(value) != FALSE;
             break;
+        case kLead:
+            settings.lead = g_value_get_uint64(value);
+            break;
         case kTimestampOffset:
             settings.timestamp_offset = g_value_get_uint(value);
             break;
@@ -143,10 +153,11 @@ void set_property(GObject* object, guint id, const GValue* value, GParamSpec* pa
     if (id == kGrowing) pass_on_growing(parts, g_value_get_boolean(value) != FALSE);
 }
 
-// The names are those of GstRTPBasePayload, which servers ask for RTP-Info.
+// The names are those of GstRTPBasePayload, which GStreamer's server asks for RTP-Info. With a running time
+// it would move the timestamp to the one of another track's sink, which counts differently behind a seek.
 GstStructure* structure_of(const Stats& stats) {
     return gst_structure_new("application/x-rtp-payload-stats", "clock-rate", G_TYPE_UINT, stats.clock_rate,
-                             "running-time", G_TYPE_UINT64, stats.running_time, "seqnum", G_TYPE_UINT,
+                             "running-time", G_TYPE_UINT64, GST_CLOCK_TIME_NONE, "seqnum", G_TYPE_UINT,
                              guint{stats.sequence}, "timestamp", G_TYPE_UINT, stats.timestamp, "ssrc",
                              G_TYPE_UINT, stats.ssrc, "pt", G_TYPE_UINT, stats.payload_type, "seqnum-offset",
                              G_TYPE_UINT, guint{stats.first_sequence}, "timestamp-offset", G_TYPE_UINT,
@@ -172,6 +183,9 @@ void get_property(GObject* object, guint id, GValue* value, GParamSpec* param) {
             break;
         case kGrowing:
             g_value_set_boolean(value, settings.growing);
+            break;
+        case kLead:
+            g_value_set_uint64(value, settings.lead);
             break;
         case kTimestampOffset:
             g_value_set_uint(value, settings.timestamp_offset);
@@ -215,12 +229,12 @@ void report_no_stream(QlipSrc* src, int status, const std::string& path, const s
         GST_ELEMENT_ERROR(src, STREAM, DEMUX, ("Cannot play %s: %s.", file, why), ("status %d", status));
 }
 
-void report_failed_read(QlipSrc* src, int status) {
-    const char* why = src->parts->track.error();
+void report_failed_read(QlipSrc* src, int status, const std::string& why) {
     if (status == QLIP_IO_CALLBACK_FAILED)
-        GST_ELEMENT_ERROR(src, RESOURCE, READ, ("Cannot read on: %s.", why), (nullptr));
+        GST_ELEMENT_ERROR(src, RESOURCE, READ, ("Cannot read on: %s.", why.c_str()), (nullptr));
     else
-        GST_ELEMENT_ERROR(src, STREAM, DEMUX, ("The file is damaged: %s.", why), ("status %d", status));
+        GST_ELEMENT_ERROR(src, STREAM, DEMUX, ("The file is damaged: %s.", why.c_str()),
+                          ("status %d", status));
 }
 
 // ---- Opening
@@ -269,6 +283,11 @@ void begin_stats(QlipSrc* src, const qlip_stream_info& info) {
     GST_OBJECT_UNLOCK(src);
 }
 
+void forget_ahead(Parts& parts) {
+    parts.ahead = nullptr;
+    parts.ahead_status = QLIP_SUCCESS;
+}
+
 // 0, or 17 while the structure of a growing file is on its way, or a failure that was reported.
 int open_stream(QlipSrc* src) {
     Parts& parts = *src->parts;
@@ -293,7 +312,10 @@ gboolean start(GstBaseSrc* base) {
         return FALSE;
     }
     parts.begin = 0;
+    parts.lead = settings.lead;
+    forget_ahead(parts);
     parts.damaged = 0;
+    parts.trouble.clear();
     parts.fresh = true;
     parts.sent = parts.flushing = false;
     const int opened = open_stream(src);
@@ -337,8 +359,48 @@ bool wait_for_bytes(Parts& parts) {
 
 // ---- Seeking
 
+// The next frame that does not end before the segment begins.
+int read_frame(Parts& parts, const qlip_frame** frame) {
+    *frame = parts.ahead;
+    int status = parts.ahead_status;
+    forget_ahead(parts);
+    parts.fresh = false;
+    while (!*frame && status == QLIP_SUCCESS) {
+        status = parts.track.read(frame);
+        if (status != QLIP_SUCCESS) break;
+        const GstClockTime time = parts.track.on_timeline((*frame)->presentation_time);
+        if (time < parts.begin && time + (*frame)->duration <= parts.begin) *frame = nullptr;
+    }
+    return status;
+}
+
+// A server says in RTP-Info which packet comes first and which timestamp the segment begins with (RFC
+// 2326 12.33), which the frame may do a little before it.
+void note(QlipSrc* src, const qlip_frame& frame, const GstSegment& segment) {
+    const GstClockTime time = src->parts->track.on_timeline(frame.presentation_time);
+    const GstClockTime from = MAX(time, segment.start);
+    GST_OBJECT_LOCK(src);
+    Stats& stats = src->parts->stats;
+    stats.timestamp = frame.timestamp +
+                      static_cast<uint32_t>(gst_util_uint64_scale(from - time, stats.clock_rate, GST_SECOND));
+    GST_OBJECT_UNLOCK(src);
+}
+
 gboolean is_seekable(GstBaseSrc* base) {
     return of(base)->parts->track.is_open();
+}
+
+void note_last(QlipSrc* src, const qlip_frame& frame) {
+    GST_OBJECT_LOCK(src);
+    src->parts->stats.sequence = static_cast<uint16_t>(frame.sequence + frame.packet_count - 1);
+    GST_OBJECT_UNLOCK(src);
+}
+
+// GStreamer's server takes the number of the first packet for RTP-Info from here.
+void note_first(QlipSrc* src, const qlip_frame& frame) {
+    GST_OBJECT_LOCK(src);
+    src->parts->stats.first_sequence = frame.sequence;
+    GST_OBJECT_UNLOCK(src);
 }
 
 // Decoding cannot start between sync pictures, so the segment begins at the one in front, whatever the flags.
@@ -350,8 +412,10 @@ gboolean do_seek(GstBaseSrc* base, GstSegment* segment) {
         return FALSE;
     }
     parts.sent = false;
+    parts.trouble.clear();
     if (!parts.track.is_open() || (parts.fresh && segment->start == 0)) return segment->start == 0;
     uint64_t time = segment->start;
+    forget_ahead(parts);
     const int status = parts.track.seek(time);
     if (status != QLIP_SUCCESS) {
         GST_DEBUG_OBJECT(src, "cannot seek to %" GST_TIME_FORMAT ": status %d", GST_TIME_ARGS(segment->start),
@@ -361,6 +425,13 @@ gboolean do_seek(GstBaseSrc* base, GstSegment* segment) {
     GST_DEBUG_OBJECT(src, "from %" GST_TIME_FORMAT " to %" GST_TIME_FORMAT, GST_TIME_ARGS(segment->start),
                      GST_TIME_ARGS(time));
     segment->start = segment->position = segment->time = parts.begin = time;
+    const qlip_frame* first = nullptr;
+    parts.ahead_status = read_frame(parts, &first);
+    if (parts.ahead_status == QLIP_SUCCESS) {
+        parts.ahead = first;
+        note(src, *first, *segment);
+        note_first(src, *first);
+    }
     return TRUE;
 }
 
@@ -412,12 +483,15 @@ GstFlowReturn open_late(QlipSrc* src) {
     return set_caps(src) ? GST_FLOW_OK : GST_FLOW_NOT_NEGOTIATED;
 }
 
-// A sink leaves at the end of stream at once, and with RTP that is a goodbye in front of the last frame. It
-// waits for a gap's time, as it does for a frame's.
+// A sink leaves at the end of stream at once, and with RTP that is a goodbye. It waits for a gap's time, as
+// it does for a frame's: until the last frame is over, and receivers that look for goodbyes first have had
+// it.
 GstFlowReturn end(QlipSrc* src) {
     const GstSegment& segment = GST_BASE_SRC(src)->segment;
     if (src->parts->sent) {
-        gst_pad_push_event(GST_BASE_SRC_PAD(src), gst_event_new_gap(segment.position, 0));
+        const GstClockTime late =
+            MIN(src->parts->sent_to + kLinger, segment.stop);  // a stop that is not set is far
+        gst_pad_push_event(GST_BASE_SRC_PAD(src), gst_event_new_gap(late, 0));
         src->parts->sent = false;
     }
     return GST_FLOW_EOS;
@@ -427,48 +501,66 @@ bool is_behind(const GstSegment& segment, uint64_t time) {
     return GST_CLOCK_TIME_IS_VALID(segment.stop) && time >= segment.stop;
 }
 
-void note(QlipSrc* src, const qlip_frame& frame, GstClockTime time) {
-    GST_OBJECT_LOCK(src);
-    Stats& stats = src->parts->stats;
-    stats.timestamp = frame.timestamp;
-    stats.sequence = static_cast<uint16_t>(frame.sequence + frame.packet_count - 1);
-    stats.running_time = gst_segment_to_running_time(&GST_BASE_SRC(src)->segment, GST_FORMAT_TIME, time);
-    GST_OBJECT_UNLOCK(src);
-}
-
-// A frame that cannot be read: wait, go on behind it, or give up.
+// A frame that cannot be read: wait, go on behind it, or give up. A cut file says the same again and again.
 GstFlowReturn get_over(QlipSrc* src, int status) {
     Parts& parts = *src->parts;
     if (status == QLIP_END_OF_FILE) return end(src);
     if (status == QLIP_NOT_AVAILABLE_YET) return wait_for_bytes(parts) ? GST_FLOW_OK : GST_FLOW_FLUSHING;
+    const std::string why = parts.track.error();
     const bool one_frame = status == QLIP_CORRUPT_FILE || status == QLIP_NOT_SUPPORTED;
-    if (one_frame && ++parts.damaged <= kMostDamagedFrames) {
-        GST_WARNING_OBJECT(src, "passed over: %s", parts.track.error());
+    if (one_frame && why != parts.trouble && ++parts.damaged <= kMostDamagedFrames) {
+        GST_WARNING_OBJECT(src, "passed over: %s", why.c_str());
+        parts.trouble = why;
         return GST_FLOW_OK;
     }
-    report_failed_read(src, status);
+    end(src);  // what was sent is to arrive
+    report_failed_read(src, status, why);
     return GST_FLOW_ERROR;
+}
+
+void add_frame(QlipSrc* src, GstBufferList* list, const qlip_frame& frame) {
+    Parts& parts = *src->parts;
+    const GstClockTime time = parts.track.on_timeline(frame.presentation_time);
+    note_last(src, frame);
+    add_buffers(list, frame, time);
+    parts.sent_to = time + frame.duration;
+    parts.sent = true;
+}
+
+// Those that are due so soon that they may go with the first. What comes instead of one is for the next call.
+void add_early_frames(QlipSrc* src, GstBufferList* list, GstClockTime due) {
+    Parts& parts = *src->parts;
+    const GstSegment& segment = GST_BASE_SRC(src)->segment;
+    while (parts.lead > 0 && !parts.ahead && parts.ahead_status == QLIP_SUCCESS) {
+        const qlip_frame* frame = nullptr;
+        parts.ahead_status = read_frame(parts, &frame);
+        if (parts.ahead_status != QLIP_SUCCESS) return;
+        const GstClockTime time = parts.track.on_timeline(frame->time);
+        if (time >= due + parts.lead || is_behind(segment, time))
+            parts.ahead = frame;
+        else
+            add_frame(src, list, *frame);
+    }
 }
 
 GstFlowReturn create(GstPushSrc* push, GstBuffer** /*buffer*/) {
     QlipSrc* src = of(push);
     Parts& parts = *src->parts;
-    const GstSegment& segment = GST_BASE_SRC(src)->segment;
     GstFlowReturn flow = parts.track.is_open() ? GST_FLOW_OK : open_late(src);
     while (flow == GST_FLOW_OK) {
         const qlip_frame* frame = nullptr;
-        const int status = parts.track.read(&frame);
-        parts.fresh = false;
+        const int status = read_frame(parts, &frame);
         if (status != QLIP_SUCCESS) {
             flow = get_over(src, status);
             continue;
         }
-        const GstClockTime time = parts.track.on_timeline(frame->presentation_time);
-        if (is_behind(segment, parts.track.on_timeline(frame->time))) return end(src);
-        if (time < parts.begin && time + frame->duration <= parts.begin) continue;
-        note(src, *frame, time);
-        parts.sent = true;
-        gst_base_src_submit_buffer_list(GST_BASE_SRC(src), list_of_buffers(*frame, time));
+        const GstClockTime due = parts.track.on_timeline(frame->time);
+        if (is_behind(GST_BASE_SRC(src)->segment, due)) return end(src);
+        GstBufferList* list = gst_buffer_list_new_sized(frame->packet_count);
+        note(src, *frame, GST_BASE_SRC(src)->segment);
+        add_frame(src, list, *frame);
+        add_early_frames(src, list, due);
+        gst_base_src_submit_buffer_list(GST_BASE_SRC(src), list);
         return GST_FLOW_OK;
     }
     return flow;
@@ -502,6 +594,11 @@ void add_properties(GObjectClass* klass) {
                  g_param_spec_boolean("growing", "Growing",
                                       "The file is still being written: wait at its end instead of ending",
                                       FALSE, kAlways));
+    add_property(klass, kLead,
+                 g_param_spec_uint64("lead", "Lead",
+                                     "How long before its time a frame may go with one that is due, in "
+                                     "nanoseconds (0 = each in its own list)",
+                                     0, GST_SECOND, 0, kBeforePlaying));
     add_property(klass, kTimestampOffset,
                  g_param_spec_uint("timestamp-offset", "Timestamp offset",
                                    "RTP timestamp of the start of the track (4294967295 = random)", 0,
@@ -513,7 +610,7 @@ void add_properties(GObjectClass* klass) {
     add_property(klass, kStats,
                  g_param_spec_boxed("stats", "Statistics",
                                     "Clock rate, SSRC, payload type and offsets of the stream, and number, "
-                                    "timestamp and running time of the newest packet",
+                                    "timestamp and running time of the newest frame",
                                     GST_TYPE_STRUCTURE, kReadOnly));
 }
 

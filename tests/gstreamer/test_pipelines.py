@@ -29,6 +29,12 @@ def launch(pipeline):
     return run("gst-launch-1.0", "-q", *pipeline.split())
 
 
+def pictures_by(pipeline):
+    """The SHA-1 of each picture at the end of the pipeline."""
+    lines = launch(f"{pipeline} ! checksumsink hash=sha1 sync=false").splitlines()
+    return [line.split()[-1] for line in lines if re.match(r"[\d:.]+ [0-9a-f]{40}$", line)]
+
+
 def pictures_of(path):
     """The SHA-1 of each picture in the file, as ffmpeg decodes it."""
     lines = run("ffmpeg", "-v", "error", "-nostdin", "-ignore_editlist", "1", "-i", path, "-map", "0:v", "-fps_mode",
@@ -38,9 +44,7 @@ def pictures_of(path):
 
 class Pipelines(unittest.TestCase):
     def check_pictures(self, name):
-        played = launch(f"qlipsrc location={sample(name)} ! {DECODERS[name]} ! checksumsink hash=sha1 sync=false")
-        return name, [line.split()[-1] for line in played.splitlines() if re.match(r"[\d:.]+ [0-9a-f]{40}$", line)], \
-            pictures_of(sample(name))
+        return name, pictures_by(f"qlipsrc location={sample(name)} ! {DECODERS[name]}"), pictures_of(sample(name))
 
     def test_pictures(self):
         with concurrent.futures.ThreadPoolExecutor(4) as pool:

@@ -12,6 +12,7 @@ void add_info(CLI::App& app);
 void add_stream(CLI::App& app);
 void add_records(CLI::App& app);
 void add_rtp(CLI::App& app);
+void add_serve(CLI::App& app);
 void add_boxes(CLI::App& app);
 void add_seek(CLI::App& app);
 void add_h263(CLI::App& app);
@@ -25,8 +26,8 @@ inline CLI::Validator one_of(const std::vector<std::string>& words) {
     return CLI::IsMember(words).description("");
 }
 
-inline constexpr void (*kAllCommands[])(CLI::App&) = {add_info,  add_stream, add_records, add_rtp,
-                                                      add_boxes, add_seek,   add_h263,    add_fragments,
-                                                      add_make,  add_copy,   add_lint};
+inline constexpr void (*kAllCommands[])(CLI::App&) = {add_info,      add_stream, add_records, add_rtp,
+                                                      add_serve,     add_boxes,  add_seek,    add_h263,
+                                                      add_fragments, add_make,   add_copy,    add_lint};
 
 }  // namespace qlip_tool
