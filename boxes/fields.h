@@ -73,7 +73,9 @@ class FieldWriter {
 
     void be8(unsigned char field) { var8_write(stream_, field); }
     void be16(unsigned short field) { var16_write(stream_, field); }
+    void be16(short field) { be16(static_cast<unsigned short>(field)); }
     void be32(unsigned int field) { var32_write(stream_, field); }
+    void be32(int field) { be32(static_cast<unsigned int>(field)); }
     void raw32(unsigned int field) { var32_write_noswap(stream_, field); }
     void be24(unsigned int field) {
         unsigned char bytes[3];

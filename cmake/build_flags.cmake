@@ -1,5 +1,7 @@
 # Flags that every target of the project shares. Warnings are errors in our own presets only.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow)
+# Besides, for what is installed: no conversion that is not written out, and no cast of C.
+set(qlip_strict_warnings -Wconversion -Wsign-conversion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 if(QLIP_WERROR)
   add_compile_options(-Werror)
 endif()

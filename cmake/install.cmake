@@ -1,6 +1,7 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qlip qlip_static qlip_host qlip_host_static EXPORT qlip-targets
+get_property(qlip_libraries GLOBAL PROPERTY qlip_offered)
+install(TARGETS ${qlip_libraries} EXPORT qlip-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/qlip DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
@@ -28,7 +29,15 @@ foreach(folder LIBDIR INCLUDEDIR)
     string(PREPEND pc_${folder} "\\\${prefix}/")
   endif()
 endforeach()
+# A host of a static library needs what a shared one brings with it.
+set(pc_private "-lstdc++ -lm")
+set(pc_libs "")
+if(NOT shared IN_LIST QLIP_KINDS)
+  set(pc_libs " ${pc_private}")
+endif()
 install(CODE "
+  set(PC_LIBS \"${pc_libs}\")
+  set(PC_PRIVATE \"${pc_private}\")
   set(PC_PREFIX \"${pc_prefix}\")
   set(PC_LIBDIR \"${pc_LIBDIR}\")
   set(PC_INCLUDEDIR \"${pc_INCLUDEDIR}\")
@@ -36,6 +45,6 @@ install(CODE "
   set(PROJECT_VERSION \"${PROJECT_VERSION}\")
   foreach(name qlip qlip-host)
     configure_file(\"${CMAKE_CURRENT_SOURCE_DIR}/cmake/\${name}.pc.in\" \"${CMAKE_CURRENT_BINARY_DIR}/\${name}.pc\" @ONLY)
-  endforeach()")
+  endforeach()" COMPONENT pkgconfig)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qlip.pc ${CMAKE_CURRENT_BINARY_DIR}/qlip-host.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT pkgconfig)

@@ -135,7 +135,7 @@ void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_byt
     if (codec.lenient && rest < session.carry_run) move_run(codec, session);
     if (rest > 0) {
         std::memmove(session.carry_buffer, qlip::working_memory(session) + kCmrBytes + frame_bytes,
-                     std::min(rest, MMFI_BUFFER_SIZE));
+                     static_cast<size_t>(std::min(rest, MMFI_BUFFER_SIZE)));
         session.carry_set.note(session.carry_buffer + std::min(rest, MMFI_BUFFER_SIZE));
         session.carry_run = rest <= kLongestRun ? static_cast<unsigned short>(rest) : 0;
     }

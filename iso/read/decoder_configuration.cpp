@@ -56,7 +56,7 @@ class ParameterSets {
     }
 
     // The byte at the cursor; 0 behind the end, so that a box cut short has no further sets.
-    int next_byte() { return at_ < size_ ? avcc_[at_++] : 0; }
+    unsigned char next_byte() { return at_ < size_ ? avcc_[at_++] : static_cast<unsigned char>(0); }
 
   private:
     bool copy_one(unsigned char* sets, unsigned int* bytes) {

@@ -90,7 +90,8 @@ void FragmentSource::write_picture(H263Picture& picture) {
         wld_native_packet(packets_.data(), static_cast<int>(packets_.size()), picture.data.data(),
                           static_cast<int>(picture.data.size()), picture.seconds, &native_);
     if (size < 0) throw cannot_cut(picture, size, advice_);
-    const auto bare = static_cast<unsigned int>(size + sizeof(wld_frame_record) + sizeof(wld_frame_prefix));
+    const auto bare = static_cast<unsigned int>(size) +
+                      static_cast<unsigned int>(sizeof(wld_frame_record) + sizeof(wld_frame_prefix));
     append(wld_frame_record{bare + (-bare & 3U), native_.packet_count, -bare & 3U});
     append(wld_frame_prefix{4, 1});
     chunk_.insert(chunk_.end(), packets_.begin(), packets_.begin() + size);

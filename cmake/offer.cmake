@@ -1,0 +1,17 @@
+# qlip_offer(<name> <shared> <static>): the libraries as hosts name them, of the kinds that are wanted: qlip::<name> and
+# qlip::<name>_static. Where there is no shared one, both names mean the static one. `qlip_offered` lists what is wanted.
+function(qlip_offer name shared static)
+  foreach(kind shared static)
+    if(kind IN_LIST QLIP_KINDS)
+      list(APPEND wanted ${${kind}})
+    elseif(NOT QLIP_BUILD_TESTS)
+      set_target_properties(${${kind}} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    endif()
+  endforeach()
+  list(GET wanted 0 first)
+  add_library(qlip::${name} ALIAS ${first})
+  if(static IN_LIST QLIP_KINDS)
+    add_library(qlip::${name}_static ALIAS ${static})
+  endif()
+  set_property(GLOBAL APPEND PROPERTY qlip_offered ${wanted})
+endfunction()
