@@ -7,7 +7,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-/* Waits for the file to have `size` bytes. Whoever writes it may stop before that. */
+/* Waits for the file to have `size` bytes. Whoever writes it may stop before that: it is complete then, and
+ * what is missing is an error from there on. */
 static int wait_for(qlip_source* source, uint64_t size, int64_t patience) {
     int status;
     printf("waiting for byte %" PRIu64 "\n", size);
@@ -22,7 +23,7 @@ static int open_when_there(qlip_stream** stream, qlip_source* source, int64_t pa
     int status;
     while ((status = qlip_stream_open(stream, source, QLIP_VIDEO, NULL)) == QLIP_NOT_AVAILABLE_YET) {
         if (qlip_source_state(source, &info) != QLIP_SUCCESS) break;
-        wait_for(source, info.needed, patience);
+        if (wait_for(source, info.needed, patience) != QLIP_SUCCESS) break;
     }
     return status;
 }
@@ -44,8 +45,8 @@ int main(int argc, char** argv) {
     do {
         status = qlip_stream_read(stream, &frame);
         if (status == QLIP_SUCCESS) ++frames; /* a server would send it here */
-        if (status == QLIP_NOT_AVAILABLE_YET) wait_for(source, qlip_stream_needs(stream), patience);
-    } while (status == QLIP_SUCCESS || status == QLIP_NOT_AVAILABLE_YET);
+        if (status == QLIP_NOT_AVAILABLE_YET) status = wait_for(source, qlip_stream_needs(stream), patience);
+    } while (status == QLIP_SUCCESS);
     printf("%u frames, then: %s\n", frames,
            status == QLIP_END_OF_FILE ? "the end of the track" : qlip_stream_error(stream));
     qlip_stream_close(&stream);
