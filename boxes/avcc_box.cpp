@@ -118,11 +118,11 @@ Stream& AVCCBox::Read(Stream& stream, unsigned int /*limit*/) {
     for (unsigned char* const field :
          {&configuration_version, &profile, &profile_compatibility, &level, &length_reserved})
         var8_read(stream, *field);
-    nal_length_size = static_cast<unsigned char>(length_reserved % 4 + 1);
-    length_reserved /= 4;
+    nal_length_size = static_cast<unsigned char>((length_reserved & qlip::kAvccLengthSizeMask) + 1);
+    length_reserved /= qlip::kAvccLengthSizeMask + 1;
     var8_read(stream, sps_reserved);
-    sps_count = sps_reserved % 32;
-    sps_reserved /= 32;
+    sps_count = sps_reserved & qlip::kAvccSetCountMask;
+    sps_reserved /= qlip::kAvccSetCountMask + 1;
 
     ByteString string;
     for (unsigned int i = 0; i < sps_count; ++i)

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-// Prints nothing, whatever it is given.
+// Prints nothing, whatever it is given. Nothing in the library calls it; the name is interface.
 int myprintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Prints to standard output, or hands the line to the host's function, within the bounds of the book in force

@@ -2,8 +2,10 @@
 #include "common/diagnostics.h"
 #include "h263/bit_reader.h"
 
+using namespace qlip;
+
 void tbq_pos_add(const tbq_pos_t* in, tbq_pos_t* out, unsigned long bits) {
-    *out = qlip::advanced(*in, bits);
+    *out = advanced(*in, bits);
 }
 
 int tbq_pos_eq(const tbq_pos_t* first, const tbq_pos_t* second) {
@@ -13,7 +15,7 @@ int tbq_pos_eq(const tbq_pos_t* first, const tbq_pos_t* second) {
 unsigned long tbq_bits_get(unsigned char* buf, unsigned long size, const tbq_pos_t* in, tbq_pos_t* out,
                            unsigned long count, int* err) {
     unsigned long value = 0;
-    qlip::with_reader(buf, size, in, out, err, [&](qlip::BitReader& bits) { value = bits.get(count); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { value = bits.get(count); });
     return value;
 }
 

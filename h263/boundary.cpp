@@ -7,6 +7,8 @@
 #include "h263/start_code.h"
 #include "h263/walk.h"
 
+using namespace qlip;
+
 namespace {
 
 // Every round starts behind the run of zero bytes that the round before looked at, so that the search passes
@@ -14,7 +16,7 @@ namespace {
 class BoundarySearch {
   public:
     BoundarySearch(tbq_state_t& state, unsigned char* data, unsigned long size, const tbq_pos_t& from)
-        : state_(state), data_(data), size_(size), cur_(qlip::advanced(from, 0)) {}
+        : state_(state), data_(data), size_(size), cur_(advanced(from, 0)) {}
 
     tbq_boundary_t run() {
         while (to_byte_behind_zeros()) {
@@ -47,9 +49,9 @@ class BoundarySearch {
 
     std::optional<tbq_boundary_t> kind_on_byte_grid() {
         const unsigned char behind = data_[cur_.byte];
-        if (zero_bytes_ < 2 || !qlip::ends_start_code(behind)) return std::nullopt;
+        if (zero_bytes_ < 2 || !ends_start_code(behind)) return std::nullopt;
         found_ = {cur_.byte - 2, 0};
-        return qlip::ends_picture_code(behind) ? TBQ_BOUNDARY_PICTURE : TBQ_BOUNDARY_SEGMENT;
+        return ends_picture_code(behind) ? TBQ_BOUNDARY_PICTURE : TBQ_BOUNDARY_SEGMENT;
     }
 
     // To the first 1 bit, with found_ 16 bits ahead of it. False if fewer than 16 zero bits lie between the
@@ -58,9 +60,9 @@ class BoundarySearch {
         cur_.bit = static_cast<unsigned int>(__builtin_clz(data_[cur_.byte])) - 24;
         const unsigned long zeros = 8 * zero_bytes_ + cur_.bit;
         const auto distance = static_cast<uint32_t>(8 * (cur_.byte - found_.byte) + cur_.bit - found_.bit);
-        if (distance < qlip::kStartCodeZeros) return false;
-        found_ = qlip::advanced(found_, distance - qlip::kStartCodeZeros);
-        return zeros >= qlip::kStartCodeZeros || zeros + zeros_ending_found_byte() >= qlip::kStartCodeZeros;
+        if (distance < kStartCodeZeros) return false;
+        found_ = advanced(found_, distance - kStartCodeZeros);
+        return zeros >= kStartCodeZeros || zeros + zeros_ending_found_byte() >= kStartCodeZeros;
     }
 
     // Zero bits at the low end of the byte at found_, not counting those ahead of found_.
@@ -74,13 +76,11 @@ class BoundarySearch {
     // TBQ_BOUNDARY_NONE: not a boundary here, go on. Nothing: the data ends before that can be told.
     std::optional<tbq_boundary_t> kind_off_byte_grid() {
         int out_of_data = 0;
-        const unsigned long code =
-            tbq_bits_get(data_, size_, &cur_, &cur_, qlip::kStartCodeTail, &out_of_data);
+        const unsigned long code = tbq_bits_get(data_, size_, &cur_, &cur_, kStartCodeTail, &out_of_data);
         if (out_of_data != 0) return std::nullopt;
-        if (code != qlip::kPictureTail && state_.picture.ss == 0) return TBQ_BOUNDARY_SEGMENT;
-        tbq_err_print(&state_,
-                      code == qlip::kPictureTail ? TBQ_ERR_UNALIGNED_PICTURE : TBQ_ERR_UNALIGNED_SLICE, &cur_,
-                      -int{qlip::kStartCodeTail});
+        if (code != kPictureTail && state_.picture.ss == 0) return TBQ_BOUNDARY_SEGMENT;
+        tbq_err_print(&state_, code == kPictureTail ? TBQ_ERR_UNALIGNED_PICTURE : TBQ_ERR_UNALIGNED_SLICE,
+                      &cur_, -int{kStartCodeTail});
         return TBQ_BOUNDARY_NONE;
     }
 
@@ -94,7 +94,7 @@ class BoundarySearch {
 
 void print_boundary(const tbq_state_t& state, tbq_boundary_t kind, const tbq_pos_t& pos) {
     printf("boundary_type = %20s", tbq_boundary_to_str(kind));
-    printf(",  byte = %#6x, bit = %u\n", qlip::printed_byte(state, pos), pos.bit);
+    printf(",  byte = %#6x, bit = %u\n", printed_byte(state, pos), pos.bit);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include "h263/start_code.h"
 #include "qlip/h263_isoff.h"
 
+using namespace qlip;
+
 namespace {
 
 bool at_picture_start(const tbq_pos_t& pos) {
@@ -14,7 +16,7 @@ bool at_picture_start(const tbq_pos_t& pos) {
 bool step_over_segment_header(tbq_state_t* state, unsigned char* buf, unsigned long size, tbq_pos_t* in) {
     int err = 0;
     tbq_pos_t scratch;
-    const unsigned long ahead = tbq_bits_get(buf, size, in, &scratch, qlip::kStartCodeZeros, &err);
+    const unsigned long ahead = tbq_bits_get(buf, size, in, &scratch, kStartCodeZeros, &err);
     if (err == 0 && ahead == 0) tbq_segment_header_parse(state, buf, size, in, in, &err);
     return err == 0;
 }

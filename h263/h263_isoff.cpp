@@ -8,6 +8,8 @@
 #include "h263/start_code.h"
 #include "iso/model/model.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr int kHeaderBytes = 6;  // as many as the scan looks at, but for the picture type of OPPTYPE
@@ -15,7 +17,7 @@ constexpr int kExtendedPtype = 7;
 constexpr int kFormatNotTold = -1;
 
 bool is_picture_start(const unsigned char* at) {
-    return at[0] == 0 && at[1] == 0 && qlip::ends_picture_code(at[2]);
+    return at[0] == 0 && at[1] == 0 && ends_picture_code(at[2]);
 }
 
 void set_size(H263VCFG& config, int width, int height) {
@@ -73,7 +75,7 @@ bool take_picture(H263VCFG& config, const unsigned char* at, int left) {
 
 unsigned int to_limit(double units) {
     constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
-    return units > double{kMost} ? kMost : qlip::to_u32(units);
+    return units > double{kMost} ? kMost : to_u32(units);
 }
 
 }  // namespace
@@ -110,7 +112,7 @@ iso_track* h263_isoFFtrack(iso_file* file, H263VCFG* config) {
     track->h_resolution = 0x480000;  // 72 dpi
     track->v_resolution = 0x480000;
     track->depth = 24;
-    file->header_bytes += qlip::kH263EntryBytes;
+    file->header_bytes += kH263EntryBytes;
     track->duration_limit = to_limit(file->max_duration * track->timescale);
     return track;
 }

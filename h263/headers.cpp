@@ -5,9 +5,9 @@
 #include "h263/start_code.h"
 #include "h263/walk.h"
 
-namespace {
+using namespace qlip;
 
-using qlip::BitReader;
+namespace {
 
 constexpr unsigned int kExtendedPtype = 7;
 constexpr unsigned int kRectangularSlices = 2;  // of SSS
@@ -124,7 +124,7 @@ void count_picture(tbq_state_t& state, const tbq_pos_t& begin) {
 
 void read_picture_header(tbq_state_t& state, BitReader& bits) {
     clear_for_picture(state);
-    bits.skip(qlip::kPictureCodeBits);
+    bits.skip(kPictureCodeBits);
     state.picture.tr = bits.get(8);
     read_ptype(state, bits);
     skip_supplemental(bits);
@@ -138,7 +138,7 @@ void read_picture_header(tbq_state_t& state, BitReader& bits) {
 void read_gob_header(tbq_state_t& state, BitReader& bits) {
     tbq_gob_info_init(&state.gob);
     tbq_mb_info_init(&state.mb);
-    bits.skip(qlip::kGroupCodeBits);
+    bits.skip(kGroupCodeBits);
     state.gob.group_number = bits.get(5);
     if (state.picture.cpm == 1) bits.skip(2);  // GSBI
     state.gob.gob_frame_id = bits.get(2);
@@ -217,22 +217,22 @@ void tbq_mb_info_init(tbq_mb_info_t* info) {
 
 void tbq_picture_header_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                               tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_picture_header(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_picture_header(*state, bits); });
 }
 
 void tbq_plusptype_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                          tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_plusptype(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_plusptype(*state, bits); });
 }
 
 void tbq_gob_header_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                           tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_gob_header(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_gob_header(*state, bits); });
 }
 
 void tbq_slice_header_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                             tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_slice_header(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_slice_header(*state, bits); });
 }
 
 void tbq_segment_header_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,

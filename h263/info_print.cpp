@@ -5,6 +5,8 @@
 
 #include "h263/walk.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr std::array kSourceFormats{"forbidden", "sub-QCIF", "QCIF",     "CIF",
@@ -15,7 +17,7 @@ const char* source_format_name(unsigned int source_format) {
 }
 
 void print_start(const tbq_state_t& state, const tbq_pos_t& pos) {
-    printf("  Start byte         = 0x%x\n", qlip::printed_byte(state, pos));
+    printf("  Start byte         = 0x%x\n", printed_byte(state, pos));
     printf("  Start bit          = %u\n", pos.bit);
 }
 
@@ -24,7 +26,7 @@ void print_start(const tbq_state_t& state, const tbq_pos_t& pos) {
 void tbq_picture_info_print(tbq_state_t* state, const tbq_pos_t* pos) {
     const tbq_picture_info_t& picture = state->picture;
     printf("\nPicture Header: picture %u start byte 0x%x bit %u\n", state->picture_number,
-           qlip::printed_byte(*state, *pos), pos->bit);
+           printed_byte(*state, *pos), pos->bit);
     printf("  TR                 = %u\n", picture.tr);
     printf("  Coding type        = %u (%s)\n", picture.coding_type,
            picture.coding_type == 0 ? "I-picture" : "P-picture");
@@ -63,7 +65,7 @@ void tbq_slice_info_print(tbq_state_t* state, const tbq_pos_t* pos) {
 
 void tbq_mb_info_print(tbq_state_t* state, const tbq_pos_t* pos) {
     const tbq_mb_info_t& mb = state->mb;
-    const unsigned int byte = qlip::printed_byte(*state, *pos);
+    const unsigned int byte = printed_byte(*state, *pos);
     printf("\nMacroblock Information: picture %u mb %u start 0x%x bit %u\n", state->picture_number,
            mb.mb_number, byte, pos->bit);
     if (state->trace != 0) {

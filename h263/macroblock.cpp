@@ -3,9 +3,9 @@
 
 #include "h263/code_words.h"
 
-namespace {
+using namespace qlip;
 
-using qlip::BitReader;
+namespace {
 
 constexpr unsigned int kInterQ = 1;
 constexpr unsigned int kInter4V = 2;
@@ -21,18 +21,18 @@ bool has_four_vectors(unsigned int mb_type) {
 }
 
 bool is_intra(unsigned int mb_type) {
-    return mb_type == qlip::kIntra || mb_type == qlip::kIntraQ;
+    return mb_type == kIntra || mb_type == kIntraQ;
 }
 
 bool has_dquant(unsigned int mb_type) {
-    return mb_type == kInterQ || mb_type == qlip::kIntraQ || mb_type == kInter4VQ;
+    return mb_type == kInterQ || mb_type == kIntraQ || mb_type == kInter4VQ;
 }
 
 void read_mcbpc(tbq_state_t& state, BitReader& bits) {
     if (state.picture.coding_type == 1) {
-        qlip::read_mcbpc(qlip::kMcbpcPLookup, state, bits);
+        read_mcbpc(kMcbpcPLookup, state, bits);
     } else {
-        qlip::read_mcbpc(qlip::kMcbpcILookup, state, bits);
+        read_mcbpc(kMcbpcILookup, state, bits);
     }
 }
 
@@ -58,8 +58,8 @@ void skip_dquant(const tbq_state_t& state, BitReader& bits) {
 }
 
 void skip_vector(tbq_state_t& state, BitReader& bits) {
-    qlip::read_mvd(state, bits);
-    qlip::read_mvd(state, bits);
+    read_mvd(state, bits);
+    read_mvd(state, bits);
 }
 
 // Vectors 2 to 4 of a four-vector macroblock are there when the Deblocking Filter mode is on, and
@@ -68,13 +68,13 @@ void skip_vector(tbq_state_t& state, BitReader& bits) {
 void read_vectors(tbq_state_t& state, BitReader& bits) {
     tbq_mb_info_t& mb = state.mb;
     if (state.picture.coding_type == 1 && !is_intra(mb.mb_type)) {
-        mb.hmvd = qlip::read_mvd(state, bits);
-        mb.vmvd = qlip::read_mvd(state, bits);
+        mb.hmvd = read_mvd(state, bits);
+        mb.vmvd = read_mvd(state, bits);
     }
     if (has_four_vectors(mb.mb_type) && state.picture.df != 0) {
         skip_vector(state, bits);
-        mb.hmvd3 = qlip::read_mvd(state, bits);
-        mb.vmvd3 = qlip::read_mvd(state, bits);
+        mb.hmvd3 = read_mvd(state, bits);
+        mb.vmvd3 = read_mvd(state, bits);
         skip_vector(state, bits);
     }
 }
@@ -94,7 +94,7 @@ void read_coefficients(tbq_state_t& state, BitReader& shared) {
     unsigned int count = 0;
     bool last = false;
     while (!last) {
-        const unsigned int row = qlip::read_tcoef(state, bits);
+        const unsigned int row = read_tcoef(state, bits);
         if (static_cast<int>(row) < 0) break;
         ++count;
         if (row == kEscape) {
@@ -117,12 +117,12 @@ void read_block_layer(tbq_state_t& state, BitReader& bits) {
 }
 
 void read_coded_layers(tbq_state_t& state, BitReader& bits) {
-    qlip::read_cbpy(state, bits);
+    read_cbpy(state, bits);
     if (has_dquant(state.mb.mb_type)) skip_dquant(state, bits);
     read_vectors(state, bits);
     if (state.trace != 0) {
         printf("Macroblock %d block layer start byte=0x%x bit=%u\n", static_cast<int>(state.gob.mb_count),
-               qlip::printed_byte(state, bits.position()), bits.position().bit);
+               printed_byte(state, bits.position()), bits.position().bit);
     }
     read_block_layer(state, bits);
 }
@@ -150,10 +150,10 @@ void read_macroblock(tbq_state_t& state, BitReader& bits) {
 
 void tbq_mb_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                   tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_macroblock(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_macroblock(*state, bits); });
 }
 
 void tbq_block_layer_parse(tbq_state_t* state, unsigned char* buf, unsigned long size, const tbq_pos_t* in,
                            tbq_pos_t* out, int* err) {
-    qlip::with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_block_layer(*state, bits); });
+    with_reader(buf, size, in, out, err, [&](BitReader& bits) { read_block_layer(*state, bits); });
 }

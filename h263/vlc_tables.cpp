@@ -2,7 +2,9 @@
 
 #include <iterator>
 
-using namespace qlip::vlc;
+using namespace qlip;
+
+using namespace vlc;
 
 static_assert(std::size(kMcbpcP) == 25 && within_width(kMcbpcP, 13) && prefix_free(kMcbpcP));
 static_assert(std::size(kMcbpcI) == 9 && within_width(kMcbpcI, 9) && prefix_free(kMcbpcI));

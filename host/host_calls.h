@@ -16,6 +16,9 @@ unsigned short qliputil_seek(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, int off
 unsigned short qliputil_seeknread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned char* data,
                                   unsigned int* count);
 
+// The rest of the family nothing in the library calls: samples are read through the inline forms below. The
+// names are interface all the same, and tests hold what they do.
+
 // Reads at an absolute offset. *read is never more than count.
 unsigned short qliputil_indexread(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& io, unsigned char* data,
                                   unsigned int offset, unsigned int count, unsigned int* read);

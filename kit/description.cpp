@@ -5,18 +5,20 @@
 #include "kit/avc_configuration.h"
 #include "kit/movie.h"
 #include "kit/track_times.h"
+#include "qlip/wld_native.h"
 
 namespace qlip::kit {
 namespace {
 
-// RFC 3551 6 fixes 34; the others are dynamic, and 102 and 103 are what the native stream says.
+// RFC 3551 6 fixes that of H.263 by RFC 2190; the others are dynamic, those of the native stream where it has
+// one.
 enum UsualType : unsigned int {
     kAmr = 97,
     kAmrWideband = 98,
-    kH263 = 34,
+    kH263 = WLD_TYPE_H263,
     kH263Plus = 96,
-    kMpeg4 = 102,
-    kH264 = 103,
+    kMpeg4 = WLD_TYPE_MPEG4,
+    kH264 = WLD_TYPE_H264,
 };
 
 std::string hex(ByteSpan bytes) {

@@ -7,12 +7,12 @@
 #include "kit/sender_report.h"
 #include "kit/speech_reader.h"
 #include "kit/video_reader.h"
+#include "qlip/wld_native.h"
 
 namespace qlip::kit {
 namespace {
 
 constexpr unsigned int kLargestChunkedSample = 64000;  // that a session takes
-constexpr unsigned int kRfc2190Type = 34;
 
 const char* name_of(qlip_medium medium) {
     return medium == QLIP_AUDIO ? "audio" : "video";
@@ -56,7 +56,7 @@ int Stream::open(qlip_medium medium, const qlip_stream_options& options) {
         unsigned int type = 0;
         status = static_cast<HintedReader*>(reader_.get())->look_at_payload_type(type);
         if (status != QLIP_SUCCESS) return status;
-        rfc2190 = type == kRfc2190Type;
+        rfc2190 = type == static_cast<unsigned int>(WLD_TYPE_H263);
     }
     fill_info(options, rfc2190);
     return options.chunks ? make_chunk_reader(structure) : QLIP_SUCCESS;

@@ -2,6 +2,8 @@
 
 #include "formats/amr.h"
 
+using namespace qlip;
+
 namespace {
 
 unsigned char flip_high(unsigned char byte) {
@@ -17,11 +19,11 @@ unsigned char join(unsigned int high, unsigned int low) {
 }
 
 bool has_speech(unsigned int type) {
-    return type < qlip::kAmrFirstWithoutSpeech;
+    return type < kAmrFirstWithoutSpeech;
 }
 
 bool is_known(unsigned int type) {
-    return has_speech(type) || type == qlip::kAmrNoData;
+    return has_speech(type) || type == kAmrNoData;
 }
 
 int pack_speech(const unsigned char* in, unsigned char* out, unsigned int type) {
@@ -38,7 +40,7 @@ int pack_speech(const unsigned char* in, unsigned char* out, unsigned int type) 
 
 int unpack_speech(const unsigned char* in, unsigned char* out, unsigned int type) {
     unsigned char* const begin = out;
-    *out++ = static_cast<unsigned char>(qlip::amr_storage_entry(type) | qlip::kAmrQuality);
+    *out++ = static_cast<unsigned char>(amr_storage_entry(type) | kAmrQuality);
     int left = bits[type];
     for (; left > 4; left -= 8, ++in)
         *out++ = join(flip_high(in[0]), flip_low(in[1]));
@@ -69,11 +71,11 @@ int amr_get_size(void* frame, int format) {
     const unsigned char first = *static_cast<const unsigned char*>(frame);
     switch (format) {
         case AMR_FORMAT_STORAGE:
-            return qlip::amr_storage_size(qlip::amr_storage_type(first));
+            return amr_storage_size(amr_storage_type(first));
         case AMR_FORMAT_PACKED:
-            return qlip::amr_packed_size(qlip::amr_packed_type(first));
+            return amr_packed_size(amr_packed_type(first));
         case AMR_FORMAT_WB_STORAGE:
-            return amr_wb_size[qlip::amr_storage_type(first)] + 1;
+            return amr_wb_size[amr_storage_type(first)] + 1;
         default:
             return -1;
     }
@@ -81,32 +83,32 @@ int amr_get_size(void* frame, int format) {
 
 int amr_get_format(void* frame, int size, int* mode) {
     const unsigned char first = *static_cast<const unsigned char*>(frame);
-    unsigned int type = qlip::amr_storage_type(first);
+    unsigned int type = amr_storage_type(first);
     *mode = static_cast<int>(type);
-    if (qlip::amr_storage_size(type) == size && is_known(type)) return AMR_FORMAT_STORAGE;
-    type = qlip::amr_packed_type(first);
+    if (amr_storage_size(type) == size && is_known(type)) return AMR_FORMAT_STORAGE;
+    type = amr_packed_type(first);
     *mode = static_cast<int>(type);
-    if (qlip::amr_packed_size(type) == size && is_known(type)) return AMR_FORMAT_PACKED;
+    if (amr_packed_size(type) == size && is_known(type)) return AMR_FORMAT_PACKED;
     return -1;
 }
 
 int amr2cod(void* in, void* out) {
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
-    const unsigned int type = qlip::amr_storage_type(*from);
+    const unsigned int type = amr_storage_type(*from);
     if (has_speech(type)) return pack_speech(from, to, type);
-    if (type != qlip::kAmrNoData) return 0;
-    *to = qlip::kAmrNoData;
+    if (type != kAmrNoData) return 0;
+    *to = kAmrNoData;
     return 1;
 }
 
 int cod2amr(void* in, void* out) {
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
-    const unsigned int type = qlip::amr_packed_type(*from);
+    const unsigned int type = amr_packed_type(*from);
     if (has_speech(type)) return unpack_speech(from, to, type);
-    if (type != qlip::kAmrNoData) return 0;
-    *to = qlip::amr_storage_entry(qlip::kAmrNoData);
+    if (type != kAmrNoData) return 0;
+    *to = amr_storage_entry(kAmrNoData);
     return 1;
 }
 

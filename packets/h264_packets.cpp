@@ -9,39 +9,38 @@
 #include "qlip/isoff.h"
 #include "qlip/wld_native.h"
 
-namespace {
+using namespace qlip;
 
-using qlip::ByteSpan;
-using qlip::RecordSink;
+namespace {
 
 constexpr int kUnlimited = std::numeric_limits<int>::max();
 
 template <class Sink>
 [[gnu::always_inline]] inline bool put_h264_record(Sink& sink, wld_native& native, ByteSpan head,
-                                                   ByteSpan data, qlip::RecordCredit credit = {}) {
-    if (!qlip::put_record<qlip::WldFamily>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
+                                                   ByteSpan data, RecordCredit credit = {}) {
+    if (!put_record<WldFamily>(sink, native, WLD_TYPE_H264, head, data, credit)) return false;
     ++native.packet_count;
     return true;
 }
 
 // The two FU bytes are neither asked for nor charged, and two more are credited: kept for callers, which know
 // the slack [uncharged-room].
-constexpr qlip::RecordCredit kFragmentCredit = {qlip::kFuBytes, 2 * qlip::kFuBytes};
+constexpr RecordCredit kFragmentCredit = {kFuBytes, 2 * kFuBytes};
 
 // The last fragment carries the marker wherever in the sample its NAL unit stands: kept for receivers
 // [marker-on-last-fragment].
 template <class Sink>
 bool put_fragments(Sink& sink, wld_native& native, ByteSpan nal) {
-    const ptrdiff_t room = native.max_payload - qlip::kFuBytes;
+    const ptrdiff_t room = native.max_payload - kFuBytes;
     if (room < 1) return false;
-    const auto indicator = static_cast<unsigned char>((nal[0] & qlip::kNalNriMask) | qlip::kNalFuA);
-    unsigned int flags = qlip::kFuStart;
+    const auto indicator = static_cast<unsigned char>((nal[0] & kNalNriMask) | kNalFuA);
+    unsigned int flags = kFuStart;
     for (ByteSpan left = nal.subspan(1); !left.empty(); flags = 0) {
         const bool last = std::ssize(left) <= room;
-        if (last) flags |= qlip::kFuEnd;
+        if (last) flags |= kFuEnd;
         const ByteSpan fragment = last ? left : left.first(static_cast<size_t>(room));
         native.rtp.marker = last ? 1 : 0;
-        const std::array head{indicator, static_cast<unsigned char>(flags | qlip::nal_type(nal))};
+        const std::array head{indicator, static_cast<unsigned char>(flags | nal_type(nal))};
         if (!put_h264_record(sink, native, head, fragment, kFragmentCredit)) return false;
         left = left.subspan(fragment.size());
     }
@@ -57,7 +56,7 @@ bool put_nal(Sink& sink, wld_native& native, ByteSpan nal, bool last) {
 
 bool is_run_of_sets(ByteSpan stored, unsigned int prefix_size) {
     while (!stored.empty()) {
-        if (!qlip::next_nal(stored, prefix_size)) return false;
+        if (!next_nal(stored, prefix_size)) return false;
     }
     return true;
 }
@@ -77,8 +76,8 @@ wld_native hinted_state(const iso_track* hint, const iso_track* media, int paylo
     native.rtp.sequence = running ? hint->last_seq : hint->snro;
     native.rtp.timestamp = running ? hint->last_timestamp : hint->tsro;
     native.rtp.payload_type = static_cast<unsigned int>(payload_type);
-    native.rtp.magic = qlip::kPacketMagic;
-    native.clock_rate = qlip::kVideoClock;
+    native.rtp.magic = kPacketMagic;
+    native.clock_rate = kVideoClock;
     native.nal_length_size = media->nal_length_size;
     native.dsi = media->parameter_sets;
     native.dsi_size = media->parameter_sets_size;
@@ -93,9 +92,9 @@ bool put_parameter_sets(Sink& sink, wld_native& native, int64_t limit = kUnlimit
     const ByteSpan stored = !native.dsi ? ByteSpan{} : ByteSpan(native.dsi, native.dsi_size);
     const unsigned int prefix_size = stored_prefix_size(native, stored);
     for (ByteSpan left = stored; !left.empty() && limit > 0; --limit) {
-        const auto set = qlip::next_nal(left, prefix_size);
+        const auto set = next_nal(left, prefix_size);
         if (!set) break;
-        const auto size = static_cast<ptrdiff_t>(qlip::WldFamily::kHeaderSize + set->size());
+        const auto size = static_cast<ptrdiff_t>(WldFamily::kHeaderSize + set->size());
         if (!put_h264_record(sink, native, {}, *set, {size, size})) return false;
     }
     return true;
@@ -104,13 +103,13 @@ bool put_parameter_sets(Sink& sink, wld_native& native, int64_t limit = kUnlimit
 template <class Sink>
 int packetise(Sink& sink, ByteSpan left, double seconds, wld_native* native) {
     bool sets_done = false;
-    qlip::stamp<qlip::WldFamily>(*native, native->clock_rate * seconds);
+    stamp<WldFamily>(*native, native->clock_rate * seconds);
     while (!left.empty()) {
-        const auto nal = qlip::next_nal(left, native->nal_length_size);
+        const auto nal = next_nal(left, native->nal_length_size);
         if (!nal) break;
-        const unsigned int type = qlip::nal_type(*nal);
-        if (type == qlip::kNalSequenceSet || type == qlip::kNalPictureSet) sets_done = true;
-        if (type == qlip::kNalIdrSlice && !sets_done) {
+        const unsigned int type = nal_type(*nal);
+        if (type == kNalSequenceSet || type == kNalPictureSet) sets_done = true;
+        if (type == kNalIdrSlice && !sets_done) {
             native->rtp.marker = 0;
             if (!put_parameter_sets(sink, *native)) return WLD_FAILED;
             sets_done = true;
@@ -123,8 +122,8 @@ int packetise(Sink& sink, ByteSpan left, double seconds, wld_native* native) {
 }  // namespace
 
 int wld_rfc3984_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    RecordSink sink(out, out_size, qlip::kRoomOfTheCaller);
-    return packetise(sink, qlip::input_of(in, in_size), seconds, native);
+    RecordSink sink(out, out_size, kRoomOfTheCaller);
+    return packetise(sink, input_of(in, in_size), seconds, native);
 }
 
 int qlip::cut_h264(FrameCuts& cuts, ByteSpan sample, double seconds, wld_native& native) {
@@ -150,5 +149,5 @@ int isoFFgetAvccDsi(iso_track* hint, iso_track* media, int payload_type, unsigne
 }
 
 unsigned int h264_get_nal_size(unsigned char* data, int prefix_size) {
-    return qlip::read_nal_size(data, prefix_size);
+    return read_nal_size(data, prefix_size);
 }

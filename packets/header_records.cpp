@@ -13,14 +13,16 @@
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
 
+using namespace qlip;
+
 namespace {
 
 constexpr unsigned int kFiller = 0xCCCCCCCC;
 
 // Bytes of the whole header of video.
-constexpr unsigned int kMpeg4HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_MPEG4CodecConfig);
-constexpr unsigned int kH263HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H263CodecConfig);
-constexpr unsigned int kH264HeaderBytes = qlip::kVideoHeaderBytes + sizeof(VID_Header_H264CodecConfig);
+constexpr unsigned int kMpeg4HeaderBytes = kVideoHeaderBytes + sizeof(VID_Header_MPEG4CodecConfig);
+constexpr unsigned int kH263HeaderBytes = kVideoHeaderBytes + sizeof(VID_Header_H263CodecConfig);
+constexpr unsigned int kH264HeaderBytes = kVideoHeaderBytes + sizeof(VID_Header_H264CodecConfig);
 
 // `config_size` of VID_Header_CodecInfo. Neither fits H.263's record of 8 bytes nor H.264's of 368: kept
 // for consumers, which go by the header size [config-size].
@@ -34,13 +36,13 @@ void put(Record* record, const Record& value) {
 }
 
 void put_prop(PROP_Header_Info* record, const char (&type)[9], unsigned int header_size, int count) {
-    PROP_Header_Info value{{}, header_size, qlip::kStreamVersion, 0, static_cast<unsigned int>(count)};
+    PROP_Header_Info value{{}, header_size, kStreamVersion, 0, static_cast<unsigned int>(count)};
     std::copy_n(type, sizeof value.type, value.type);
     put(record, value);
 }
 
 void put_file_info(VID_FileInfo* record, double duration) {
-    put(record, {qlip::to_u32(duration * 1000.0), {kFiller, kFiller, kFiller}});
+    put(record, {to_u32(duration * 1000.0), {kFiller, kFiller, kFiller}});
 }
 
 template <size_t N>
@@ -68,8 +70,8 @@ void copy_shown_part(std::span<const unsigned char> config, unsigned char (&show
 }
 
 // The record of the next frame, behind which state and clock move on.
-void put_next_frame(AUD_AudFrame_Native* record, int size, WLD_RTP& rtp, qlip::AudioFrameKind kind) {
-    qlip::put_audio_frame(record, static_cast<unsigned int>(size), rtp.timestamp, rtp.sequence, kind);
+void put_next_frame(AUD_AudFrame_Native* record, int size, WLD_RTP& rtp, AudioFrameKind kind) {
+    put_audio_frame(record, static_cast<unsigned int>(size), rtp.timestamp, rtp.sequence, kind);
     rtp.timestamp += kind.ticks;
     ++rtp.sequence;
 }
@@ -77,7 +79,7 @@ void put_next_frame(AUD_AudFrame_Native* record, int size, WLD_RTP& rtp, qlip::A
 }  // namespace
 
 void wld_put_hdr_aud_prop(PROP_Header_Info* record, int frame_count) {
-    put_prop(record, pType, qlip::kAudioHeaderBytes, frame_count);
+    put_prop(record, pType, kAudioHeaderBytes, frame_count);
 }
 
 void wld_put_hdr_vid_prop(PROP_Header_Info* record, int sample_count) {
@@ -93,15 +95,14 @@ void wld_put_hdr_vid_prop264(PROP_Header_Info* record, int sample_count) {
 }
 
 int wld_put_hdr_aud_codec(AUD_Codec_Header* record, iso_track*) {
-    constexpr auto kHighestMode = static_cast<unsigned int>(qlip::kAmrBitRates.size()) - 1;
-    put(record, {sizeof(AUD_Codec_Header), qlip::kFirstNarrowbandCoding + kHighestMode,
-                 qlip::kNarrowbandClock / qlip::kRateUnit, 8});
+    constexpr auto kHighestMode = static_cast<unsigned int>(kAmrBitRates.size()) - 1;
+    put(record,
+        {sizeof(AUD_Codec_Header), kFirstNarrowbandCoding + kHighestMode, kNarrowbandClock / kRateUnit, 8});
     return 0;
 }
 
 int wld_put_hdr_aud_codec_wb(AUD_Codec_Header* record, iso_track*) {
-    put(record,
-        {sizeof(AUD_Codec_Header), qlip::kWidebandCoding, qlip::kWidebandClock / qlip::kRateUnit, 16});
+    put(record, {sizeof(AUD_Codec_Header), kWidebandCoding, kWidebandClock / kRateUnit, 16});
     return 0;
 }
 
@@ -110,11 +111,11 @@ void wld_put_hdr_aud_index(AUD_Header_IndxInfo* record, int) {
 }
 
 void wld_put_hdr_aud_frame(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    put_next_frame(record, size, native->rtp, qlip::kNarrowbandFrame);
+    put_next_frame(record, size, native->rtp, kNarrowbandFrame);
 }
 
 void wld_put_hdr_aud_frame_wb(AUD_AudFrame_Native* record, int size, wld_native* native) {
-    put_next_frame(record, size, native->rtp, qlip::kWidebandFrame);
+    put_next_frame(record, size, native->rtp, kWidebandFrame);
 }
 
 void wld_put_hdr_fileInfo(VID_FileInfo* record, double duration) {
@@ -152,7 +153,7 @@ void wld_put_hdr_vid_codec264(VID_Header_CodecInfo* record, int, int bit_rate, i
 void wld_put_hdr_vid_codecCfg(VID_Header_MPEG4CodecConfig* record, iso_track* track) {
     const auto config = configuration(track);
     VID_Header_MPEG4CodecConfig value{};
-    value.profile_level = byte_at(config, qlip::kMpeg4ProfileAt);
+    value.profile_level = byte_at(config, kMpeg4ProfileAt);
     copy_shown_part(config, value.config);
     value.config_size = static_cast<unsigned short>(std::min(config.size(), sizeof value.config));
     put(record, value);

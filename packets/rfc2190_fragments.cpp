@@ -1,13 +1,15 @@
 #include "packets/rfc2190_fragments.h"
 
+using namespace qlip;
+
 namespace {
 
 // The walker takes plain pointers, but only reads.
-unsigned char* walkable(qlip::ByteSpan frame) {
+unsigned char* walkable(ByteSpan frame) {
     return const_cast<unsigned char*>(frame.data());
 }
 
-int walkable_size(qlip::ByteSpan frame) {
+int walkable_size(ByteSpan frame) {
     return static_cast<int>(frame.size());
 }
 

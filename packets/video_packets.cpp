@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+using namespace qlip;
+
 void qlip::print_cut(size_t old_length, const Piece& cut) {
     const auto before = static_cast<int>(old_length);
     const auto after = static_cast<int>(cut.size);

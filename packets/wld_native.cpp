@@ -7,6 +7,8 @@
 #include "packets/video_packets.h"
 #include "qlip/isoff.h"
 
+using namespace qlip;
+
 namespace {
 
 void choose(wld_native* native, int clock_rate, wld_packetiser packetise) {
@@ -15,7 +17,7 @@ void choose(wld_native* native, int clock_rate, wld_packetiser packetise) {
 }
 
 void choose_h264(wld_native* native, int packet_size, const iso_track* track) {
-    choose(native, qlip::kVideoClock, wld_rfc3984_packet);
+    choose(native, kVideoClock, wld_rfc3984_packet);
     native->max_payload = packet_size;
     native->nal_length_size = track->nal_length_size;
     native->unused = 0;
@@ -27,13 +29,13 @@ int choose_packetiser(wld_native* native, int packet_size, const iso_track* trac
     switch (native->codec) {
         case ISO_CODEC_MP4V:
         case ISO_CODEC_S263:
-            choose(native, qlip::kVideoClock, wld_video_packet);
+            choose(native, kVideoClock, wld_video_packet);
             return 0;
         case ISO_CODEC_SAMR:
-            choose(native, qlip::kNarrowbandClock, wld_amr_packet);
+            choose(native, kNarrowbandClock, wld_amr_packet);
             return 0;
         case ISO_CODEC_SAWB:
-            choose(native, qlip::kWidebandClock, wld_amr_packet);
+            choose(native, kWidebandClock, wld_amr_packet);
             return 0;
         case ISO_CODEC_AVC1:
             choose_h264(native, packet_size, track);
@@ -65,12 +67,12 @@ int wld_native_init(wld_native* native, int payload_type, int packet_size, int r
     native->rtp.sequence = 0;
     native->rtp.timestamp = 0;
     native->rtp.marker = 0;
-    native->rtp.magic = qlip::kPacketMagic;
+    native->rtp.magic = kPacketMagic;
     native->rtp.payload_type = static_cast<unsigned int>(payload_type);
     native->dsi = nullptr;
     native->dsi_size = 0;
     native->time_accumulator = 0.0;
-    native->max_payload = qlip::kPacketBytes;
+    native->max_payload = kPacketBytes;
     native->last_source_format = 0;
     native->rfc_mode = static_cast<unsigned int>(rfc_mode);
     native->flags = static_cast<unsigned int>(flags);
@@ -84,16 +86,15 @@ int wld_native_packet(void* out, int out_size, void* in, int in_size, double sec
 }
 
 int wld_put_header(void* out, WLD_RTP* rtp, int payload_type) {
-    qlip::put_next_header(out, *rtp, payload_type);
+    put_next_header(out, *rtp, payload_type);
     return sizeof(wld_packet_record);
 }
 
 int wld_amr_packet(void* out, int out_size, void* in, int in_size, double, wld_native* native) {
-    return qlip::packetise_amr<qlip::WldFamily>(out, out_size, in, in_size, *native);
+    return packetise_amr<WldFamily>(out, out_size, in, in_size, *native);
 }
 
 int wld_video_packet(void* out, int out_size, void* in, int in_size, double seconds, wld_native* native) {
-    using namespace qlip;
     RecordSink sink(out, out_size);
     const ByteSpan frame = input_of(in, in_size);
     const bool rfc2190 = native->rfc_mode == WLD_RFC_2190 || native->rfc_mode == WLD_RFC_2190_B;

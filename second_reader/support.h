@@ -6,16 +6,13 @@
 
 #include "common/log.h"
 #include "host/limited_callbacks.h"
+#include "host/open_mode.h"
 #include "qlip/c3gpinterface.h"
 #include "second_reader/open_file.h"
 
 namespace qlip {
 
 inline constexpr const char* kReaderPath = "interface/src/c3gpinterface";
-
-inline constexpr unsigned int kModeAudio = 1;
-inline constexpr unsigned int kModeVideo = 16;
-inline constexpr unsigned int kDirectionRead = 1;
 
 inline constexpr unsigned int kCodecH263 = 0;
 inline constexpr unsigned int kCodecH263_1998 = 1;

@@ -17,33 +17,33 @@
 #include "session/progress.h"
 #include "session/session.h"
 
+using namespace qlip;
+
 namespace {
 
 enum Stage : int { kFileHeader, kCodecHeader, kIndexHeader, kFileInfo, kFrameHeader, kFramePayload };
 
 struct AudioCodec {
-    qlip::AmrSpeechBytes speech_bytes;
+    AmrSpeechBytes speech_bytes;
     unsigned char highest_cmr;  // modes above it are no speech and repeat the last request
-    qlip::AudioFrameKind frame;
+    AudioFrameKind frame;
     bool lenient;  // an empty sample is parsed all the same, and a carry that falls short wraps around
     int (*put_codec)(AUD_Codec_Header*, iso_track*);
 
     int ticks() const { return static_cast<int>(frame.ticks); }
 };
 
-constexpr AudioCodec kNarrowband = {qlip::narrowband_speech_bytes(),
-                                    qlip::amr_mode_request(qlip::amr_storage_entry(7)),
-                                    qlip::kNarrowbandFrame, true, wld_put_hdr_aud_codec};
+constexpr AudioCodec kNarrowband = {narrowband_speech_bytes(), amr_mode_request(amr_storage_entry(7)),
+                                    kNarrowbandFrame, true, wld_put_hdr_aud_codec};
 
-constexpr AudioCodec kWideband = {qlip::wideband_speech_bytes(),
-                                  qlip::amr_mode_request(qlip::amr_storage_entry(8)), qlip::kWidebandFrame,
-                                  false, wld_put_hdr_aud_codec_wb};
+constexpr AudioCodec kWideband = {wideband_speech_bytes(), amr_mode_request(amr_storage_entry(8)),
+                                  kWidebandFrame, false, wld_put_hdr_aud_codec_wb};
 
 constexpr size_t kTocBytes = 1;
 constexpr size_t kCmrBytes = 1;
 constexpr int kLongestFrame = 61;
 // A longer run of carried frames moves down frame by frame, which bounds what move_run has to do at once.
-constexpr int kLongestRun = MMFI_BUFFER_SIZE / 2;
+constexpr int kLongestRun = kBufferBytes / 2;
 
 // Speech frames in the track: its samples, or what their durations come to.
 int frame_count(const AudioCodec& codec, iso_track* track) {
@@ -97,20 +97,20 @@ int deliver_file_info(mm_Interface& session, unsigned char* buffer) {
 int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
     *size = 0;
     session.stage = kFrameHeader;
-    constexpr AUD_AudFrame_Native kStandIn = {0, qlip::kWidebandFrameWord, 0, 0, 0, 0};
+    constexpr AUD_AudFrame_Native kStandIn = {0, kWidebandFrameWord, 0, 0, 0, 0};
     std::memcpy(buffer, &kStandIn, sizeof kStandIn);
     return QLIP_NOT_AVAILABLE_YET;
 }
 
 size_t frame_bytes_of(const AudioCodec& codec, unsigned char toc) {
-    return codec.speech_bytes[qlip::amr_storage_type(toc)] + kTocBytes;
+    return codec.speech_bytes[amr_storage_type(toc)] + kTocBytes;
 }
 
 // Moves the carried frames to the front. A carry that wrapped around may claim more than the buffer holds.
 int take_carry(mm_Interface& session) {
     const int carried = session.carry_size;
-    const int held = std::min(carried, MMFI_BUFFER_SIZE);
-    unsigned char* front = qlip::working_memory(session) + kCmrBytes;
+    const int held = std::min(carried, kBufferBytes);
+    unsigned char* front = working_memory(session) + kCmrBytes;
     session.carry_set.reach(session.carry_buffer + held);
     std::memmove(front, session.carry_buffer, static_cast<size_t>(held));
     session.working_set.note(front + held);
@@ -134,9 +134,9 @@ void move_run(const AudioCodec& codec, mm_Interface& session) {
 void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_bytes, int rest) {
     if (codec.lenient && rest < session.carry_run) move_run(codec, session);
     if (rest > 0) {
-        std::memmove(session.carry_buffer, qlip::working_memory(session) + kCmrBytes + frame_bytes,
-                     static_cast<size_t>(std::min(rest, MMFI_BUFFER_SIZE)));
-        session.carry_set.note(session.carry_buffer + std::min(rest, MMFI_BUFFER_SIZE));
+        std::memmove(session.carry_buffer, working_memory(session) + kCmrBytes + frame_bytes,
+                     static_cast<size_t>(std::min(rest, kBufferBytes)));
+        session.carry_set.note(session.carry_buffer + std::min(rest, kBufferBytes));
         session.carry_run = rest <= kLongestRun ? static_cast<unsigned short>(rest) : 0;
     }
     session.carry_size = rest > 0 || codec.lenient ? static_cast<unsigned short>(rest) : 0;
@@ -144,7 +144,7 @@ void keep_carry(const AudioCodec& codec, mm_Interface& session, size_t frame_byt
 
 // The request of a speech frame, or the last one for frames that carry none.
 unsigned char mode_request(const AudioCodec& codec, mm_Interface& session, unsigned char toc) {
-    const unsigned char request = qlip::amr_mode_request(toc);
+    const unsigned char request = amr_mode_request(toc);
     if (request <= codec.highest_cmr) session.last_cmr = request;
     return session.last_cmr;
 }
@@ -157,10 +157,10 @@ size_t put_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned
     const size_t payload_bytes = kCmrBytes + frame_bytes;
     constexpr size_t kRecordBytes = sizeof(AUD_AudFrame_Native);
     const size_t total = kRecordBytes + sizeof(uint32_t) + payload_bytes;
-    qlip::put_audio_frame(buffer, static_cast<unsigned int>(total),
-                          qlip::take_timestamp(session.audio_clock, codec.frame.ticks),
-                          session.audio_sequence++, codec.frame);
-    qlip::store_le32(buffer + kRecordBytes, 0);
+    put_audio_frame(buffer, static_cast<unsigned int>(total),
+                    take_timestamp(session.audio_clock, codec.frame.ticks), session.audio_sequence++,
+                    codec.frame);
+    store_le32(buffer + kRecordBytes, 0);
     session.sample_buffer[0] = mode_request(codec, session, toc);
     session.pending_size = static_cast<unsigned short>(payload_bytes);
     return frame_bytes;
@@ -211,16 +211,16 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     session.stage = kFramePayload;
     if (session.carry_size != 0) return deliver_carried_frame(codec, session, buffer);
     iso_track* track = session.track;
-    const int wanted = qlip::next_sample_size(track, MMFI_BUFFER_SIZE);
+    const int wanted = next_sample_size(track, kBufferBytes);
     if (wanted == ISOFF_END) return QLIP_END_OF_FILE;
-    unsigned char* sample = qlip::working_memory(session) + kCmrBytes;
+    unsigned char* sample = working_memory(session) + kCmrBytes;
     session.working_set.reach(sample + std::max(wanted, kLongestFrame));
-    const int bytes = qlip::take_sample_alone(track, sample, wanted);
+    const int bytes = take_sample_alone(track, sample, wanted);
     if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
     if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
     const size_t frame_bytes = put_frame_header(codec, session, buffer);
     keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
-    return qlip::report_progress(track, track->file_pos);
+    return report_progress(track, track->file_pos);
 }
 
 [[gnu::always_inline]] inline int deliver_payload(mm_Interface& session, unsigned char* buffer) {
@@ -252,7 +252,7 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
 template <const AudioCodec& kCodec>
 [[gnu::noinline, gnu::flatten]] int deliver_next_frame(mm_Interface& session, unsigned char* buffer,
                                                        unsigned int* size) noexcept {
-    return qlip::guarded([&] { return deliver_frame_header(kCodec, session, buffer, size); });
+    return guarded([&] { return deliver_frame_header(kCodec, session, buffer, size); });
 }
 
 bool stands_in_run(const mm_Interface& session) {
@@ -276,7 +276,7 @@ template <const AudioCodec& kCodec>
 // The callbacks are made for the next frame of a sample alone, so nothing else needs a guard.
 template <const AudioCodec& kCodec>
 int read_audio(mm_Interface& session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
-    qlip::begin_read(session, indexed);
+    begin_read(session, indexed);
     if (session.stage == kFramePayload) return deliver_payload(session, buffer);
     if (session.stage != kFrameHeader) return deliver_header_record(kCodec, session, buffer);
     if (stands_in_run(session)) return deliver_frame_of_run<kCodec>(session, buffer);

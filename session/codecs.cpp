@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/open_mode.h"
 #include "session/mpeg4_configuration.h"
 
 namespace qlip {
@@ -10,11 +11,11 @@ namespace qlip {
 namespace {
 
 constexpr SessionCodec kCodecs[] = {
-    {ISO_CODEC_SAMR, MMFI_AUDIO, mmfi_Read_AMRNB, nullptr},
-    {ISO_CODEC_SAWB, MMFI_AUDIO, mmfi_Read_AMRWB, nullptr},
-    {ISO_CODEC_MP4V, MMFI_VIDEO, mmfi_Read_MPEG4, reserve_configuration},
-    {ISO_CODEC_S263, MMFI_VIDEO, mmfi_Read_H263, nullptr},
-    {ISO_CODEC_AVC1, MMFI_VIDEO, mmfi_Read_H264, nullptr},
+    {ISO_CODEC_SAMR, kModeAudio, mmfi_Read_AMRNB, nullptr},
+    {ISO_CODEC_SAWB, kModeAudio, mmfi_Read_AMRWB, nullptr},
+    {ISO_CODEC_MP4V, kModeVideo, mmfi_Read_MPEG4, reserve_configuration},
+    {ISO_CODEC_S263, kModeVideo, mmfi_Read_H263, nullptr},
+    {ISO_CODEC_AVC1, kModeVideo, mmfi_Read_H264, nullptr},
 };
 
 }  // namespace

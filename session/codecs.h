@@ -7,7 +7,7 @@ namespace qlip {
 
 struct SessionCodec {
     iso_codec entry;              // the sample entry's kind
-    int medium;                   // MMFI_AUDIO or MMFI_VIDEO
+    int medium;                   // kModeAudio or kModeVideo
     SessionReader reader;         // what qlip_ReadChunk calls for it
     bool (*prepare)(iso_track*);  // at open, null for nothing; false without memory
 };

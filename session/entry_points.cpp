@@ -8,6 +8,8 @@
 #include "session/codecs.h"
 #include "session/session.h"
 
+using namespace qlip;
+
 namespace {
 
 struct StatusText {
@@ -51,22 +53,22 @@ void release(mm_Interface** handle) {
 }
 
 // The status of a call on an object that may have limits: one that ran out of them failed by that.
-int settle(const qlip::LimitedCall& call, int status) {
+int settle(const LimitedCall& call, int status) {
     return call.ran_out() ? QLIP_CORRUPT_FILE : status;
 }
 
 // In a session with limits this stands in front of the codec's reader.
 int read_within_limits(mm_Interface* session, unsigned char* buffer, unsigned int* size,
                        bool indexed) noexcept {
-    const qlip::LimitedCall call(session->file->io);
-    return settle(call, qlip::find_codec(session->track)->reader(session, buffer, size, indexed));
+    const LimitedCall call(session->file->io);
+    return settle(call, find_codec(session->track)->reader(session, buffer, size, indexed));
 }
 
 // Chooses the track, and leaves the host's position where it was promised.
 int choose(mm_Interface* session, const char* mode) {
     iso_file* file = session->file;
-    const qlip::LimitedCall call(file ? file->io : nullptr);
-    return settle(call, qlip::guarded([=] {
+    const LimitedCall call(file ? file->io : nullptr);
+    return settle(call, guarded([=] {
                       const int status = mmfi_Open(session, mode);
                       if (status == QLIP_SUCCESS) qliputil_seek(file->io, 0);
                       return status;
@@ -86,7 +88,7 @@ int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
     const int status = choose(session, mode);
     if (status != QLIP_SUCCESS) {
         release(handle);
-    } else if (qlip::LimitedCallbacks::of(file->io)) {
+    } else if (LimitedCallbacks::of(file->io)) {
         session->reader = read_within_limits;
     }
     return status;
@@ -95,9 +97,9 @@ int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
 // The file is parsed before any argument is looked at, and the early returns leave it open: kept for
 // hosts, which see the same callbacks whatever they pass [open-before-arguments].
 int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode) {
-    iso_file* file = qlip::open_for_stream(io);
+    iso_file* file = open_for_stream(io);
     if (!handle) return QLIP_BAD_HANDLE;
-    if (!qlip::complete(io)) return QLIP_BAD_ARGUMENT;
+    if (!complete(io)) return QLIP_BAD_ARGUMENT;
     if (!mode) return QLIP_BAD_MODE;
     return start_session(handle, file, mode);
 }
@@ -105,7 +107,7 @@ int open_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* i
 int open_limited_session(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io, const char* mode,
                          const qlip_limits* limits) {
     int engine_error = 0;
-    iso_file* file = qlip::open_for_stream(io, limits, &engine_error);
+    iso_file* file = open_for_stream(io, limits, &engine_error);
     if (!file) return engine_error == ISOFF_OVER_LIMIT ? QLIP_CORRUPT_FILE : QLIP_NO_MEMORY;
     return start_session(handle, file, mode);
 }
@@ -118,16 +120,16 @@ int qlip_Open(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* call
 
 int qlip_Open2(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks, const char* mode,
                int /*reserved*/) {
-    return qlip::guarded([=] { return open_session(handle, callbacks, mode); });
+    return guarded([=] { return open_session(handle, callbacks, mode); });
 }
 
 int qlip_OpenLimited(mm_Interface** handle, _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* callbacks,
                      const char* mode, const qlip_limits* limits) {
     qlip_limits taken;
     if (!handle) return QLIP_BAD_HANDLE;
-    if (!qlip::complete(callbacks) || !qlip::take_limits(limits, &taken)) return QLIP_BAD_ARGUMENT;
+    if (!complete(callbacks) || !take_limits(limits, &taken)) return QLIP_BAD_ARGUMENT;
     if (!mode) return QLIP_BAD_MODE;
-    return qlip::guarded([=] { return open_limited_session(handle, callbacks, mode, limits); });
+    return guarded([=] { return open_limited_session(handle, callbacks, mode, limits); });
 }
 
 int qlip_ReadChunk(mm_Interface* handle, unsigned char* buffer, unsigned int* size, bool indexed) {

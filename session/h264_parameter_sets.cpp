@@ -24,7 +24,7 @@ uint64_t room_for_sets(const iso_track* track) {
 }
 
 bool sets_fit(const mm_Interface& session) {
-    return session.carry_size + room_for_sets(session.track) <= MMFI_BUFFER_SIZE;
+    return session.carry_size + room_for_sets(session.track) <= kBufferBytes;
 }
 
 void put_parameter_sets(VideoCall& call) {

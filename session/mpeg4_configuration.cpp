@@ -7,9 +7,11 @@
 #include "iso/model/arena.h"
 #include "session/mpeg4_start_code.h"
 
+using namespace qlip;
+
 namespace {
 
-constexpr const char* kPath = qlip::kSessionPath;
+constexpr const char* kPath = kSessionPath;
 // A packet's last bytes, beside those that the search itself leaves out: kept for receivers
 // [unsearched-tail].
 constexpr int kUnsearchedTail = 4;
@@ -22,21 +24,11 @@ void replace_configuration(iso_track* track, const unsigned char* from, int byte
 
 }  // namespace
 
-void printInfo(unsigned char* data, int length) {
-    constexpr int kPerLine = 10;
-    QLIP_LOG_DEBUG(kPath, "Dump:sz=%d", length);
-    for (int i = 0; i < length; i += kPerLine) {
-        const unsigned char* line = data + i;
-        QLIP_LOG_DEBUG(kPath, "Data:%02x %02x %02x %02x %02x %02x %02x %02x %02x %02x", line[0], line[1],
-                       line[2], line[3], line[4], line[5], line[6], line[7], line[8], line[9]);
-    }
-}
-
 namespace qlip {
 
 bool reserve_configuration(iso_track* track) {
     const int held = std::max(track->dsi_size, 0);
-    auto* room = static_cast<unsigned char*>(arena_take(track->file, std::max(held, MMFI_BUFFER_SIZE)));
+    auto* room = static_cast<unsigned char*>(arena_take(track->file, std::max(held, kBufferBytes)));
     if (!room) return false;
     if (track->dsi && held > 0) std::memcpy(room, track->dsi, static_cast<size_t>(held));
     if (track->dsi) isoFFfree(track->dsi);
@@ -56,7 +48,7 @@ int configure_sample(mm_Interface& session, int bytes) {
         return bytes;
     }
     if (track->dsi_size <= 0) return bytes;
-    if (track->dsi_size > MMFI_BUFFER_SIZE - bytes) return -1;
+    if (track->dsi_size > kBufferBytes - bytes) return -1;
     std::memmove(sample + track->dsi_size, sample, static_cast<size_t>(bytes));
     std::memcpy(sample, track->dsi, static_cast<size_t>(track->dsi_size));
     session.working_set.note(sample + track->dsi_size + bytes);
@@ -70,7 +62,7 @@ namespace {
 // frame [intra-vop-in-later-packet].
 int insert_configuration(mm_Interface& session, int bytes, int vop) {
     const iso_track* track = session.track;
-    if (track->dsi_size > MMFI_BUFFER_SIZE - bytes) return -1;
+    if (track->dsi_size > kBufferBytes - bytes) return -1;
     unsigned char* packet = packet_in_hand(session);
     const auto added = static_cast<size_t>(std::max(track->dsi_size, 0));
     const auto head = size_t{kRtpHeaderBytes} + static_cast<size_t>(vop);

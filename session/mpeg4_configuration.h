@@ -4,9 +4,6 @@
 
 #include "session/video_reader.h"
 
-// Logs the data at the debug level, ten bytes a line. Reads up to the end of the last line of ten.
-void printInfo(unsigned char* data, int length);
-
 namespace qlip {
 
 // Gives the track room for any configuration that the stream may bring, so that reading need not allocate.

@@ -5,12 +5,6 @@
 // [mpeg4-profile-64].
 #pragma once
 
-// 1 if `data` holds the start code of an intra VOP, else 0.
-int CheckForIFrame(unsigned char* data, int length);
-
-// Position of the first start code with this code byte, or -1.
-int FindStartCode(unsigned char* data, int length, char code);
-
 namespace qlip {
 
 // Where the first start codes of each kind stand, or -1.
@@ -18,6 +12,9 @@ struct StartCodes {
     int sequence = -1;  // visual_object_sequence_start_code
     int vop = -1;       // vop_start_code of an intra VOP
 };
+
+// Position of the first start code with this code byte, or -1.
+int find_start_code(const unsigned char* data, int length, unsigned char code);
 
 // Both in one pass.
 StartCodes find_start_codes(const unsigned char* data, int length);

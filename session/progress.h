@@ -9,7 +9,8 @@ namespace qlip {
 // Logs the host's refusal and returns 2.
 int progress_refused(unsigned int status, unsigned int offset);
 
-// mmfi_seek.
+// Tells the host that `track` needs nothing below `offset` any more, in the way of the current read mode.
+// Returns 0, or 2 when the host refuses.
 inline int report_progress(const iso_track* track, unsigned int offset) {
     const iso_file* file = track->file;
     const unsigned int status =

@@ -5,6 +5,7 @@
 
 #include "common/log.h"
 #include "formats/rtp.h"
+#include "host/open_mode.h"
 #include "session/codecs.h"
 
 using namespace qlip;
@@ -17,14 +18,14 @@ void parse_mode_switch(mm_Interface* session, const char character) {
     const int letter = std::tolower(static_cast<unsigned char>(character));
     switch (letter) {
         case 'r':
-            session->read_mode = 1;
+            session->read_mode = kDirectionRead;
             return;
         case 'a':
-            session->media_kind = MMFI_AUDIO;
+            session->media_kind = kModeAudio;
             session->media_name = "AUDIO";
             return;
         case 'v':
-            session->media_kind = MMFI_VIDEO;
+            session->media_kind = kModeVideo;
             session->media_name = "VIDEO";
             return;
         default:
@@ -69,7 +70,7 @@ bool has_aac_track(const mm_Interface* session) {
 
 [[noreturn]] void refuse_file(mm_Interface* session) {
     session->status = QLIP_FAILURE;
-    if (session->media_kind == MMFI_VIDEO) {
+    if (session->media_kind == kModeVideo) {
         throw SimpleException(kPath, __LINE__, "Valid video track (MPEG4, H263, H264) not found.");
     }
     if (has_aac_track(session)) throw SimpleException(kPath, __LINE__, "Unsupported track: AAC.");

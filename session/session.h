@@ -14,12 +14,12 @@
 #include "qlip/qlip.h"
 #include "qlip/wld_native.h"
 
-// Bytes of each working buffer, which is also the longest sample.
-inline constexpr int MMFI_BUFFER_SIZE = 64000;
+namespace qlip {
 
-// Values of `media_kind`.
-inline constexpr int MMFI_AUDIO = 1;
-inline constexpr int MMFI_VIDEO = 16;
+// Bytes of each working buffer, which is also the longest sample.
+inline constexpr int kBufferBytes = 64000;
+
+}  // namespace qlip
 
 // One call of a codec's reader; arguments and result are those of qlip_ReadChunk, which goes straight to it.
 // So it lets nothing out: what a callback throws is status 2.
@@ -50,8 +50,8 @@ struct mm_Interface {
     wld_native native = {};
     // Video without hints: the frame in hand, whose notes beyond the first few stand in `carry_buffer`.
     qlip::FrameCuts cuts{reinterpret_cast<qlip::Cut*>(carry_buffer)};
-    int media_kind = 0;  // 0 until the mode is parsed
-    int read_mode = 0;   // 1: the mode asks for reading
+    int media_kind = 0;  // of host/open_mode.h; 0 until the mode is parsed
+    int read_mode = 0;   // kDirectionRead when the mode asks for reading
     const char* media_name = nullptr;
     unsigned int track_id = 0;
     int open_word = 0;  // these three are set at open and read by nothing
@@ -59,17 +59,17 @@ struct mm_Interface {
     int ready_word = 0;
     // One run of memory, see working_memory: a full audio sample starts at the second byte of the first
     // buffer, behind its CMR byte, and ends on the first byte of the second.
-    alignas(qlip::Cut) unsigned char sample_buffer[MMFI_BUFFER_SIZE];  // the sample in hand
-    unsigned char carry_buffer[MMFI_BUFFER_SIZE];                      // audio: frames still to be delivered
+    alignas(qlip::Cut) unsigned char sample_buffer[qlip::kBufferBytes];  // the sample in hand
+    unsigned char carry_buffer[qlip::kBufferBytes];  // audio: frames still to be delivered
     unsigned char working_tail[sizeof(wld_packet_record)];
 };
 
 static_assert(offsetof(mm_Interface, carry_buffer) ==
-              offsetof(mm_Interface, sample_buffer) + MMFI_BUFFER_SIZE);
-static_assert(qlip::FrameCuts::most(MMFI_BUFFER_SIZE) * sizeof(qlip::Cut) <= MMFI_BUFFER_SIZE);
+              offsetof(mm_Interface, sample_buffer) + qlip::kBufferBytes);
+static_assert(qlip::FrameCuts::most(qlip::kBufferBytes) * sizeof(qlip::Cut) <= qlip::kBufferBytes);
 static_assert(offsetof(mm_Interface, carry_buffer) % alignof(qlip::Cut) == 0);
 static_assert(offsetof(mm_Interface, working_tail) ==
-              offsetof(mm_Interface, carry_buffer) + MMFI_BUFFER_SIZE);
+              offsetof(mm_Interface, carry_buffer) + qlip::kBufferBytes);
 
 // Parses the mode, chooses the track of `session->file` and arms its hint track. Returns a status.
 int mmfi_Open(mm_Interface* session, const char* mode);
@@ -80,20 +80,12 @@ int mmfiParseModeInfo(mm_Interface* session, const char* mode);
 // Closes the file. The session itself stays the caller's. Returns 0.
 int mmfi_Close(mm_Interface* session);
 
-// Delivers the next chunk; arguments and result are those of qlip_ReadChunk. Throws SimpleException for a
-// null session.
-int mmfi_Read(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed);
-
-// The readers behind it, one per codec.
+// The readers behind qlip_ReadChunk, one per codec.
 int mmfi_Read_AMRNB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
 int mmfi_Read_AMRWB(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
 int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
 int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
 int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept;
-
-// Tells the host that `track` needs nothing below `offset` any more, in the way of the current read mode.
-// Returns 0, or 2 when the host refuses.
-int mmfi_seek(iso_track* track, unsigned int offset);
 
 namespace qlip {
 
@@ -110,7 +102,7 @@ int guarded(Operation operation) noexcept {
 // The source path that the session's messages carry.
 inline constexpr const char* kSessionPath = "interface/src/mmfiInterface";
 
-inline constexpr int kWorkingBytes = 2 * MMFI_BUFFER_SIZE + int{sizeof(wld_packet_record)};
+inline constexpr int kWorkingBytes = 2 * kBufferBytes + int{sizeof(wld_packet_record)};
 
 // The working buffers as the one run of kWorkingBytes that they are.
 inline unsigned char* working_memory(mm_Interface& session) {

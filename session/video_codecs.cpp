@@ -5,6 +5,8 @@
 #include "session/mpeg4_configuration.h"
 #include "session/video_reader.h"
 
+using namespace qlip;
+
 namespace {
 
 template <typename Record, void (*put)(Record*, iso_track*)>
@@ -15,10 +17,10 @@ unsigned int put_config(unsigned char* to, iso_track* track) {
     return sizeof record;
 }
 
-constexpr qlip::VideoCodec kH263 = {
+constexpr VideoCodec kH263 = {
     .payload_type = WLD_TYPE_H263,
     .rfc_mode = WLD_RFC_2429,
-    .cut = qlip::cut_video,
+    .cut = cut_video,
     .put_prop = wld_put_hdr_vid_prop263,
     .put_codec = wld_put_hdr_vid_codec263,
     .put_config = put_config<VID_Header_H263CodecConfig, wld_put_hdr_vid_codecCfg263>,
@@ -31,10 +33,10 @@ constexpr qlip::VideoCodec kH263 = {
     .before_conversion = nullptr,
 };
 
-constexpr qlip::VideoCodec kMpeg4 = {
+constexpr VideoCodec kMpeg4 = {
     .payload_type = WLD_TYPE_MPEG4,
     .rfc_mode = WLD_RFC_NONE,
-    .cut = qlip::cut_video,
+    .cut = cut_video,
     .put_prop = wld_put_hdr_vid_prop,
     .put_codec = wld_put_hdr_vid_codec,
     .put_config = put_config<VID_Header_MPEG4CodecConfig, wld_put_hdr_vid_codecCfg>,
@@ -43,14 +45,14 @@ constexpr qlip::VideoCodec kMpeg4 = {
     .keeps_failure = false,
     .first_frame = {.failed = QLIP_END_OF_FILE, .waits_for_nobody = true},
     .before_first_packet = nullptr,
-    .before_cutting = qlip::configure_sample,
-    .before_conversion = qlip::configure_packet,
+    .before_cutting = configure_sample,
+    .before_conversion = configure_packet,
 };
 
-constexpr qlip::VideoCodec kH264 = {
+constexpr VideoCodec kH264 = {
     .payload_type = WLD_TYPE_H264,
     .rfc_mode = WLD_RFC_NONE,
-    .cut = qlip::cut_h264,
+    .cut = cut_h264,
     .put_prop = wld_put_hdr_vid_prop264,
     .put_codec = wld_put_hdr_vid_codec264,
     .put_config = put_config<VID_Header_H264CodecConfig, wld_put_hdr_vid_codecCfg264>,
@@ -58,21 +60,21 @@ constexpr qlip::VideoCodec kH264 = {
     .header_awaits_packet = false,
     .keeps_failure = false,
     .first_frame = {.failed = QLIP_FAILURE, .waits_for_nobody = false},
-    .before_first_packet = qlip::open_with_parameter_sets,
+    .before_first_packet = open_with_parameter_sets,
     .before_cutting = nullptr,
-    .before_conversion = qlip::precede_idr_packet,
+    .before_conversion = precede_idr_packet,
 };
 
 }  // namespace
 
 int mmfi_Read_H263(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
-    return qlip::read_video(*session, buffer, size, indexed, kH263);
+    return read_video(*session, buffer, size, indexed, kH263);
 }
 
 int mmfi_Read_MPEG4(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
-    return qlip::read_video(*session, buffer, size, indexed, kMpeg4);
+    return read_video(*session, buffer, size, indexed, kMpeg4);
 }
 
 int mmfi_Read_H264(mm_Interface* session, unsigned char* buffer, unsigned int* size, bool indexed) noexcept {
-    return qlip::read_video(*session, buffer, size, indexed, kH264);
+    return read_video(*session, buffer, size, indexed, kH264);
 }

@@ -14,6 +14,8 @@
 #include "packets/wld_header.h"
 #include "session/progress.h"
 
+using namespace qlip;
+
 namespace qlip {
 
 namespace {
@@ -94,7 +96,7 @@ int not_available(VideoCall& call) {
 void cut_sample(const VideoCall& call, int bytes, double seconds) {
     mm_Interface& session = call.session;
     session.native.packet_count = 0;
-    session.cuts.begin(session.native, call.codec.payload_type, MMFI_BUFFER_SIZE);
+    session.cuts.begin(session.native, call.codec.payload_type, kBufferBytes);
     const int packed =
         call.codec.cut(session.cuts, input_of(session.sample_buffer, bytes), seconds, session.native);
     // 65,535 after an overflow: kept for hosts, which walk the body by its packets [overflowed-body].
@@ -110,7 +112,7 @@ void forget_frame(mm_Interface& session) {
 int deliver_cut_frame(VideoCall& call, bool first) {
     mm_Interface& session = call.session;
     iso_track* track = session.track;
-    const int wanted = next_sample_size(track, MMFI_BUFFER_SIZE);
+    const int wanted = next_sample_size(track, kBufferBytes);
     if (wanted == ISOFF_END) return QLIP_END_OF_FILE;
     forget_frame(session);
     session.working_set.reach(session.sample_buffer + wanted);
@@ -150,7 +152,7 @@ int end_without_frame(VideoCall& call, bool first, int result) {
 [[nodiscard]] bool append_packet(VideoCall& call, int bytes) {
     mm_Interface& session = call.session;
     const int payload = bytes - kRtpHeaderBytes;
-    if (payload < 0 || payload > MMFI_BUFFER_SIZE - kRecordBytes - session.carry_size) return false;
+    if (payload < 0 || payload > kBufferBytes - kRecordBytes - session.carry_size) return false;
     put_record_of_rtp(packet_records(session) + session.carry_size, packet_in_hand(session),
                       static_cast<unsigned int>(payload), call.codec.payload_type);
     session.carry_size = static_cast<unsigned short>(session.carry_size + kRecordBytes + payload);

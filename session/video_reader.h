@@ -64,6 +64,6 @@ inline unsigned char* packet_records(mm_Interface& session) {
 inline unsigned char* packet_in_hand(mm_Interface& session) {
     return working_memory(session) + session.carry_size + (kRecordBytes - kRtpHeaderBytes);
 }
-static_assert(MMFI_BUFFER_SIZE + kRecordBytes - kRtpHeaderBytes + ISOFF_PACKET_CAPACITY <= kWorkingBytes);
+static_assert(kBufferBytes + kRecordBytes - kRtpHeaderBytes + ISOFF_PACKET_CAPACITY <= kWorkingBytes);
 
 }  // namespace qlip

@@ -25,6 +25,7 @@ inline int put32(int pass, unsigned char* dst, unsigned int value) {
     return 4;
 }
 
+// Nothing in the library calls the first; its name is interface like the others.
 int put32n(int pass, unsigned char* dst, int* values, int n);
 int put8n(int pass, unsigned char* dst, void* data, int n);
 

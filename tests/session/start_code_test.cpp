@@ -8,6 +8,7 @@
 #include "qlip/SimpleException.h"
 #include "session/mpeg4_configuration.h"
 #include "session/mpeg4_start_code.h"
+#include "session/uncalled.h"
 #include "tests/support/memory_host.h"
 #include "tests/support/syslog_capture.h"
 
