@@ -8,12 +8,12 @@
 #include "boxes/fields.h"
 #include "boxes/input.h"
 #include "common/log.h"
+#include "formats/mpeg4_descriptors.h"
 #include "qlip/vorn3gp/sample_entries.h"
 
 namespace {
 
 constexpr const char* kPath = "filegen/src/configuration_boxes";
-constexpr unsigned char kMpeg4Visual = 0x20;
 constexpr int kMostSizeBytes = 4;
 
 constexpr auto kH263Specific = [](auto& box, auto& fields) {
@@ -63,7 +63,7 @@ constexpr auto kEsdEnd = [](auto& info, auto& fields, auto&& sizes) {
 // A file in the wrong container is the one thing that ends the host's process, unless it set limits: kept for
 // hosts that run each file in a process of its own [model-mp4v-exits].
 void require_visual(Vorn3gp::Stream stream, unsigned char object_type) {
-    if (object_type == kMpeg4Visual) return;
+    if (object_type == qlip::kMpeg4VisualObject) return;
     constexpr const char* kRefusal = "Bad 3GP file, only MP4 Video codec accepted in mp4v box";
     if (qlip::limits_of(stream)) throw SimpleException(kPath, __LINE__, "%s", kRefusal);
     std::fprintf(stderr, "%s\n", kRefusal);

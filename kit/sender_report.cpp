@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "common/byte_order.h"
+#include "formats/rtp.h"
 #include "qlip/host.h"
 
 namespace qlip::kit {
@@ -13,13 +14,12 @@ namespace {
 constexpr size_t kReportSize = 28;
 constexpr size_t kNameHeadSize = 10;  // of the description: header, SSRC, item type and length
 constexpr size_t kLongestName = 255;
-constexpr unsigned char kVersion2 = 0x80;
 constexpr unsigned char kSenderReportType = 200, kDescriptionType = 202;
 constexpr unsigned char kOneSource = 1;
 constexpr unsigned char kCname = 1;
 
 void write_head(unsigned char* to, unsigned char count, unsigned char type, size_t size) {
-    to[0] = kVersion2 | count;
+    to[0] = kRtpVersion2 | count;
     to[1] = type;
     store_be16(to + 2, static_cast<uint16_t>(size / 4 - 1));
 }

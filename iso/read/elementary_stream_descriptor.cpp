@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "common/diagnostics.h"
+#include "formats/mpeg4_descriptors.h"
 #include "formats/mpeg4_visual.h"
 #include "iso/read/box_handlers.h"
 #include "iso/read/payload.h"
@@ -10,8 +11,6 @@
 using namespace qlip;
 
 namespace {
-
-enum Tag : int { kEsDescriptor = 3, kDecoderConfig = 4, kDecoderSpecificInfo = 5 };
 
 struct Descriptor {
     int tag = 0;

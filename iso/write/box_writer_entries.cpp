@@ -1,18 +1,14 @@
 #include <cstdint>
 
 #include "common/byte_order.h"
+#include "formats/mpeg4_descriptors.h"
+#include "formats/nal.h"
 #include "iso/write/box_writer.h"
 #include "iso/write/put_sequence.h"
 
 using namespace qlip;
 
 namespace {
-
-// Tags of ISO/IEC 14496-1 7.2.2.1.
-constexpr unsigned int kEsDescriptor = 3;
-constexpr unsigned int kDecoderConfig = 4;
-constexpr unsigned int kDecoderSpecificInfo = 5;
-constexpr unsigned int kSlConfig = 6;
 
 // A sample entry: the fields of its kind, then its configuration box.
 int put_entry(int pass, iso_track* track, unsigned char* dst, const char* type,
@@ -145,7 +141,7 @@ int w_esds(int pass, iso_track* track, unsigned char* dst) {
 int w_ES_Desc(int pass, iso_track* track, unsigned char* dst) {
     PutDescriptor descriptor(pass, dst, kEsDescriptor);
     descriptor.u16(0).u8(0).child(w_decoderConfig, track);
-    descriptor.u8(kSlConfig).u8(1).u8(2);  // SL configuration 2: a file of this format
+    descriptor.u8(kSlConfig).u8(1).u8(kSlConfigOfFiles);
     return descriptor.finish();
 }
 
@@ -164,8 +160,9 @@ int w_avcC(int pass, iso_track* track, unsigned char* dst) {
         box.bytes(track->dsi, track->dsi_size);
         return box.finish();
     }
-    box.u8(1).u8(track->profile).u8(track->profile_compat).u8(track->level);
-    box.u8((track->nal_length_size - 1) | 0xFC).u8(static_cast<unsigned int>(track->sps_count) | 0xE0);
+    box.u8(kAvccVersion).u8(track->profile).u8(track->profile_compat).u8(track->level);
+    box.u8((track->nal_length_size - 1) | kAvccLengthSizeReserved);
+    box.u8(static_cast<unsigned int>(track->sps_count) | kAvccSetCountReserved);
     put_parameter_sets(box, track->sps, track->sps_count, track->nal_length_size);
     box.u8(static_cast<unsigned int>(track->pps_count));
     put_parameter_sets(box, track->pps, track->pps_count, track->nal_length_size);
