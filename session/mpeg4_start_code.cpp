@@ -27,7 +27,7 @@ void visit_start_codes(const unsigned char* data, int length, Visit visit) {
             const unsigned char* candidate = at + std::countr_zero(pairs);
             if (is_start_code(candidate) && visit(candidate)) return;
         }
-        at = qlip::wide_search().pass_without_start_codes(data, at + kBlock, end);
+        at = wide_search().pass_without_start_codes(data, at + kBlock, end);
     }
     for (; at < end; ++at) {
         if (is_start_code(at) && visit(at)) return;
