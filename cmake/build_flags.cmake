@@ -8,7 +8,7 @@ endif()
 add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-semantic-interposition>)
 
 if(QLIP_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   add_link_options(-fsanitize=address,undefined)
 endif()
 if(QLIP_COVERAGE)

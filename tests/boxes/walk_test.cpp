@@ -20,6 +20,11 @@ size_t heap_bytes = 0;  // of all allocations so far
     throw std::bad_alloc();
 }
 
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    heap_bytes += bytes;
+    return std::malloc(bytes);
+}
+
 [[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
