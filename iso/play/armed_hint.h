@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "iso/play/cursor_memory.h"
+#include "iso/play/sample_places.h"
 #include "qlip/isoff.h"
 
 namespace qlip {
@@ -14,8 +14,8 @@ inline constexpr unsigned int kArmedHintRecord = 1u << 31;
 
 struct ArmedHint : hint_state {
     bool packet_open = false;  // a packet was begun and is to be built again
-    CursorMemory media_places;
-    CursorMemory hint_places;
+    SamplePlaces media_places;
+    SamplePlaces hint_places;
 };
 
 inline ArmedHint* armed_hint(iso_track* track) {

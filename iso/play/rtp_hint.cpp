@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -27,9 +28,20 @@ constexpr const char* kPath = "interface/src/isoff";
 // In one call; a track of nothing else would keep it busy for ever.
 constexpr int kMostEmptySamples = 1 << 20;
 
-void give_record(iso_track* hint, void* memory) {
+// Gives a hint track its record, with room for the places of both tracks behind it, in a block from `take`.
+template <typename Take>
+void give_record(iso_track* hint, const iso_track* media, Take take) {
+    const int64_t media_room = qlip::SamplePlaces::room_for(media);
+    const int64_t hint_room = qlip::SamplePlaces::room_for(hint);
+    const int64_t bytes =
+        int64_t{sizeof(qlip::ArmedHint)} + (media_room + hint_room) * int64_t{sizeof(qlip::Cursor)};
+    void* memory = bytes <= INT_MAX ? take(hint->file, static_cast<int>(bytes)) : nullptr;
     if (!memory) return;
-    hint->hint = new (memory) qlip::ArmedHint{};
+    auto* own = new (memory) qlip::ArmedHint{};
+    auto* room = reinterpret_cast<qlip::Cursor*>(own + 1);
+    own->media_places = {room, media_room};
+    own->hint_places = {room + media_room, hint_room};
+    hint->hint = own;
     hint->flags |= qlip::kArmedHintRecord;
 }
 
@@ -50,7 +62,7 @@ iso_track* choose_hint_track(const iso_track* media, int max_packet) {
 
 void set_media(iso_track* hint, iso_track* media) {
     qlip::ArmedHint* own = qlip::armed_hint(hint);
-    if (own && own->media_track != media) own->media_places = {};
+    if (own && own->media_track != media) own->media_places.start_over();
     hint->hint->media_track = media;
 }
 
@@ -62,10 +74,23 @@ void resynchronise(iso_track* track, hint_state* hint, qlip::ArmedHint* own) {
     if (own) own->packet_open = false;
 }
 
+[[gnu::noinline]] void jump_to_hint_sample(iso_track* track, int sample) {
+    if (auto* own = qlip::armed_hint(track)) own->hint_places.prepare(track, sample);
+    set_sample_pos(track, sample);
+}
+
+// A constructor that reads from the hint track itself leaves its cursor there.
+inline void move_to_hint_sample(iso_track* track, int sample) {
+    if (track->sample == sample) [[likely]]
+        return;
+    if (track->sample + 1 == sample) return qlip::step(track);
+    jump_to_hint_sample(track, sample);
+}
+
 void next_sample(iso_track* track, hint_state* hint) {
     hint->sample_offset = 0;
     ++hint->sample;
-    if (qlip::has_sample(track, hint->sample)) qlip::move_to_sample(track, hint->sample);
+    if (qlip::has_sample(track, hint->sample)) move_to_hint_sample(track, hint->sample);
 }
 
 void advance_clock(const iso_track* track, hint_state* hint) {
@@ -135,7 +160,7 @@ class PacketBuilder {
 
   private:
     [[gnu::always_inline]] int read_own(unsigned char* to, unsigned int count) {
-        return qlip::read_slice(track_, hint_->sample, hint_size_, offset_, to, count);
+        return qlip::read_slice(track_, hint_->sample, hint_size_, offset_, to, count, move_to_hint_sample);
     }
 
     // The next bytes of the hint sample. 0, ISOFF_END when they are not all there, or ISOFF_NOT_YET.
@@ -210,20 +235,19 @@ class PacketBuilder {
         source_offset_ = qlip::load_be32(constructor + 8);
         if (!qlip::is_readable(source_) || !qlip::has_sample(source_, sample)) return ISOFF_END;
         const unsigned int size = qlip::size_of_sample(source_, sample);
-        const bool moves_cursor = count > 0 && source_offset_ < size;
-        qlip::CursorMemory* places = own_ && moves_cursor ? places_of(from_self) : nullptr;
-        if (places) places->prepare(source_, sample);
+        const bool moves_cursor = own_ && count > 0 && source_offset_ < size;
+        if (moves_cursor) places_of(from_self).prepare(source_, sample);
         memory_.reach(out_ + length_ + count);
         const int got = qlip::read_slice(source_, sample, size, source_offset_, out_ + length_, count);
-        if (places) places->remember(source_);
+        if (moves_cursor) places_of(from_self).remember(source_);
         if (got == ISOFF_NOT_YET) return got;
         if (got != static_cast<int>(count)) return ISOFF_END;
         length_ += got;
         return 0;
     }
 
-    qlip::CursorMemory* places_of(bool hint_track) const {
-        return hint_track ? &own_->hint_places : &own_->media_places;
+    qlip::SamplePlaces& places_of(bool hint_track) const {
+        return hint_track ? own_->hint_places : own_->media_places;
     }
 
     // The lowest position that the next packet can need, compared as signed.
@@ -263,7 +287,7 @@ class PacketBuilder {
 iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
     iso_track* track = choose_hint_track(media, max_packet);
     if (!track) return nullptr;
-    if (!track->hint) give_record(track, isoFFmalloc(track->file, sizeof(qlip::ArmedHint)));
+    if (!track->hint) give_record(track, media, qlip::arena_take);
     hint_state* hint = track->hint;
     if (!hint) return nullptr;
     set_media(track, media);
@@ -277,7 +301,7 @@ iso_track* isoFFrtpHinter(iso_track* media, int max_packet) {
 iso_track* isoFFfindHintTrack(iso_track* media, int max_packet) {
     iso_track* track = choose_hint_track(media, max_packet);
     if (!track) return nullptr;
-    if (!track->hint) give_record(track, systemmalloc(track->file, sizeof(qlip::ArmedHint)));
+    if (!track->hint) give_record(track, media, systemmalloc);
     if (!track->hint) return nullptr;
     set_media(track, media);
     qlip::find_again(track);
@@ -300,7 +324,7 @@ int qlip::next_packet(iso_track* track, unsigned char* to, ClearedMemory& memory
     if (result >= 0) {
         if (own) own->packet_open = false;
     } else if (track->sample != hint->sample) {
-        isoFFsetPosition(track, hint->sample);  // a constructor may have read from another hint sample
+        move_to_hint_sample(track, hint->sample);
     }
     return result;
 }

@@ -50,13 +50,16 @@ void step_uniform(iso_track* track, int steps) {
 
 }  // namespace
 
+void qlip::stride(iso_track* track, int n) {
+    const int more = n - track->sample - 1;
+    if (more > 0 && track->sample_size != 0) step_uniform(track, uniform_steps(track, more));
+    step(track);
+}
+
 void set_sample_pos(iso_track* track, int n) {
     if (track->sample > n) rewind(track);
-    while (track->sample < n) {
-        const int more = n - track->sample - 1;
-        if (more > 0 && track->sample_size != 0) step_uniform(track, uniform_steps(track, more));
-        qlip::step(track);
-    }
+    while (track->sample < n)
+        qlip::stride(track, n);
 }
 
 unsigned int trackSize(iso_track* track) {

@@ -45,6 +45,9 @@ inline void step(iso_track* track) {
     ++track->sample;
 }
 
+// The largest part of the way to sample n, which lies ahead, that is taken at once.
+void stride(iso_track* track, int n);
+
 // set_sample_pos, where the next sample is the likely one.
 inline void move_to_sample(iso_track* track, int n) {
     if (track->sample == n) [[likely]]

@@ -50,6 +50,7 @@ inline int take_sample_alone(iso_track* track, void* buffer, int size) {
     const auto wanted = static_cast<unsigned int>(size);
     unsigned int got = 0;
     if (!fetch(track, static_cast<unsigned char*>(buffer), wanted, &got)) return ISOFF_NOT_YET;
+    if (got == 0 && wanted > 0 && !track->file->indexed_read) return ISOFF_END;  // behind the end of the file
     ++track->sample;
     // By what was delivered: after a short read the cursor no longer stands on a sample's start. Kept for
     // players that read what is left of the sample next [isoffread-short-read].
@@ -65,13 +66,9 @@ inline int take_sample(iso_track* track, void* buffer, int size, double* time, d
     return got;
 }
 
-// isoFFreadAt without the times, for a sample that is_readable() and has_sample() know, and its size. Inlined
-// wherever it stands: hint playback calls it several times a packet.
-[[gnu::always_inline]] inline int read_slice(iso_track* track, int sample, unsigned int size,
-                                             unsigned int from, unsigned char* to, unsigned int count) {
-    if (count == 0 || from >= size) return 0;
-    move_to_sample(track, sample);
-    count = std::min(count, size - from);
+// Bytes of the sample at the cursor, which has as many.
+[[gnu::always_inline]] inline int read_here(const iso_track* track, unsigned int from, unsigned char* to,
+                                            unsigned int count) {
     const iso_file* file = track->file;
     if (file->indexed_read) {
         unsigned int got = 0;
@@ -83,6 +80,22 @@ inline int take_sample(iso_track* track, void* buffer, int size, double* time, d
         io_read(file->io, to, &count);
     }
     return static_cast<int>(count);
+}
+
+// isoFFreadAt without the times, for a sample that is_readable() and has_sample() know, its size, and the way
+// to move there. Inlined wherever it stands: hint playback calls it several times a packet.
+template <typename Move>
+[[gnu::always_inline]] inline int read_slice(iso_track* track, int sample, unsigned int size,
+                                             unsigned int from, unsigned char* to, unsigned int count,
+                                             Move move) {
+    if (count == 0 || from >= size) return 0;
+    move(track, sample);
+    return read_here(track, from, to, std::min(count, size - from));
+}
+
+[[gnu::always_inline]] inline int read_slice(iso_track* track, int sample, unsigned int size,
+                                             unsigned int from, unsigned char* to, unsigned int count) {
+    return read_slice(track, sample, size, from, to, count, move_to_sample);
 }
 
 }  // namespace qlip

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "iso/play/sample_cursor.h"
+#include "iso/play/sample_places.h"
 #include "tests/iso/opened_file.h"
 
 namespace qlip_test {
@@ -149,6 +150,49 @@ TEST(Access, TheFarEndOfAHugeUniformTrackIsReachedAtOnce) {
         ASSERT_EQ(isoFFsetPosition(f.track(), 0x7FFFFFFE), 0);
         ASSERT_EQ(f.track()->file_pos, 64U + 0x7FFFFFFE);
         ASSERT_EQ(isoFFsetPosition(f.track(), 0), 0);
+    }
+}
+
+// A place near every sample of a track, whatever its tables, and the cursor of the plain walk there.
+TEST(Places, LeadToAnySampleInABoundedNumberOfStrides) {
+    const Bytes times = table("stts", 5, {700, 3, 0, 7, 1, 2, 8000, 4, 0x7FFFFFFF, 1});
+    const Bytes offsets = table("ctts", 3, {5, 1, 5000, 2, 0x7FFFFFFF, 3});
+    ByteWriter sizes, starts;
+    for (unsigned int i = 0; i < 9000; ++i)
+        sizes.u32(i % 7 == 0 ? 0 : i % 50);
+    for (unsigned int i = 0; i < 3000; ++i)
+        starts.u32(1000 * i);
+    const Bytes chunks =
+        join({table("stsc", 2, {1, 1, 1, 1500, 5, 1}), full_box("stco", ByteWriter().u32(3000).raw(starts))});
+    for (const Bytes& of_all :
+         {full_box("stsz", ByteWriter().u32(0).u32(9000).raw(sizes)), table("stsz", 9, {9000}),
+          table("stsz", 0x70000000, {9000})}) {  // positions wrap around
+        OpenedFile f(moov_file({stbl_trak({times, offsets, of_all, chunks})}));
+        iso_track* track = f.track();
+        ASSERT_GT(track->sample_count, 8000);
+        const int64_t room = qlip::SamplePlaces::room_for(track);
+        const int64_t tables = 4 * (track->sample_size ? 0 : track->sample_count) +
+                               8 * (track->chunk_count + track->stts_count + track->ctts_count);
+        EXPECT_LE((room - 1) * int64_t{sizeof(qlip::Cursor)}, tables / 8);
+        std::vector<qlip::Cursor> memory(static_cast<size_t>(room));
+        qlip::SamplePlaces places(memory.data(), room);
+        unsigned int random = 1;
+        for (int i = 0; i < 2000; ++i) {
+            random = random * 1664525 + 1013904223;
+            const int sample =
+                static_cast<int>((random >> 8) % static_cast<unsigned int>(track->sample_count));
+            const qlip::Cursor before = qlip::Cursor::of(track);
+            set_sample_pos(track, sample);
+            const qlip::Cursor plain = qlip::Cursor::of(track);
+            before.put_into(track);
+            places.prepare(track, sample);
+            int strides = 0;
+            for (; track->sample < sample; ++strides)
+                qlip::stride(track, sample);
+            ASSERT_LE(strides, qlip::SamplePlaces::kStrides) << sample;
+            ASSERT_EQ(qlip::Cursor::of(track), plain) << sample;
+            places.remember(track);
+        }
     }
 }
 
