@@ -71,6 +71,7 @@ unsigned int trackSize(iso_track* track) {
 }
 
 int isoFFread(iso_track* track, void* buf, int size, double* time, double* cto) {
+    if (!qlip::is_readable(track)) return ISOFF_END;
     const int wanted = qlip::next_sample_size(track, size);
     if (wanted < 0) return wanted;
     return qlip::within_limits(track, [=] { return qlip::take_sample(track, buf, wanted, time, cto); });

@@ -29,17 +29,23 @@ inline bool is_readable(const iso_track* track) {
     return track && track->file && track->chunk_count > 0;
 }
 
-// The next sample's bytes. False when the host does not have them now.
-inline bool fetch(const iso_track* track, unsigned char* buffer, unsigned int size, unsigned int* got) {
+// The next sample's bytes. 0, ISOFF_NOT_YET when the host does not have them now, or ISOFF_END for a sample
+// that lies behind the end of the file, where a read succeeds and brings nothing.
+inline int fetch(const iso_track* track, unsigned char* buffer, unsigned int size, unsigned int* got) {
     const iso_file* file = track->file;
-    if (file->indexed_read) return io_read_at(file->io, buffer, track->file_pos, size, got) == 0;
+    if (file->indexed_read)
+        return io_read_at(file->io, buffer, track->file_pos, size, got) == 0 ? 0 : ISOFF_NOT_YET;
     *got = size;
-    return io_seek(file->io, track->file_pos) == 0 && io_read(file->io, buffer, got) == 0;
+    if (io_seek(file->io, track->file_pos) != 0 || io_read(file->io, buffer, got) != 0) return ISOFF_NOT_YET;
+    if (*got == 0 && size > 0) [[unlikely]]
+        return ISOFF_END;
+    return 0;
 }
 
-// Bytes of the sample at the cursor. ISOFF_END for none, or for one of more than `size` bytes.
+// Bytes of the sample at the cursor of a track of a file. ISOFF_END for none, or for one of more than `size`
+// bytes.
 inline int next_sample_size(const iso_track* track, int size) {
-    if (!is_readable(track) || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
+    if (track->chunk_count <= 0 || size < 0 || !has_sample(track, track->sample)) return ISOFF_END;
     const unsigned int wanted = size_of_sample(track, track->sample);
     return wanted <= static_cast<unsigned int>(size) ? static_cast<int>(wanted) : ISOFF_END;
 }
@@ -49,8 +55,9 @@ inline int next_sample_size(const iso_track* track, int size) {
 inline int take_sample_alone(iso_track* track, void* buffer, int size) {
     const auto wanted = static_cast<unsigned int>(size);
     unsigned int got = 0;
-    if (!fetch(track, static_cast<unsigned char*>(buffer), wanted, &got)) return ISOFF_NOT_YET;
-    if (got == 0 && wanted > 0 && !track->file->indexed_read) return ISOFF_END;  // behind the end of the file
+    const int failure = fetch(track, static_cast<unsigned char*>(buffer), wanted, &got);
+    if (failure != 0) [[unlikely]]
+        return failure;
     ++track->sample;
     // By what was delivered: after a short read the cursor no longer stands on a sample's start. Kept for
     // players that read what is left of the sample next [isoffread-short-read].

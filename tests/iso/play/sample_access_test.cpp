@@ -153,6 +153,23 @@ TEST(Access, TheFarEndOfAHugeUniformTrackIsReachedAtOnce) {
     }
 }
 
+// The third sample lies wholly behind the end, until the file has grown.
+TEST(Access, EndsWherePositionedReadingBringsNothingAndGoesOnWhenItDoes) {
+    OpenedFile f(MoviePlan{
+        {{.samples = {4, Bytes(10, 7)}, .samples_per_chunk = 4, .sample_entry = samr_entry()}}, true});
+    const Bytes whole = f.host.bytes;
+    f.host.bytes.resize(whole.size() - 25);
+    Bytes buffer(10);
+    const auto read = [&] { return isoFFread(f.track(), buffer.data(), 10, nullptr, nullptr); };
+    EXPECT_EQ(read(), 10);
+    EXPECT_EQ(read(), 5) << "what there is of it";
+    isoFFsetPosition(f.track(), 2);
+    EXPECT_EQ(read(), ISOFF_END);
+    EXPECT_EQ(f.track()->sample, 2);
+    f.host.bytes = whole;
+    EXPECT_EQ(read(), 10);
+}
+
 // A place near every sample of a track, whatever its tables, and the cursor of the plain walk there.
 TEST(Places, LeadToAnySampleInABoundedNumberOfStrides) {
     const Bytes times = table("stts", 5, {700, 3, 0, 7, 1, 2, 8000, 4, 0x7FFFFFFF, 1});

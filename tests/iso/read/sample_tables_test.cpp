@@ -138,5 +138,29 @@ TEST(SampleGroups, AreKeptAsLists) {
     EXPECT_EQ(t->sbgp->next->sample_count, 4);
 }
 
+// Bytes of memory that a track of one more table takes.
+long long taken_by(const Bytes& table) {
+    const auto taken = [](const OpenedFile& f) {
+        return 2048000LL * f.file->arena_chunks - f.file->arena_left;
+    };
+    return taken(opened({table})) - taken(opened({})) - static_cast<long long>(table.size());  // moov is kept
+}
+
+TEST(SampleGroups, TakeAtMostTwiceTheirBox) {
+    const auto sgpd = [](unsigned int entries, unsigned int records) {
+        ByteWriter out;
+        out.text("3gag").u32(entries);
+        for (unsigned int i = 0; i < entries; ++i)
+            out.u16(records).zeros(20 * records);
+        return full_box("sgpd", out);
+    };
+    for (const auto& [entries, records] : {std::pair{64U, 0U}, {1000U, 1U}, {1000U, 3U}, {10000U, 0U}}) {
+        const Bytes box = sgpd(entries, records);
+        const OpenedFile f = opened({box});
+        EXPECT_EQ(f.file->tracks->sgpd == nullptr, entries == 10000);
+        EXPECT_LE(taken_by(box), 2LL * static_cast<long long>(box.size()) + 64 * 20) << entries;
+    }
+}
+
 }  // namespace
 }  // namespace qlip_test
