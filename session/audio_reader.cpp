@@ -216,8 +216,8 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     unsigned char* sample = working_memory(session) + kCmrBytes;
     session.working_set.reach(sample + std::max(wanted, kLongestFrame));
     const int bytes = take_sample_alone(track, sample, wanted);
-    if (bytes == ISOFF_NOT_YET) return not_available(session, buffer, size);
-    if (bytes <= 0 && !codec.lenient) return QLIP_SUCCESS;
+    if (bytes < 0) return bytes == ISOFF_END ? QLIP_END_OF_FILE : not_available(session, buffer, size);
+    if (bytes == 0 && !codec.lenient) return QLIP_SUCCESS;
     const size_t frame_bytes = put_frame_header(codec, session, buffer);
     keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
     return report_progress(track, track->file_pos);

@@ -118,6 +118,7 @@ int deliver_cut_frame(VideoCall& call, bool first) {
     session.working_set.reach(session.sample_buffer + wanted);
     double seconds = 0.0;
     int bytes = take_sample(track, session.sample_buffer, wanted, &seconds, nullptr);
+    if (bytes == ISOFF_END) return QLIP_END_OF_FILE;
     if (bytes == ISOFF_NOT_YET) {
         if (!first) return not_available(call);
         if (!call.codec.first_frame.waits_for_nobody) return QLIP_FAILURE;

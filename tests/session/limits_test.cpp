@@ -126,6 +126,32 @@ TEST(Limits, LinesGoToTheFunctionAndNowhereElse) {
     }
 }
 
+// Of five samples two lie wholly behind the end.
+TEST(CutFile, EndsAPositionedTrackBehindTheLastSampleThatIsThere) {
+    const auto film = [](const char* handler, size_t bytes, const Bytes& entry) {
+        return MoviePlan{{{.handler = handler,
+                           .samples = std::vector<Bytes>(5, Bytes(bytes, 0x3C)),
+                           .sample_entry = entry}},
+                         true};
+    };
+    for (const auto& [plan, mode, chunks] :
+         {std::tuple(film("soun", 32, samr_entry()), "ra", 4 + 2 * 3),
+          std::tuple(film("soun", 24, sawb_entry()), "ra", 4 + 2 * 3),
+          std::tuple(film("vide", 32, visual_entry("s263", 176, 144, d263())), "rv", 1 + 2 * 3)}) {
+        MemoryHost host(build_movie(plan));
+        host.bytes.resize(host.bytes.size() - 2 * plan.tracks[0].samples[0].size());
+        mm_Interface* handle = nullptr;
+        ASSERT_EQ(qlip_Open(&handle, host.record(), mode), QLIP_SUCCESS);
+        Bytes chunk(QLIP_LARGEST_CHUNK);
+        unsigned int size = 0;
+        int delivered = 0, status;
+        while ((status = qlip_ReadChunk(handle, chunk.data(), &size, false)) == QLIP_SUCCESS)
+            ++delivered;
+        EXPECT_EQ(std::pair(status, delivered), std::pair(int{QLIP_END_OF_FILE}, chunks)) << mode;
+        qlip_Close(&handle);
+    }
+}
+
 TEST(Lines, OfOneKindAreFewWithoutLimitsToo) {
     const OpenedFile file(talkative(100));
     EXPECT_EQ(std::count(file.output.begin(), file.output.end(), '\n'), 65);
