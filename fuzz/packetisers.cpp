@@ -105,9 +105,10 @@ void run_today(Input& input) {
     const size_t room = input.take(2);
     Bytes sample = input.rest();
     sample.shrink_to_fit();
-    // Beyond the room, for what H.264 does not charge: two bytes a fragment, and the sets with their records.
+    // Beyond the room, for what H.264 does not charge: four bytes a fragment, and the sets with their
+    // records.
     const bool h264 = track.codec == ISO_CODEC_AVC1;
-    Bytes out(room + (h264 ? 3 * sample.size() + 21 * sets.size() + 64 : 0));
+    Bytes out(room + (h264 ? 4 * sample.size() + 21 * sets.size() + 64 : 0));
     const wld_native begun = native;
     const int written = wld_native_packet(out.data(), static_cast<int>(room), sample.data(),
                                           static_cast<int>(sample.size()), 0.04, &native);
