@@ -22,7 +22,7 @@ function(qlip_harden)
     target_compile_options(${target} PRIVATE -fstack-protector-strong
       $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${qlip_fortify}>)
     get_target_property(type ${target} TYPE)
-    if(type MATCHES "SHARED_LIBRARY|EXECUTABLE")
+    if(type MATCHES "SHARED_LIBRARY|MODULE_LIBRARY|EXECUTABLE")
       target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
     endif()
   endforeach()
