@@ -79,8 +79,11 @@ inline Bytes dumped(const Box& box) {
 inline void check_dump(const Simple3gp& file, MemoryHost::EofStyle style) {
     Bytes bytes = dumped(file);
     require(bytes.empty() || bytes.size() >= 16 + 8 + 108);
-    const bool whole = bytes.size() == file.GetFtyp()->GetSize() + file.GetMoov()->GetSize();
+    bool whole = bytes.size() == file.GetFtyp()->GetSize() + file.GetMoov()->GetSize();
+    // Text that looks like a sample entry gets a byte that its box need not keep.
+    const Bytes dump = bytes;
     make_mpeg4_visual(bytes);
+    whole = whole && bytes == dump;
     // An empty box at the very end of a stream is read as none, so another one follows.
     constexpr unsigned char kBehind[] = {0, 0, 0, 9, 'f', 'r', 'e', 'e', 0};
     Bytes with_more = bytes;

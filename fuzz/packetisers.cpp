@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "common/byte_order.h"
@@ -89,7 +90,7 @@ void compare_with_cuts(const Bytes& sample, const wld_native& begun, const Bytes
     Bytes gathered(out.size());
     const unsigned char* end = cuts.put_records(gathered.data());
     require(end <= gathered.data() + gathered.size());
-    require(std::equal(gathered.data(), end, out.data()));
+    require(std::equal(std::as_const(gathered).data(), end, out.data()));
     require(cut < 0 || end - gathered.data() == cut);
 }
 

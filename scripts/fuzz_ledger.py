@@ -32,11 +32,11 @@ def ledger(campaign):
         executions, edges, kept = figures_of(logs)
         total += executions
         rows.append(f"| `{target}` | {executions:,} | {edges:,} | {kept:,} |")
-    broken = sum(1 for _ in (campaign / "found").iterdir())
+    broken = sum("ERROR: " in log.read_text(errors="replace") for logs in by_target.values() for log in logs)
     lines = [
         TITLE, "",
         f"Written by `scripts/fuzz` on {datetime.date.today()} at commit {commit}: {total:,} executions under the address and",
-        f"undefined-behaviour sanitizers; {broken} inputs broke a target.", "",
+        f"undefined-behaviour sanitizers; {broken} runs ended with an input that broke a target.", "",
         "| Target | Executions | Edges | Corpus |", "|---|---|---|---|", *rows, "",
     ]
     bombs = campaign / "bombs.md"
