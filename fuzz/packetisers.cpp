@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 #include "common/byte_order.h"
@@ -88,10 +87,10 @@ void compare_with_cuts(const Bytes& sample, const wld_native& begun, const Bytes
     const int cut = (h264 ? qlip::cut_h264 : qlip::cut_video)(cuts, sample, 0.04, native);
     require(h264 ? cut == written || cut == WLD_FAILED : cut == written);
     Bytes gathered(out.size());
-    const unsigned char* end = cuts.put_records(gathered.data());
-    require(end <= gathered.data() + gathered.size());
-    require(std::equal(std::as_const(gathered).data(), end, out.data()));
-    require(cut < 0 || end - gathered.data() == cut);
+    const ptrdiff_t taken = cuts.put_records(gathered.data()) - gathered.data();
+    require(taken <= std::ssize(gathered));
+    require(std::equal(gathered.begin(), gathered.begin() + taken, out.begin()));
+    require(cut < 0 || taken == cut);
 }
 
 void run_today(Input& input) {

@@ -11,7 +11,6 @@ using namespace qlip;
 
 namespace {
 
-constexpr const char* kPath = kSessionPath;
 // A packet's last bytes, beside those that the search itself leaves out: kept for receivers
 // [unsearched-tail].
 constexpr int kUnsearchedTail = 4;
