@@ -67,12 +67,14 @@ int read_within_limits(mm_Interface* session, unsigned char* buffer, unsigned in
 // Chooses the track, and leaves the host's position where it was promised.
 int choose(mm_Interface* session, const char* mode) {
     iso_file* file = session->file;
+    const LimitedCallbacks* limits = LimitedCallbacks::of(file ? file->io : nullptr);
     const LimitedCall call(file ? file->io : nullptr);
-    return settle(call, guarded([=] {
-                      const int status = mmfi_Open(session, mode);
-                      if (status == QLIP_SUCCESS) qliputil_seek(file->io, 0);
-                      return status;
-                  }));
+    const int status = guarded([=] {
+        const int opened = mmfi_Open(session, mode);
+        if (opened == QLIP_SUCCESS) qliputil_seek(file->io, 0);
+        return opened;
+    });
+    return limits && limits->was_passed() ? QLIP_CORRUPT_FILE : status;
 }
 
 // Makes the session of an open file, which is null for lack of memory.
