@@ -119,10 +119,10 @@ Stream& AVCCBox::Read(Stream& stream, unsigned int /*limit*/) {
          {&configuration_version, &profile, &profile_compatibility, &level, &length_reserved})
         var8_read(stream, *field);
     nal_length_size = static_cast<unsigned char>((length_reserved & qlip::kAvccLengthSizeMask) + 1);
-    length_reserved /= qlip::kAvccLengthSizeMask + 1;
+    length_reserved = static_cast<unsigned char>(length_reserved / (qlip::kAvccLengthSizeMask + 1));
     var8_read(stream, sps_reserved);
     sps_count = sps_reserved & qlip::kAvccSetCountMask;
-    sps_reserved /= qlip::kAvccSetCountMask + 1;
+    sps_reserved = static_cast<unsigned char>(sps_reserved / (qlip::kAvccSetCountMask + 1));
 
     ByteString string;
     for (unsigned int i = 0; i < sps_count; ++i)
