@@ -1,6 +1,8 @@
 """Every example does what it says, and none is long."""
+import concurrent.futures
 import glob
 import os
+import re
 import socket
 import struct
 import subprocess
@@ -117,6 +119,25 @@ class Examples(unittest.TestCase):
         run("send_rtp_gso", sample("h263"), receiver.port)
         expected = [packet for frame in qlip.open(sample("h263")).video() for packet in frame.packets]
         self.assertEqual(receiver.stop()[0], expected)
+
+    def test_the_program_of_the_readme_has_25_lines_and_sends_every_codec(self):
+        program = re.search(r"```c\n(.*?)```", contents(os.path.join(TOP, "README.md")).decode(), re.S).group(1)
+        self.assertEqual(program.count("\n"), 25)
+
+        def play(name, medium):
+            receiver, built = Receiver(), f"{self.out}.{name}"
+            library = os.path.dirname(os.environ["QLIP_HOST_LIBRARY"])
+            subprocess.run([os.environ["CC"], "-std=c99", "-x", "c", "-", "-I", os.path.join(TOP, "include"), "-L", library,
+                            "-lqlip_host", "-lqlip", f"-Wl,-rpath,{library}", "-o", built], check=True,
+                           input=program.replace("5004", str(receiver.port)).encode())
+            subprocess.run([built, sample(name)], check=True, timeout=30, stdout=subprocess.DEVNULL)
+            packets = receiver.stop()[0]
+            return packets, [packet for frame in getattr(qlip.open(sample(name)), medium)() for packet in frame.packets]
+
+        cases = [("amrnb", "audio"), ("amrwb", "audio"), ("h263", "video"), ("mpeg4", "video"), ("h264_hinted", "video")]
+        with concurrent.futures.ThreadPoolExecutor(len(cases)) as pool:
+            for (sent, expected), case in zip(pool.map(lambda case: play(*case), cases), cases):
+                self.assertEqual(sent, expected, case)
 
     def test_growing_file_waits_for_what_is_missing(self):
         data = contents(sample("h263_cif_faststart"))
