@@ -87,6 +87,7 @@ const std::vector<Command>& commands() {
          {{1, {"--max-payload", "100"}}}},
         {add_make, {"make", "OUT", "--amr", "FILE"}, {{1, {"--direct"}}, {2, {"--max-size", "4000"}}}},
         {add_make, {"make", "OUT", "--h263", "FILE"}, {{1, {"--fps", "15"}}, {2, {"--brand", "3gp6 isom"}}}},
+        {add_lint, {"lint", "FILE"}, {{1, {"--json"}}, {2, {"--diff"}}}},
         {add_copy, {"copy", "FILE", "OUT"}, {{1, {"--direct"}}, {2, {"--tracks", "1"}}}}};
     return all;
 }

@@ -51,15 +51,15 @@ std::unique_ptr<KitTrack> open_track(FileHost& host, const Options& options, Tra
     return std::make_unique<KitTrack>(host, options.source.growth(host), track);
 }
 
-// The description is the kit's; the types are those of the records.
-std::unique_ptr<Feed> open_records(FileHost& host, const Options& options) {
+// The description is the kit's; the types are those of the records, which speech has none of.
+std::unique_ptr<Feed> open_records(FileHost& host, const Options& options, unsigned int usual_type) {
     const auto describe = [&host, &options](const StreamHeader& header, unsigned int type,
                                             unsigned int port) {
         const TrackOptions track = {.mode = header.is_audio() ? "ra" : "rv", .payload_type = type};
         return open_track(host, options, track)->media_section(port);
     };
     return std::make_unique<RecordFeed>([&host, &options] { return open_stream(host, options.source); },
-                                        describe);
+                                        describe, usual_type);
 }
 
 // Speech has no records to speak of: those say neither markers nor types.
@@ -71,7 +71,8 @@ Feeds open_one(FileHost& host, const Options& options) {
     Feeds feeds;
     auto track = open_track(host, options, {.mode = options.source.mode, .ssrc = kFirstSsrc});
     if (takes_records(*track, options)) {
-        feeds.push_back(open_records(host, options));
+        const bool speech = track->info().medium == QLIP_AUDIO;
+        feeds.push_back(open_records(host, options, speech ? track->info().payload_type : 0));
     } else {
         int64_t start = options.source.seek_ms.value_or(0) * kMillisecond;
         feeds.push_back(std::make_unique<KitFeed>(std::move(track), start));

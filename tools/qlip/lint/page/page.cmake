@@ -1,0 +1,15 @@
+# The page of `qlip lint --html` carries all it needs. The plotting library comes from its npm package, which
+# scripts/setup installs; without it the tool is built without pages.
+set(page ${CMAKE_CURRENT_LIST_DIR})
+set(uplot ${page}/node_modules/uplot/dist)
+set(QLIP_PLOT_STYLE)
+set(QLIP_PLOT_SCRIPT)
+if(EXISTS ${uplot}/uPlot.iife.min.js)
+  file(READ ${uplot}/uPlot.min.css QLIP_PLOT_STYLE)
+  file(READ ${uplot}/uPlot.iife.min.js QLIP_PLOT_SCRIPT)
+endif()
+file(READ ${page}/page.css QLIP_PAGE_STYLE)
+file(READ ${page}/page.js QLIP_PAGE_SCRIPT)
+set(QLIP_LINT_PAGE ${PROJECT_BINARY_DIR}/lint_page.cpp)
+configure_file(${page}/page.cpp.in ${QLIP_LINT_PAGE} @ONLY)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${page}/page.css ${page}/page.js)
