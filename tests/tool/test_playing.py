@@ -14,7 +14,7 @@ from host import QUIET_ENVIRONMENT, TRACKS, Case, qlip, raw_frames, read_file, r
 
 SPEED = "4"
 SILENCE = "2"  # seconds
-BOX_TRACKS = [("amrnb_hinted", "ra"), ("h263_hinted_pt34", "rv"), ("h263_hinted_pt96", "rv"), ("mpeg4_hinted", "rv")]
+BOX_TRACKS = [("h263_hinted_pt34", "rv"), ("h263_hinted_pt96", "rv"), ("mpeg4_hinted", "rv")]
 AT_ONCE = 12  # playings beside each other; most of their time is waiting
 
 
