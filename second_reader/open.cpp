@@ -105,11 +105,11 @@ void C3gpInterface::TakeModeSwitch(int iSwitch) {
 // The codec is found by a look at the first hint sample, so the tables and buffers come before the
 // properties; the producer copies what it needs from the tree, so it comes before the tree goes.
 void C3gpInterface::Open3GPtoZVK() {
-    const auto forget = [this](qlip::OpenFile* file) {
+    const auto forget = [this](qlip::OpenTree* file) {
         ForgetTracks();
         file->release_boxes();
     };
-    std::unique_ptr<qlip::OpenFile, decltype(forget)> tree(new (std::nothrow) qlip::OpenFile, forget);
+    std::unique_ptr<qlip::OpenTree, decltype(forget)> tree(new (std::nothrow) qlip::OpenTree, forget);
     m_pSimple3gp = tree.get();
     if (!m_pSimple3gp) {
         m_uStatus = QLIP_NO_MEMORY;

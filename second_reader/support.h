@@ -8,7 +8,7 @@
 #include "host/limited_callbacks.h"
 #include "host/open_mode.h"
 #include "qlip/c3gpinterface.h"
-#include "second_reader/open_file.h"
+#include "second_reader/open_tree.h"
 
 namespace qlip {
 

@@ -9,7 +9,7 @@
 
 namespace qlip {
 
-class OpenFile : public Vorn3gp::Simple3gp {
+class OpenTree : public Vorn3gp::Simple3gp {
   public:
     // Deletes the tree below the root.
     void release_boxes();
@@ -37,8 +37,8 @@ class OpenFile : public Vorn3gp::Simple3gp {
 };
 
 // Null for an object that was never opened.
-inline OpenFile* open_file(Vorn3gp::Simple3gp* root) {
-    return static_cast<OpenFile*>(root);
+inline OpenTree* open_file(Vorn3gp::Simple3gp* root) {
+    return static_cast<OpenTree*>(root);
 }
 
 inline FaultLog* faults_of(Vorn3gp::Simple3gp* root) {

@@ -1,4 +1,4 @@
-#include "second_reader/open_file.h"
+#include "second_reader/open_tree.h"
 
 #include <utility>
 
@@ -14,7 +14,7 @@ constexpr uint64_t kFreeRepeats = 1024 * 1024;  // bytes
 
 }  // namespace
 
-void OpenFile::release_boxes() {
+void OpenTree::release_boxes() {
     Simple3gp gone;
     std::swap(gone.ftyp, ftyp);
     std::swap(gone.ftyp_owned, ftyp_owned);
@@ -27,7 +27,7 @@ void OpenFile::release_boxes() {
     delete_replaced_of(this);
 }
 
-void OpenFile::note_hint_sample(unsigned int end, unsigned int bytes, bool built) {
+void OpenTree::note_hint_sample(unsigned int end, unsigned int bytes, bool built) {
     if (built) repeated_ = 0;
     if (end > furthest_) {
         furthest_ = end;
@@ -37,11 +37,11 @@ void OpenFile::note_hint_sample(unsigned int end, unsigned int bytes, bool built
     }
 }
 
-bool OpenFile::leads_nowhere() const {
+bool OpenTree::leads_nowhere() const {
     return dead_ends_ >= kMostDeadEnds || repeated_ > kRepeatsPerByte * forward_ + kFreeRepeats;
 }
 
-void OpenFile::start_again() {
+void OpenTree::start_again() {
     dead_ends_ = 0;
     repeated_ = 0;
 }
