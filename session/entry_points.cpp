@@ -71,7 +71,7 @@ int choose(mm_Interface* session, const char* mode) {
     const LimitedCall call(file ? file->io : nullptr);
     const int status = guarded([=] {
         const int opened = mmfi_Open(session, mode);
-        if (opened == QLIP_SUCCESS) qliputil_seek(file->io, 0);
+        if (opened == QLIP_SUCCESS && file) qliputil_seek(file->io, 0);
         return opened;
     });
     return limits && limits->was_passed() ? QLIP_CORRUPT_FILE : status;
@@ -90,7 +90,7 @@ int start_session(mm_Interface** handle, iso_file* file, const char* mode) {
     const int status = choose(session, mode);
     if (status != QLIP_SUCCESS) {
         release(handle);
-    } else if (LimitedCallbacks::of(file->io)) {
+    } else if (file && LimitedCallbacks::of(file->io)) {
         session->reader = read_within_limits;
     }
     return status;
