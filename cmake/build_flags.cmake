@@ -12,7 +12,7 @@ if(QLIP_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 if(QLIP_COVERAGE)
-  add_compile_options(--coverage -fprofile-update=atomic -g0)  # tests with threads count, too
+  add_compile_options(--coverage -g0)
   add_link_options(--coverage)
 endif()
 if(QLIP_FUZZ)
