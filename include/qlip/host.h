@@ -37,18 +37,13 @@
 #include "qlip/export.h"
 #include "qlip/limits.h"
 #include "qlip/qlip.h"
+#include "qlip/version.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /* ---- Version ---- */
-
-#define QLIP_VERSION_MAJOR 1
-#define QLIP_VERSION_MINOR 0
-#define QLIP_VERSION_PATCH 0
-#define QLIP_VERSION_NUMBER(major, minor, patch) (((major) << 16) | ((minor) << 8) | (patch))
-#define QLIP_VERSION QLIP_VERSION_NUMBER(QLIP_VERSION_MAJOR, QLIP_VERSION_MINOR, QLIP_VERSION_PATCH)
 
 /* QLIP_VERSION of the library that is running, which may be newer than that of the header. */
 QLIP_API unsigned int qlip_version(void);
