@@ -13,6 +13,7 @@
 #include "host/tool_error.h"
 #include "lint/kit_stream.h"
 #include "lint/payload_rules.h"
+#include "stream/kit_track.h"
 #include "stream/stream_reader.h"
 
 namespace qlip_tool {
@@ -272,9 +273,7 @@ void check_cost(const SentTrack& track, Findings& findings) {
 }  // namespace
 
 std::vector<SentTrack> check_delivery(FileHost& host, Findings& findings) {
-    qlip_source* opened = nullptr;
-    qlip_source_path(&opened, host.path().c_str());
-    const KitSource source(opened);
+    const KitSource source = kit_source(host, false);
     std::vector<SentTrack> tracks;
     for (const qlip_medium medium : {QLIP_AUDIO, QLIP_VIDEO}) {
         int status = 0;

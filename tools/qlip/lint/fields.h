@@ -1,8 +1,12 @@
 // Big-endian numbers in bytes that may be fewer than they should be: what is not there reads as 0.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <span>
+
+#include "common/byte_order.h"
 
 namespace qlip_tool {
 
@@ -11,8 +15,8 @@ class Fields {
     explicit Fields(std::span<const unsigned char> bytes) : bytes_(bytes) {}
 
     uint32_t u8(size_t at) const { return at < bytes_.size() ? bytes_[at] : 0; }
-    uint32_t u16(size_t at) const { return u8(at) << 8 | u8(at + 1); }
-    uint32_t u32(size_t at) const { return u16(at) << 16 | u16(at + 2); }
+    uint32_t u16(size_t at) const { return qlip::load_be16(word(at).data()); }
+    uint32_t u32(size_t at) const { return qlip::load_be32(word(at).data()); }
 
     size_t size() const { return bytes_.size(); }
     // Rows of a table that are there, of those that it says.
@@ -26,6 +30,13 @@ class Fields {
     }
 
   private:
+    std::array<unsigned char, 4> word(size_t at) const {
+        std::array<unsigned char, 4> bytes{};
+        const auto there = from(at, bytes.size());
+        std::copy(there.begin(), there.end(), bytes.begin());
+        return bytes;
+    }
+
     std::span<const unsigned char> bytes_;
 };
 

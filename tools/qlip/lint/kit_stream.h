@@ -1,20 +1,9 @@
-// The host kit's handles, with owners.
+// A track through the host kit, for the checks.
 #pragma once
 
-#include <memory>
-
-#include "qlip/host.h"
+#include "stream/kit_handles.h"
 
 namespace qlip_tool {
-
-struct CloseSource {
-    void operator()(qlip_source* source) const { qlip_source_close(&source); }
-};
-struct CloseStream {
-    void operator()(qlip_stream* stream) const { qlip_stream_close(&stream); }
-};
-using KitSource = std::unique_ptr<qlip_source, CloseSource>;
-using KitStream = std::unique_ptr<qlip_stream, CloseStream>;
 
 // Null with the status in *status. With `chunks` it is read as a native stream.
 inline KitStream open_stream(const KitSource& source, qlip_medium medium, int* status, bool chunks = false) {

@@ -9,6 +9,7 @@
 #include "formats/rtp.h"
 #include "host/tool_error.h"
 #include "lint/kit_stream.h"
+#include "stream/kit_track.h"
 
 namespace qlip_tool {
 namespace {
@@ -106,12 +107,11 @@ std::vector<PacketDiff> compare_packets(FileHost& host, const std::vector<TableT
     for (const TableTrack& track : tracks) {
         if (track.is_hint()) without.types.push_back(track.offset + kTypeAt);
     }
-    qlip_source *as_is = nullptr, *bare = nullptr;
+    qlip_source* bare = nullptr;
     const qlip_source_functions functions = {sizeof functions, WithoutHints::read_at, WithoutHints::size,
                                              nullptr};
-    qlip_source_path(&as_is, host.path().c_str());
     qlip_source_custom(&bare, &functions, &without);
-    const KitSource source(as_is), without_hints(bare);
+    const KitSource source = kit_source(host, false), without_hints(bare);
     int status = 0;
     const KitStream hinted = open_stream(source, QLIP_VIDEO, &status);
     const KitStream own = open_stream(without_hints, QLIP_VIDEO, &status);

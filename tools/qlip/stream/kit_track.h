@@ -2,7 +2,6 @@
 // kit's statuses into waiting and failures.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,13 +10,9 @@
 #include "host/file_host.h"
 #include "qlip/host.h"
 #include "stream/growth.h"
+#include "stream/kit_handles.h"
 
 namespace qlip_tool {
-
-struct CloseSource {
-    void operator()(qlip_source* source) const { qlip_source_close(&source); }
-};
-using KitSource = std::unique_ptr<qlip_source, CloseSource>;
 
 // A source over the file that is open already, so that a failure to read and the progress are seen.
 KitSource kit_source(FileHost& host, bool growing);
@@ -54,10 +49,6 @@ class KitTrack : public ChunkSource {
     std::vector<unsigned char> sender_report(uint64_t ntp, int64_t time) const;
 
   private:
-    struct CloseStream {
-        void operator()(qlip_stream* stream) const { qlip_stream_close(&stream); }
-    };
-
     int open(qlip_medium medium, const TrackOptions& options, std::string& reason);
     template <class Read>
     bool read(Read read);
@@ -68,7 +59,7 @@ class KitTrack : public ChunkSource {
     FileHost& host_;
     Growth growth_;
     KitSource source_;
-    std::unique_ptr<qlip_stream, CloseStream> stream_;
+    KitStream stream_;
     uint64_t delivered_ = 0;  // frames or chunks
     const char* pieces_;
 };
