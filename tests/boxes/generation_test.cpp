@@ -1,11 +1,12 @@
 // The generation side: a driver writes a file box by box, and a player reads it.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <fstream>
 #include <utility>
 
 #include "tests/boxes/box_stream.h"
-#include "tests/boxes/command_output.h"
 #include "tests/iso/opened_file.h"
 #include "tests/support/samples.h"
 
@@ -13,6 +14,17 @@ namespace qlip_test {
 namespace {
 
 using namespace Vorn3gp;
+
+// What another program says.
+std::string output_of(const std::string& command) {
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string text;
+    std::array<char, 4096> buffer;
+    for (size_t got; (got = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+        text.append(buffer.data(), got);
+    EXPECT_EQ(pclose(pipe), 0) << command;
+    return text;
+}
 
 std::vector<Bytes> frames_of(const std::string& name) {
     OpenedFile in(sample(name));

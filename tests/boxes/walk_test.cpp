@@ -1,37 +1,12 @@
 // What the walk over a file's boxes bears, and how it ends where it would never end by itself.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 #include <optional>
 
 #include "tests/boxes/box_stream.h"
+#include "tests/support/allocation_count.h"
 #include "tests/support/movie_builder.h"
-
-namespace {
-
-size_t heap_bytes = 0;  // of all allocations so far
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(std::size_t bytes) {
-    heap_bytes += bytes;
-    if (void* block = std::malloc(bytes)) return block;
-    throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
-    heap_bytes += bytes;
-    return std::malloc(bytes);
-}
-
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    std::free(block);
-}
-
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
 
 namespace qlip_test {
 namespace {
@@ -156,30 +131,25 @@ std::vector<Case> cases() {
     };
 }
 
-class Walk : public testing::TestWithParam<std::tuple<Case, MemoryHost::EofStyle>> {};
+class Walk : public testing::TestWithParam<MemoryHost::EofStyle> {};
+
+INSTANTIATE_TEST_SUITE_P(Hosts, Walk,
+                         testing::Values(MemoryHost::EofStyle::AtEnd, MemoryHost::EofStyle::AfterShortRead));
 
 TEST_P(Walk, EndsAsItMust) {
-    const auto& [each, style] = GetParam();
-    BoxStream in(each.file);
-    in.host.eof_style = style;
-    in.host.keep_log = false;
-    Simple3gp file;
-    const size_t heap_before = heap_bytes;
-    EXPECT_EQ(outcome_of(file, in), each.outcome);
-    EXPECT_LE(in.host.calls, 32 * each.file.size() + 20000);
-    EXPECT_LE(heap_bytes - heap_before, 32 * each.file.size() + 200000);
-    EXPECT_EQ(file.optional_boxes.size(), each.optional_boxes.value_or(file.optional_boxes.size()));
+    for (const Case& each : cases()) {
+        SCOPED_TRACE(each.name);
+        BoxStream in(each.file);
+        in.host.eof_style = GetParam();
+        in.host.keep_log = false;
+        Simple3gp file;
+        const size_t heap_before = counts().heap_bytes;
+        EXPECT_EQ(outcome_of(file, in), each.outcome);
+        EXPECT_LE(in.host.calls, 32 * each.file.size() + 20000);
+        EXPECT_LE(counts().heap_bytes - heap_before, 32 * each.file.size() + 200000);
+        EXPECT_EQ(file.optional_boxes.size(), each.optional_boxes.value_or(file.optional_boxes.size()));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Files, Walk,
-                         testing::Combine(testing::ValuesIn(cases()),
-                                          testing::Values(MemoryHost::EofStyle::AtEnd,
-                                                          MemoryHost::EofStyle::AfterShortRead)),
-                         [](const auto& test) {
-                             const bool at_end = std::get<1>(test.param) == MemoryHost::EofStyle::AtEnd;
-                             return std::string(std::get<0>(test.param).name) +
-                                    (at_end ? "AtEnd" : "AfterShortRead");
-                         });
 
 TEST(Tree, KeepsMediaDataAndTracksInFileOrderAndTheLastMovie) {
     const auto trak = [](unsigned int id) {

@@ -1,16 +1,10 @@
 #include "tests/kit/kit_player.h"
 
+#include "common/byte_order.h"
 #include "tests/session/player.h"
 
 namespace qlip_test {
 namespace {
-
-uint32_t be(const unsigned char* from, int bytes) {
-    uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i)
-        value = value << 8 | from[i];
-    return value;
-}
 
 SentFrame speech_frame(const Bytes& header, const Bytes& payload) {
     SentFrame frame{};
@@ -87,9 +81,9 @@ void KitPlayer::check_headers(const qlip_frame& frame, const qlip_stream_info& i
         EXPECT_EQ(header[0], 0x80);
         EXPECT_EQ(header[1] & 0x7F, static_cast<int>(info.payload_type));
         EXPECT_EQ((header[1] & 0x80) != 0, last && frame.marker);
-        EXPECT_EQ(be(header + 2, 2), next_sequence_++);
-        EXPECT_EQ(be(header + 4, 4), frame.timestamp);
-        EXPECT_EQ(be(header + 8, 4), info.ssrc);
+        EXPECT_EQ(qlip::load_be16(header + 2), next_sequence_++);
+        EXPECT_EQ(qlip::load_be32(header + 4), frame.timestamp);
+        EXPECT_EQ(qlip::load_be32(header + 8), info.ssrc);
     }
 }
 

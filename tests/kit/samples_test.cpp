@@ -15,9 +15,9 @@ class KitSamples : public testing::TestWithParam<SampleCase> {
     const Bytes file = sample(GetParam().file);
     const qlip_medium medium = GetParam().mode[1] == 'a' ? QLIP_AUDIO : QLIP_VIDEO;
 
-    std::vector<SentFrame> whole() {
+    std::vector<SentFrame> whole(qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT) {
         KitPlayer player(file);
-        EXPECT_EQ(player.open(medium), 0);
+        EXPECT_EQ(player.open(medium, options), 0);
         player.rest();
         EXPECT_EQ(player.end, QLIP_END_OF_FILE);
         return player.frames;
@@ -85,21 +85,6 @@ TEST_P(KitSamples, CarryThePayloadsAndTimesOfTheNativeStream) {
         EXPECT_TRUE(!frame.facts.is_sync || begins_with_configuration(frame, info));
 }
 
-TEST_P(KitSamples, AreNumberedFromWhereTheHostSays) {
-    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-    options.ssrc = 0xDEADBEEF;
-    options.first_sequence = 65530;
-    options.first_timestamp = 0xFFFFFF00;
-    options.payload_type = 111;
-    KitPlayer player(file);
-    ASSERT_EQ(player.open(medium, options), 0);
-    player.rest();
-    EXPECT_EQ(player.frames.front().facts.timestamp, 0xFFFFFF00);
-    const qlip_stream_info& info = *qlip_stream_get_info(player.stream);
-    EXPECT_EQ(info.payload_type, 111U);
-    EXPECT_EQ(info.first_sequence, 65530U);
-}
-
 // Each time as much arrives as the kit says it needs, so that every frame is asked for once too early.
 TEST_P(KitSamples, GrowByWhatTheKitNeedsAndLoseNothing) {
     KitPlayer player(file, 0);
@@ -139,10 +124,20 @@ TEST_P(KitSamples, CutAnywhereDeliverWhatIsThereAndThenSayThatTheyAreCut) {
     }
 }
 
+// With the numbers that a host may ask for.
 TEST_P(KitSamples, SeekToAPlaceWhereDecodingStartsAndGoOnFromThere) {
-    const std::vector<SentFrame> all = whole();
+    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
+    options.ssrc = 0xDEADBEEF;
+    options.first_sequence = 65530;
+    options.first_timestamp = 0xFFFFFF00;
+    options.payload_type = 111;
+    const std::vector<SentFrame> all = whole(options);
+    EXPECT_EQ(all.front().facts.timestamp, 0xFFFFFF00);
     KitPlayer player(file);
-    ASSERT_EQ(player.open(medium), 0);
+    ASSERT_EQ(player.open(medium, options), 0);
+    const qlip_stream_info& info = *qlip_stream_get_info(player.stream);
+    EXPECT_EQ(std::tuple(info.payload_type, info.first_sequence, info.ssrc),
+              std::tuple(111U, 65530U, 0xDEADBEEFU));
     for (const int64_t time : {INT64_C(1500000000), INT64_C(0), INT64_C(2900000000), INT64_C(700000000)}) {
         int64_t landed = -1;
         ASSERT_EQ(qlip_stream_seek(player.stream, time, &landed), 0);

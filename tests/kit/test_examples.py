@@ -13,20 +13,12 @@ import time
 import unittest
 
 TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
-sys.path[:0] = [os.path.join(TOP, "bindings", "python")]
+sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings", "python")]
 import qlip  # noqa: E402
+from host import bound_in_a_row, read_file as contents, sample  # noqa: E402
 
-EXAMPLES, SAMPLES = os.environ["QLIP_EXAMPLES"], os.environ["QLIP_SAMPLES"]
+EXAMPLES = os.environ["QLIP_EXAMPLES"]
 MOST_LINES = 99
-
-
-def sample(name):
-    return os.path.join(SAMPLES, name + ".3gp")
-
-
-def contents(path):
-    with open(path, "rb") as file:
-        return file.read()
 
 
 def command(name, *arguments):
@@ -43,46 +35,36 @@ def sequence_of(packet):
     return struct.unpack_from(">H", packet, 2)[0]
 
 
+def packets_of(name, medium):
+    return [packet for frame in getattr(qlip.open(sample(name)), medium)() for packet in frame.packets]
+
+
 class Receiver:
-    """Takes what comes to some UDP ports, until told to stop."""
+    """Takes what comes to some UDP ports in a row, until told to stop."""
 
     def __init__(self, count=1):
-        while True:
-            self._sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM)]
-            self._sockets[0].bind(("127.0.0.1", 0))
-            self.port = self._sockets[0].getsockname()[1]
-            try:
-                for offset in range(1, count):
-                    self._sockets.append(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
-                    self._sockets[offset].bind(("127.0.0.1", self.port + offset))
-                break
-            except OSError:
-                for sock in self._sockets:
-                    sock.close()
-        self.packets = [[] for _ in self._sockets]
-        self._threads = [threading.Thread(target=self._take, args=pair, daemon=True) for pair in zip(self._sockets, self.packets)]
-        for sock, thread in zip(self._sockets, self._threads):
-            sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
-            sock.settimeout(0.2)
-            thread.start()
+        sockets = bound_in_a_row(count)
+        self.port = sockets[0].getsockname()[1]
+        self._stopped = threading.Event()
+        pool = concurrent.futures.ThreadPoolExecutor(count)
+        self._taken = [pool.submit(self._take, sock) for sock in sockets]
 
-    def _take(self, sock, packets):
-        while not self._done():
+    def _take(self, sock):
+        packets = []
+        sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
+        sock.settimeout(0.2)
+        while not self._stopped.is_set():
             try:
                 packets.append(sock.recv(65536))
             except TimeoutError:
                 pass
-
-    def _done(self):
-        return getattr(self, "_stopping", False)
+        sock.close()
+        return packets
 
     def stop(self):
         time.sleep(0.3)
-        self._stopping = True
-        for sock, thread in zip(self._sockets, self._threads):
-            thread.join()
-            sock.close()
-        return self.packets
+        self._stopped.set()
+        return [taken.result() for taken in self._taken]
 
 
 class Examples(unittest.TestCase):
@@ -110,15 +92,13 @@ class Examples(unittest.TestCase):
         sdp = run("send_rtp", sample("h263_cif_faststart"), receiver.port)
         self.assertGreater(time.monotonic() - start, 1.85)
         self.assertIn(f"m=video {receiver.port} RTP/AVP 96", sdp)
-        packets = receiver.stop()[0]
-        expected = [packet for frame in qlip.open(sample("h263_cif_faststart")).video() for packet in frame.packets]
-        self.assertEqual([packet[12:] for packet in packets], [packet[12:] for packet in expected])
+        self.assertEqual([packet[12:] for packet in receiver.stop()[0]],
+                         [packet[12:] for packet in packets_of("h263_cif_faststart", "video")])
 
     def test_send_rtp_gso_sends_the_same_packets(self):
         receiver = Receiver()
         run("send_rtp_gso", sample("h263"), receiver.port)
-        expected = [packet for frame in qlip.open(sample("h263")).video() for packet in frame.packets]
-        self.assertEqual(receiver.stop()[0], expected)
+        self.assertEqual(receiver.stop()[0], packets_of("h263", "video"))
 
     def test_the_program_of_the_readme_has_25_lines_and_sends_every_codec(self):
         program = re.search(r"```c\n(.*?)```", contents(os.path.join(TOP, "README.md")).decode(), re.S).group(1)
@@ -131,8 +111,7 @@ class Examples(unittest.TestCase):
                             "-lqlip_host", "-lqlip", f"-Wl,-rpath,{library}", "-o", built], check=True,
                            input=program.replace("5004", str(receiver.port)).encode())
             subprocess.run([built, sample(name)], check=True, timeout=30, stdout=subprocess.DEVNULL)
-            packets = receiver.stop()[0]
-            return packets, [packet for frame in getattr(qlip.open(sample(name)), medium)() for packet in frame.packets]
+            return receiver.stop()[0], packets_of(name, medium)
 
         cases = [("amrnb", "audio"), ("amrwb", "audio"), ("h263", "video"), ("mpeg4", "video"), ("h264_hinted", "video")]
         with concurrent.futures.ThreadPoolExecutor(len(cases)) as pool:

@@ -14,9 +14,9 @@ mirror=$(cat /etc/apt/sources.list /etc/apt/sources.list.d/*.list /etc/apt/sourc
 debootstrap --variant=minbase bookworm "$root" "$mirror" >"$packages/clean-root.log"
 cp /etc/resolv.conf "$root/etc/" 2>/dev/null || true
 cp /etc/apt/apt.conf.d/99* "$root/etc/apt/apt.conf.d/" 2>/dev/null || true
-mkdir "$root/packages" "$root/consumer"
+mkdir "$root/packages" "$root/host"
 cp "$packages"/*.deb "$root/packages/"
-cp "$here"/consumer/* "$here"/../../samples/amrnb.3gp "$root/consumer/"
+cp "$here"/../../examples/stream_file.c "$here"/../../samples/amrnb.3gp "$root/host/"
 mount -t proc proc "$root/proc"
 inside() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C "$@" >>"$packages/clean-root.log" 2>&1; }
 fail() { tail -20 "$packages/clean-root.log"; echo "packages: $1"; exit 1; }
@@ -25,10 +25,10 @@ inside apt-get update
 inside apt-get install -y --no-install-recommends gcc libc6-dev pkg-config gstreamer1.0-tools
 inside sh -c 'apt-get install -y --no-install-recommends /packages/lib*.deb /packages/qlip_*.deb /packages/gstreamer*.deb' ||
   fail "they do not install"
-inside sh -c 'cd /consumer && cc -std=c99 packets.c $(pkg-config --cflags --libs qlip-host) -o packets && ./packets amrnb.3gp >out' ||
+inside sh -c 'cd /host && cc -std=c99 stream_file.c $(pkg-config --cflags --libs qlip-host) -o host && ./host amrnb.3gp its' ||
   fail "a host does not build and run"
-[ "$(wc -c <"$root/consumer/out")" -eq $((151 * (12 + 33))) ] || fail "the host sends something else"
-inside qlip stream /consumer/amrnb.3gp -o /consumer/stream || fail "qlip does not stream"
+inside qlip stream /host/amrnb.3gp -o /host/stream || fail "qlip does not stream"
+cmp "$root/host/its" "$root/host/stream" || fail "the host streams something else"
 inside gst-inspect-1.0 qlipsrc || fail "GStreamer does not find the element"
 inside sh -c 'apt-get purge -y --auto-remove libqlip1 libqlip-host1 libqlip-dev qlip gstreamer1.0-qlip' ||
   fail "they cannot be removed"

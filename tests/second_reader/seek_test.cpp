@@ -74,16 +74,6 @@ TEST(Seek, WithoutSyncSamplesEveryFlagLandsOnTheSampleItself) {
         plan, {{100, kPrevious, 18, 0}, {100, kNext, 0, 5}, {100, kNearest, 0, 5}, {300, kNearest, 18, 0}});
 }
 
-TEST(Seek, AsksTheHostForTheHintSampleAndMovesToTheLowestOffset) {
-    OpenReader open(build_movie(with_sync()), "rv");
-    open.host->clear_log();
-    const Landing landing = seek(*open.reader, 3000, kNext);
-    const unsigned int hint = chunk_offsets(open.host->bytes, kHint)[30];
-    EXPECT_EQ(offsets_of(*open.host, Slot::Seek), (std::vector<unsigned int>{hint, landing.offset}));
-    EXPECT_EQ(offsets_of(*open.host, Slot::SeekNRead), std::vector<unsigned int>{hint});
-    EXPECT_EQ(open.host->calls - open.host->count(Slot::ConvertStatus), 3U);
-}
-
 // The offset of the last media sample is not known, and -1 is the lower number.
 TEST(Seek, TakesTheLowestMediaSampleOfAnyConstructorAndNoOffsetWithoutOne) {
     MoviePlan plan = video_plan(9);

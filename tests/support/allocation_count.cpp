@@ -33,16 +33,19 @@ void __libc_free(void* block);
 
 void* malloc(size_t size) {
     ++qlip_test::so_far.heap_calls;
+    qlip_test::so_far.heap_bytes += size;
     return __libc_malloc(size);
 }
 
 void* calloc(size_t count, size_t size) {
     ++qlip_test::so_far.heap_calls;
+    qlip_test::so_far.heap_bytes += count * size;
     return __libc_calloc(count, size);
 }
 
 void* realloc(void* block, size_t size) {
     ++qlip_test::so_far.heap_calls;
+    qlip_test::so_far.heap_bytes += size;
     return __libc_realloc(block, size);
 }
 

@@ -2,6 +2,7 @@
 import collections
 import json
 import os
+import socket
 import struct
 import subprocess
 import tempfile
@@ -82,6 +83,21 @@ def parse_stream(data):
         frames.append(packets)
         at += pad if one == 0 else 0
     return Stream(data[:header_size], frames)
+
+
+def bound_in_a_row(count):
+    """UDP sockets of this machine whose ports follow each other."""
+    while True:
+        sockets, port = [], 0
+        try:
+            for _ in range(count):
+                sockets.append(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
+                sockets[-1].bind(("127.0.0.1", port))
+                port = sockets[-1].getsockname()[1] + 1
+            return sockets
+        except (OSError, OverflowError):
+            for taken in sockets:
+                taken.close()
 
 
 class Case(unittest.TestCase):

@@ -5,12 +5,11 @@ by its own silence. A packet that the system drops is no fault of ours, so a run
 """
 import concurrent.futures
 import os
-import socket
 import subprocess
 import time
 import unittest
 
-from host import QUIET_ENVIRONMENT, TRACKS, Case, qlip, raw_frames, read_file, run, sample
+from host import QUIET_ENVIRONMENT, TRACKS, Case, bound_in_a_row, qlip, raw_frames, read_file, run, sample
 
 SPEED = "4"
 SILENCE = "2"  # seconds
@@ -20,18 +19,13 @@ AT_ONCE = 12  # playings beside each other; most of their time is waiting
 
 def free_port():
     """An even port that is free, and the next one, which ffmpeg takes for RTCP; for picture, two more above."""
-    while True:
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as rtp:
-            rtp.bind(("127.0.0.1", 0))
-            port = rtp.getsockname()[1]
-            if port % 2 != 0 or port > 65000:
-                continue
-            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as rtcp:
-                try:
-                    rtcp.bind(("127.0.0.1", port + 1))
-                    return port
-                except OSError:
-                    continue
+    port = 1
+    while port % 2 != 0:
+        taken = bound_in_a_row(4)
+        port = taken[0].getsockname()[1]
+        for sock in taken:
+            sock.close()
+    return port
 
 
 def is_bound(port):

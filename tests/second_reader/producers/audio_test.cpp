@@ -40,6 +40,19 @@ TEST_F(AudioProducer, OpensWithTheStreamHeader) {
     EXPECT_EQ(waiting(producer), expected);
 }
 
+TEST_F(AudioProducer, IsReadOffByExactlyWhatIsThere) {
+    producer.OffsetBytes(60);
+    EXPECT_EQ(message_of([&] { producer.OffsetBytes(9); }),
+              "Invalid offset - 9 bytes requested, 8 available");
+    EXPECT_EQ(producer.ByteCount(), 8U);
+    EXPECT_EQ(producer.GetBuffer(nullptr), producer.m_pBuffer + 60);
+    producer.OffsetBytes(8);
+    EXPECT_EQ(producer.ByteCount(), 0U);
+    producer.Close();
+    EXPECT_EQ(producer.ByteCount(), 0U);
+    EXPECT_EQ(producer.GetBuffer(nullptr), nullptr);
+}
+
 TEST_F(AudioProducer, MergesThePacketsOfAHintSampleIntoOneFrame) {
     EXPECT_EQ(built({packet(0x1234, kSpeech), packet(0x1235, kSpeech, {1, 2})}, 0.0204),
               frame(160, 0x1235, hex("F01455 F0140102")));

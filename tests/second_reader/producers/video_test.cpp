@@ -67,14 +67,26 @@ TEST_F(VideoProducer, KeepsPacketsApartWithoutGap) {
     EXPECT_EQ(built(hint_sample({})), frame_header(20, 0, 0));
 }
 
-// The header word, here with P and X bits, is the hint track's own. The time counts from the first frame.
+// The header word, here with P and X bits, is the hint track's own; of the flags, all but that of extra
+// information move nothing. The time counts from the first frame.
 TEST_F(VideoProducer, CountsTimeFromItsFirstFrameAndTruncates) {
-    const Bytes hint = ByteWriter().u16(1).u16(0).u32(77).u16(0x30A2).u16(5).u16(0).u16(0);
+    const Bytes hint = ByteWriter().u16(1).u16(0).u32(77).u16(0x30A2).u16(5).u16(0xFFFB).u16(0);
     for (const auto& [seconds, timestamp, delta] : {std::tuple(1.0, 90000U, 0U),
                                                     {1.06666, 95999, 5999},
                                                     {0.5, 45000, 0U - 45000}})  // as after a seek backwards
         EXPECT_EQ(built(hint, seconds),
                   join({frame_header(40, 1, 0), packet_header(20, delta, 0xB0A20005, timestamp)}));
+}
+
+TEST(FixedPoint, CountsHundredthsAndIsDefinedWhereTheNumberIsOutOfRange) {
+    for (const auto& [value, fixed] : {std::pair(30.0, 0x001E0000U),
+                                       {29.97, 0x001D0061},
+                                       {0.004, 0},
+                                       {0.005, 1},
+                                       {0.999, 0x00010000},
+                                       {1e300, 0},
+                                       {-1.51, 0xFFFFFFCE}})  // -150 hundredths: -1 and -50
+        EXPECT_EQ(PropFile::To1616(value), fixed) << value;
 }
 
 TEST_F(VideoProducer, WaitForMediaLeavesNoFrameButCountsIt) {
