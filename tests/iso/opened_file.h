@@ -56,13 +56,4 @@ inline Bytes stbl_trak(std::initializer_list<Bytes> tables) {
     return trak({container("mdia", {container("minf", {container("stbl", tables)})})});
 }
 
-// Rows of 32-bit words behind version, flags and a row count.
-inline Bytes table(std::string_view type, unsigned int count, std::initializer_list<unsigned int> words) {
-    ByteWriter out;
-    out.u32(count);
-    for (const unsigned int word : words)
-        out.u32(word);
-    return full_box(type, out);
-}
-
 }  // namespace qlip_test

@@ -8,8 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "qlip/qlip.h"
-#include "tests/support/memory_host.h"
+#include "tests/session/player.h"
 #include "tests/support/movie_builder.h"
 
 using namespace qlip_test;
@@ -62,25 +61,20 @@ TEST(CarriedFrames, AreDeliveredAsIfEachHadMovedTheOthers) {
     std::mt19937 random(1);
     for (int run = 0; run < 4; ++run) {
         const std::vector<Bytes> samples = random_samples(random);
-        const Bytes movie = build_movie(
-            {.tracks = {{.samples = samples, .delta = 160, .sample_entry = samr_entry(damr(1))}}});
-        MemoryHost host(movie);
+        MemoryHost host(build_movie(
+            {.tracks = {{.samples = samples, .delta = 160, .sample_entry = samr_entry(damr(1))}}}));
         host.keep_log = false;
-        mm_Interface* handle = nullptr;
-        ASSERT_EQ(qlip_Open(&handle, host.record(), "ra"), 0);
-        std::vector<unsigned char> chunk(QLIP_LARGEST_CHUNK);
-        unsigned int size = 0;
+        Player player(host, "ra");
+        player.check_guard = false;
         for (int header = 0; header < 4; ++header)
-            ASSERT_EQ(qlip_ReadChunk(handle, chunk.data(), &size, false), 0);
+            player.read();
         Model model;
         for (int frame = 0; frame < 40000; ++frame) {
             const Bytes expected = model.next(samples);
-            const int status = qlip_ReadChunk(handle, chunk.data(), &size, false);
-            ASSERT_EQ(status, expected.empty() ? 1 : 0) << frame;
+            ASSERT_EQ(player.read().status, expected.empty() ? 1 : 0) << frame;
             if (expected.empty()) break;
-            ASSERT_EQ(qlip_ReadChunk(handle, chunk.data(), &size, false), 0);
-            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), chunk.begin() + 1)) << frame;
+            const Bytes got = player.read().bytes;
+            ASSERT_TRUE(std::equal(got.begin() + 1, got.end(), expected.begin(), expected.end())) << frame;
         }
-        qlip_Close(&handle);
     }
 }

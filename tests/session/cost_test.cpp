@@ -23,7 +23,6 @@ struct Cost {
     size_t heap_calls = 0;
     size_t copied = 0;  // the host's own deliveries included
     size_t callbacks = 0;
-    size_t chunks = 0;
 };
 
 // Streams everything through a host that neither logs nor allocates.
@@ -37,8 +36,8 @@ Cost stream(const Bytes& file, const char* mode, bool indexed) {
     unsigned int size = 0;
     Cost cost;
     const Counts before = counts();
-    while (qlip_ReadChunk(handle, buffer.get(), &size, indexed) == QLIP_SUCCESS)
-        ++cost.chunks;
+    while (qlip_ReadChunk(handle, buffer.get(), &size, indexed) == QLIP_SUCCESS) {
+    }
     cost.heap_calls = counts().heap_calls - before.heap_calls;
     cost.copied = counts().copied - before.copied;
     cost.callbacks = host.calls;
@@ -107,39 +106,34 @@ TEST_P(SampleCost, ReadingNeverTouchesTheHeap) {
         EXPECT_EQ(stream(file, GetParam().mode, indexed).heap_calls, 0U);
 }
 
-// A session takes what its tables and the sample in hand do, however large its buffers are.
+// A session takes what its tables and the sample in hand do, however large its buffers are; blocks of the
+// heap may begin within a page.
 TEST(SessionCost, TouchesFewPages) {
     if (!counting) GTEST_SKIP() << "the sanitizer owns the heap";
     const Footprint speech = footprint(sample("amrnb_dtx_faststart.3gp"), "ra");
     EXPECT_EQ(speech.record, 1U);
-    EXPECT_LE(speech.arena, 2U);
+    EXPECT_LE(speech.arena, 3U);
     EXPECT_EQ(speech.heap_calls, 3U) << "file, tables, session";
     const Footprint picture = footprint(sample("h263_cif_faststart.3gp"), "rv");
     EXPECT_LE(picture.record, 9U);
-    EXPECT_LE(picture.arena, 5U);
+    EXPECT_LE(picture.arena, 6U);
     const Footprint mpeg4 = footprint(sample("mpeg4_hinted.3gp"), "rv");
     EXPECT_LE(mpeg4.record, 2U);
-    EXPECT_LE(mpeg4.arena, 4U);
+    EXPECT_LE(mpeg4.arena, 5U);
 }
 
-// Beside the host's own copy: a frame is copied once into the caller's buffer, and carried frames move down
+// Beside the host's own copy a frame is copied once into the caller's buffer, and carried frames move down
 // one frame at a time through the carry buffer, 288 + 256 + ... + 32 bytes twice.
-TEST(AudioCost, BytesCopiedPerFrameDoNotRise) {
+TEST(SessionCost, OfCopiesAndCallsPerFrameDoesNotRise) {
     if (!counting) GTEST_SKIP() << "the sanitizer owns the copy functions";
     EXPECT_LE(stream(speech_movie(50, 1), "ra", true).copied, 50U * (32 + 33));
     EXPECT_LE(stream(speech_movie(50, 10), "ra", true).copied, 50U * (320 + 10 * 33 + 2 * 1440));
-}
-
-// The host's copy, and one into the caller's buffer.
-TEST(VideoCost, BytesCopiedPerFrameDoNotRise) {
-    if (!counting) GTEST_SKIP() << "the sanitizer owns the copy functions";
-    const std::vector<Bytes> samples(50, Bytes(1000, 0x77));
-    const Bytes movie = build_movie({.tracks = {{.handler = "vide",
-                                                 .timescale = 90000,
-                                                 .samples = samples,
-                                                 .delta = 3000,
-                                                 .sample_entry = visual_entry("s263", 176, 144, d263())}}});
-    const Cost cost = stream(movie, "rv", true);
+    const Bytes film = build_movie({.tracks = {{.handler = "vide",
+                                                .timescale = 90000,
+                                                .samples = std::vector<Bytes>(50, Bytes(1000, 0x77)),
+                                                .delta = 3000,
+                                                .sample_entry = visual_entry("s263", 176, 144, d263())}}});
+    const Cost cost = stream(film, "rv", true);
     EXPECT_EQ(cost.callbacks, 50U * 2);
     EXPECT_LE(cost.copied, 50U * (1000 + 1000));
 }

@@ -9,6 +9,7 @@
 
 #include "qlip/isoff.h"
 #include "tests/iso/opened_file.h"
+#include "tests/session/player.h"
 #include "tests/support/limited_host.h"
 #include "tests/support/syslog_capture.h"
 
@@ -81,18 +82,27 @@ TEST(Limits, ThatAreNotMeantAreRefusedAheadOfTheFile) {
     qlip_Close(&handle);
 }
 
+// A packet that cites a sample byte by byte takes more of them than opening the file.
 TEST(Limits, OfStepsHoldForEachReadAndLeaveTheSessionUsable) {
-    MemoryHost host(build_movie(speech(3)));
+    MoviePlan plan = speech(3);
+    const std::vector<Bytes> bytes(150, hint_sample_data(1, 1, 0));
+    plan.tracks.push_back({.handler = "hint",
+                           .id = 2,
+                           .samples = {hint_sample({{.constructors = bytes}})},
+                           .sample_entry = rtp_entry(1400, 90000),
+                           .hint_reference = 1});
+    MemoryHost host(build_movie(plan));
     KeptLines limits;
     limits.steps = 100;
     _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* io = host.record();
     char mode[] = "r";
     iso_file* file = isoFFopenLimited(io, mode, nullptr, &limits);
     ASSERT_NE(file, nullptr);
-    Bytes sample(32);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(isoFFread(file->tracks, sample.data(), 32, nullptr, nullptr), 32);
-    EXPECT_EQ(isoFFread(file->tracks, sample.data(), 32, nullptr, nullptr), ISOFF_END);
+    Bytes buffer(ISOFF_PACKET_CAPACITY);
+    EXPECT_EQ(isoFFrtpPacket(isoFFrtpHinter(file->tracks, 1400), buffer.data()), ISOFF_END);
+    EXPECT_EQ(limits.kept.size(), 1U);
+    for (const int result : {32, 32, 32, int{ISOFF_END}})
+        EXPECT_EQ(isoFFread(file->tracks, buffer.data(), 32, nullptr, nullptr), result);
     isoFFclose(file);
 }
 
@@ -135,20 +145,14 @@ TEST(CutFile, EndsAPositionedTrackBehindTheLastSampleThatIsThere) {
                          true};
     };
     for (const auto& [plan, mode, chunks] :
-         {std::tuple(film("soun", 32, samr_entry()), "ra", 4 + 2 * 3),
-          std::tuple(film("soun", 24, sawb_entry()), "ra", 4 + 2 * 3),
-          std::tuple(film("vide", 32, visual_entry("s263", 176, 144, d263())), "rv", 1 + 2 * 3)}) {
+         {std::tuple(film("soun", 32, samr_entry()), "ra", 4U + 2 * 3),
+          std::tuple(film("soun", 24, sawb_entry()), "ra", 4U + 2 * 3),
+          std::tuple(film("vide", 32, visual_entry("s263", 176, 144, d263())), "rv", 1U + 2 * 3)}) {
         MemoryHost host(build_movie(plan));
         host.bytes.resize(host.bytes.size() - 2 * plan.tracks[0].samples[0].size());
-        mm_Interface* handle = nullptr;
-        ASSERT_EQ(qlip_Open(&handle, host.record(), mode), QLIP_SUCCESS);
-        Bytes chunk(QLIP_LARGEST_CHUNK);
-        unsigned int size = 0;
-        int delivered = 0, status;
-        while ((status = qlip_ReadChunk(handle, chunk.data(), &size, false)) == QLIP_SUCCESS)
-            ++delivered;
-        EXPECT_EQ(std::pair(status, delivered), std::pair(int{QLIP_END_OF_FILE}, chunks)) << mode;
-        qlip_Close(&handle);
+        Player player(host, mode);
+        EXPECT_EQ(player.rest().size(), chunks) << mode;
+        EXPECT_EQ(player.end, int{QLIP_END_OF_FILE}) << mode;
     }
 }
 

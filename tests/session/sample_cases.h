@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/samples.h"
+
 namespace qlip_test {
 
 struct SampleCase {
@@ -15,24 +17,17 @@ struct SampleCase {
     bool hinted;
 };
 
+// A file's name tells what it holds.
 inline const std::vector<SampleCase>& sample_cases() {
-    static const std::vector<SampleCase> cases = {
-        {"amrnb.3gp", "ra", false},
-        {"amrnb_dtx_faststart.3gp", "ra", false},
-        {"amrnb_hinted.3gp", "ra", false},
-        {"amrwb.3gp", "ra", false},
-        {"av_h263_amrnb_hinted.3gp", "ra", false},
-        {"av_h263_amrnb_hinted.3gp", "rv", true},
-        {"h263.3gp", "rv", false},
-        {"h263_cif_faststart.3gp", "rv", false},
-        {"h263_hinted_pt34.3gp", "rv", true},
-        {"h263_hinted_pt96.3gp", "rv", true},
-        {"h264.3gp", "rv", false},
-        {"h264_hinted.3gp", "rv", true},
-        {"mpeg4.3gp", "rv", false},
-        {"mpeg4_hinted.3gp", "rv", true},
-        {"mpeg4_with_aac.3gp", "rv", false},
-    };
+    static const std::vector<SampleCase> cases = [] {
+        std::vector<SampleCase> found;
+        for (const std::string& name : sample_names()) {
+            const auto says = [&](const char* word) { return name.find(word) != std::string::npos; };
+            if (says("amr")) found.push_back({name.c_str(), "ra", false});
+            if (says("h26") || says("mpeg4")) found.push_back({name.c_str(), "rv", says("hinted")});
+        }
+        return found;
+    }();
     return cases;
 }
 

@@ -11,13 +11,34 @@
 namespace qlip_test {
 
 namespace {
+
 Counts so_far;
+size_t failing = 0;
+bool for_ever = false;
+
+[[maybe_unused]] bool fails(size_t size) {
+    ++so_far.heap_calls;
+    so_far.heap_bytes += size;
+    const size_t number = ++so_far.allocations;
+    return failing != 0 && (for_ever ? number >= failing : number == failing);
 }
+
+[[maybe_unused]] void* taken(void* block) {
+    if (block) ++so_far.live;
+    return block;
+}
+
+}  // namespace
 
 const bool counting = QLIP_TEST_COUNTS != 0;
 
 Counts counts() {
     return so_far;
+}
+
+void fail_allocation(size_t number, bool and_later) {
+    failing = number == 0 ? 0 : so_far.allocations + number;
+    for_ever = and_later;
 }
 
 }  // namespace qlip_test
@@ -32,25 +53,21 @@ void* __libc_realloc(void* block, size_t size);
 void __libc_free(void* block);
 
 void* malloc(size_t size) {
-    ++qlip_test::so_far.heap_calls;
-    qlip_test::so_far.heap_bytes += size;
-    return __libc_malloc(size);
+    return qlip_test::fails(size) ? nullptr : qlip_test::taken(__libc_malloc(size));
 }
 
 void* calloc(size_t count, size_t size) {
-    ++qlip_test::so_far.heap_calls;
-    qlip_test::so_far.heap_bytes += count * size;
-    return __libc_calloc(count, size);
+    return qlip_test::fails(count * size) ? nullptr : qlip_test::taken(__libc_calloc(count, size));
 }
 
 void* realloc(void* block, size_t size) {
-    ++qlip_test::so_far.heap_calls;
-    qlip_test::so_far.heap_bytes += size;
-    return __libc_realloc(block, size);
+    if (!block) return malloc(size);
+    return qlip_test::fails(size) ? nullptr : __libc_realloc(block, size);
 }
 
 void free(void* block) {
     ++qlip_test::so_far.heap_calls;
+    if (block) --qlip_test::so_far.live;
     __libc_free(block);
 }
 

@@ -51,6 +51,14 @@ Bytes full_box(std::string_view type, const Bytes& payload, unsigned int version
     return box(type, ByteWriter().u8(version).u24(flags).raw(payload));
 }
 
+Bytes table(std::string_view type, size_t count, const std::vector<unsigned int>& words) {
+    ByteWriter out;
+    out.u32(static_cast<unsigned int>(count));
+    for (const unsigned int word : words)
+        out.u32(word);
+    return full_box(type, out);
+}
+
 Bytes join(std::initializer_list<Bytes> parts) {
     ByteWriter out;
     for (const Bytes& part : parts)

@@ -31,6 +31,9 @@ Bytes box(std::string_view type, const Bytes& payload = {});
 Bytes container(std::string_view type, std::initializer_list<Bytes> children);
 Bytes full_box(std::string_view type, const Bytes& payload, unsigned int version = 0, unsigned int flags = 0);
 
+// Rows of 32-bit words behind version, flags and a row count.
+Bytes table(std::string_view type, size_t count, const std::vector<unsigned int>& words);
+
 Bytes join(std::initializer_list<Bytes> parts);
 
 // Bytes from hexadecimal text; blanks are passed over.

@@ -66,8 +66,7 @@ struct MemoryHostSlots {
         MemoryHost& self = host(context);
         unsigned int status = 0;
         if (!self.fails(Slot::Tell, &status)) {
-            *size = static_cast<unsigned int>(self.bytes.size());
-            if (self.tell_moves_position) self.position = *size;
+            self.position = *size = static_cast<unsigned int>(self.bytes.size());
         }
         return self.finish(Slot::Tell, 0, 0, 0, status);
     }
@@ -94,7 +93,7 @@ struct MemoryHostSlots {
     static unsigned int AdvanceRead(void* context, unsigned int offset) {
         MemoryHost& self = host(context);
         unsigned int status = 0;
-        if (!self.fails(Slot::AdvanceRead, &status)) self.advanced_to = std::max(self.advanced_to, offset);
+        self.fails(Slot::AdvanceRead, &status);
         return self.finish(Slot::AdvanceRead, offset, 0, 0, status);
     }
 

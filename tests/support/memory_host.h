@@ -67,13 +67,11 @@ class MemoryHost {
     unsigned int not_yet_status = 5;            // also what ConvertStatus makes of it
     std::optional<unsigned int> most_per_read;  // reads deliver no more than this
     EofStyle eof_style = EofStyle::AtEnd;
-    bool tell_moves_position = true;
     bool keep_log = true;
 
     // What happened.
     std::vector<Call> log;
     unsigned long calls = 0;
-    unsigned int advanced_to = 0;  // highest AdvanceRead
 
     unsigned long count(Slot slot) const;
     void clear_log();

@@ -10,7 +10,9 @@ unsigned int size_of(const Bytes& bytes) {
     return static_cast<unsigned int>(bytes.size());
 }
 
-std::vector<std::pair<unsigned int, unsigned int>> time_rows(const TrackPlan& track) {
+using Pairs = std::vector<std::pair<unsigned int, unsigned int>>;
+
+Pairs time_rows(const TrackPlan& track) {
     if (!track.stts.empty()) return track.stts;
     if (track.samples.empty()) return {};
     return {{static_cast<unsigned int>(track.samples.size()), track.delta}};
@@ -23,20 +25,11 @@ unsigned int duration_of(const TrackPlan& track) {
     return sum;
 }
 
-Bytes pair_table(std::string_view type, const std::vector<std::pair<unsigned int, unsigned int>>& rows) {
-    ByteWriter out;
-    out.u32(static_cast<unsigned int>(rows.size()));
+Bytes pair_table(std::string_view type, const Pairs& rows) {
+    std::vector<unsigned int> words;
     for (const auto& [first, second] : rows)
-        out.u32(first).u32(second);
-    return full_box(type, out);
-}
-
-Bytes word_table(std::string_view type, const std::vector<unsigned int>& words) {
-    ByteWriter out;
-    out.u32(static_cast<unsigned int>(words.size()));
-    for (const unsigned int word : words)
-        out.u32(word);
-    return full_box(type, out);
+        words.insert(words.end(), {first, second});
+    return table(type, rows.size(), words);
 }
 
 Bytes stsz(const TrackPlan& track) {
@@ -62,16 +55,12 @@ std::vector<unsigned int> chunk_lengths(const TrackPlan& track) {
 
 // A row for every chunk whose number of samples differs from that of the chunk before.
 Bytes stsc(const TrackPlan& track) {
-    std::vector<std::pair<unsigned int, unsigned int>> rows;
+    std::vector<unsigned int> rows;
     const std::vector<unsigned int> lengths = chunk_lengths(track);
     for (unsigned int i = 0; i < lengths.size(); ++i)
-        if (rows.empty() || rows.back().second != lengths[i]) rows.emplace_back(i + 1, lengths[i]);
-    if (rows.empty()) rows.emplace_back(1, 1);
-    ByteWriter out;
-    out.u32(static_cast<unsigned int>(rows.size()));
-    for (const auto& [chunk, samples] : rows)
-        out.u32(chunk).u32(samples).u32(1);
-    return full_box("stsc", out);
+        if (i == 0 || lengths[i - 1] != lengths[i]) rows.insert(rows.end(), {i + 1, lengths[i], 1});
+    if (rows.empty()) rows = {1, 1, 1};
+    return table("stsc", rows.size() / 3, rows);
 }
 
 constexpr unsigned int kUnityMatrix[9] = {0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x40000000};
@@ -94,11 +83,12 @@ Bytes media_header(const TrackPlan& track) {
 }
 
 Bytes trak(const TrackPlan& track, const std::vector<unsigned int>& offsets, unsigned int movie_timescale) {
-    const Bytes stbl = container(
-        "stbl",
-        {full_box("stsd", ByteWriter().u32(1).raw(track.sample_entry)), pair_table("stts", time_rows(track)),
-         track.ctts.empty() ? Bytes{} : pair_table("ctts", track.ctts), stsc(track), stsz(track),
-         word_table("stco", offsets), track.sync.empty() ? Bytes{} : word_table("stss", track.sync)});
+    const Bytes stbl =
+        container("stbl", {full_box("stsd", ByteWriter().u32(1).raw(track.sample_entry)),
+                           pair_table("stts", time_rows(track)),
+                           track.ctts.empty() ? Bytes{} : pair_table("ctts", track.ctts), stsc(track),
+                           stsz(track), table("stco", offsets.size(), offsets),
+                           track.sync.empty() ? Bytes{} : table("stss", track.sync.size(), track.sync)});
     const Bytes dinf =
         container("dinf", {full_box("dref", ByteWriter().u32(1).raw(full_box("url ", {}, 0, 1)))});
     const Bytes mdhd = full_box(

@@ -1,5 +1,7 @@
 #include "tests/support/samples.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -17,21 +19,13 @@ Bytes sample(const std::string& name) {
 }
 
 const std::vector<std::string>& sample_names() {
-    static const std::vector<std::string> names = {"aac_refused.3gp",
-                                                   "amrnb.3gp",
-                                                   "amrnb_dtx_faststart.3gp",
-                                                   "amrnb_hinted.3gp",
-                                                   "amrwb.3gp",
-                                                   "av_h263_amrnb_hinted.3gp",
-                                                   "h263.3gp",
-                                                   "h263_cif_faststart.3gp",
-                                                   "h263_hinted_pt34.3gp",
-                                                   "h263_hinted_pt96.3gp",
-                                                   "h264.3gp",
-                                                   "h264_hinted.3gp",
-                                                   "mpeg4.3gp",
-                                                   "mpeg4_hinted.3gp",
-                                                   "mpeg4_with_aac.3gp"};
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(QLIP_SAMPLES))
+            if (entry.path().extension() == ".3gp") found.push_back(entry.path().filename());
+        std::sort(found.begin(), found.end());
+        return found;
+    }();
     return names;
 }
 
