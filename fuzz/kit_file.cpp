@@ -63,6 +63,7 @@ class Reader {
     ~Reader() {
         qlip_stream_close(&stream_);
         qlip_source_close(&source_);
+        let_go();
     }
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
@@ -105,6 +106,26 @@ class Reader {
             out.add(packet + 4, frame.packets[i].iov_len - 4);
         }
         ++out.frames;
+        if (out.frames % 3 == 0) hold(frame);
+    }
+
+    // Until the next one is held, other frames are read, and the stream is sought in or closed.
+    void hold(const qlip_frame& frame) {
+        let_go();
+        require(qlip_stream_keep_packets(stream_, &held_) == 0);
+        last_ = frame.packets[frame.packet_count - 1];
+        digest_ = digest_of(last_);
+    }
+
+    void let_go() {
+        require(!held_ || digest_of(last_) == digest_);
+        require(qlip_packets_release(&held_) == 0);
+    }
+
+    static uint64_t digest_of(const iovec& packet) {
+        Delivered whole;
+        whole.add(static_cast<const uint8_t*>(packet.iov_base), packet.iov_len);
+        return whole.digest;
     }
 
     void wait() {
@@ -118,6 +139,9 @@ class Reader {
     qlip_source* source_ = nullptr;
     qlip_stream* stream_ = nullptr;
     qlip_stream_options options_ = QLIP_STREAM_OPTIONS_INIT;
+    qlip_packets* held_ = nullptr;
+    iovec last_ = {};  // of the packets that are held
+    uint64_t digest_ = 0;
     uint16_t next_ = 65000;
 };
 

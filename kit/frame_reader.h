@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "kit/packet_list.h"
+#include "kit/packet_memory.h"
 #include "kit/trouble.h"
 
 namespace qlip::kit {
@@ -13,6 +14,7 @@ namespace qlip::kit {
 // the timestamp counts from 0.
 struct Draft {
     PacketList packets;
+    PacketMemory memory;  // where they are built
     qlip_frame frame{};
 };
 
@@ -25,6 +27,9 @@ class FrameReader {
 
     // The next frame into `draft`, whose packets are empty before. A status of qlip_stream_read.
     virtual int next(Draft& draft) = 0;
+
+    // How much memory the packets of a frame take at most.
+    virtual size_t frame_room() const = 0;
 
     // The next frame is that of media sample `sample`, which exists.
     virtual int move_to(int sample) = 0;

@@ -31,8 +31,9 @@ ParameterSets::ParameterSets(const iso_track* media) {
     }
 }
 
-void ParameterSets::put_in_front(PacketList& packets) {
-    unsigned char* end = packets_.data() + packets_.size();
+void ParameterSets::put_in_front(PacketList& packets, unsigned char* memory) const {
+    std::copy(packets_.begin(), packets_.end(), memory);
+    unsigned char* end = memory + packets_.size();
     for (auto size = sizes_.rbegin(); size != sizes_.rend(); ++size) {
         end -= *size;
         packets.add_in_front(end, *size);
@@ -51,12 +52,16 @@ HintedReader::HintedReader(iso_track* hint, iso_track* media, EngineIo& io, Sour
       times_(hint),
       configuration_(media),
       sets_(media),
-      capacity_(capacity_for(media, source)),
-      memory_(new unsigned char[capacity_ + configuration_.room() + ISOFF_PACKET_CAPACITY]) {}
+      capacity_(capacity_for(media, source)) {}
+
+size_t HintedReader::frame_room() const {
+    return capacity_ + configuration_.room() + ISOFF_PACKET_CAPACITY + sets_.size();
+}
 
 // A frame is a run of packets up to one with the marker, or up to where the time changes.
 int HintedReader::next(Draft& draft) {
     while (draft.packets.empty()) {
+        if (used_ == 0) memory_ = draft.memory.renew();
         if (const int status = gather(); status != QLIP_SUCCESS) return status;
         finish(draft);
     }
@@ -75,7 +80,7 @@ int HintedReader::take_packet(bool& ends) {
     if (used_ > capacity_) return pass_over(QLIP_NOT_SUPPORTED, "its frame is larger than what is taken");
     if (const int status = check_claim(); status != QLIP_SUCCESS) return status;
     io_.forget_refusal();
-    unsigned char* packet = memory_.get() + used_;
+    unsigned char* packet = memory_ + used_;
     const int size = isoFFrtpPacket(hint_, packet);
     if (size == ISOFF_NOT_YET) return refusal_of(io_, "hint sample", hint_->hint->sample, trouble_);
     if (size < 0) return pass_over(QLIP_CORRUPT_FILE, "it asks for data that is not there");
@@ -141,7 +146,8 @@ void HintedReader::keep_packet(unsigned char* packet, int size) {
 void HintedReader::finish(Draft& draft) {
     const PictureStart start = list(draft);
     if ((first_ || start.has_idr()) && !start.brings_sets() && !draft.packets.empty())
-        sets_.put_in_front(draft.packets);
+        sets_.put_in_front(draft.packets, memory_ + used_);
+    used_ = 0;
     first_ = first_ && draft.packets.empty();
     const int offset = media_->ctts_index < media_->ctts_count ? media_->ctts[media_->ctts_index][1] : 0;
     draft.frame.time = clock_.nanoseconds(times_.decode());
@@ -155,14 +161,13 @@ void HintedReader::finish(Draft& draft) {
 PictureStart HintedReader::list(Draft& draft) {
     PictureStart start;
     for (size_t at = 0; at < used_;) {
-        unsigned char* packet = memory_.get() + at;
+        unsigned char* packet = memory_ + at;
         const size_t size = load_be32(packet);
         const bool wanted = media_->codec != ISO_CODEC_AVC1 ||
                             start.admits(kind_of_payload({packet + kHeaderSize, size - kHeaderSize}));
         if (wanted) draft.packets.add(packet, size);
         at += size;
     }
-    used_ = 0;
     return start;
 }
 

@@ -13,13 +13,15 @@
 namespace qlip::kit {
 
 // The media's parameter sets as packets, which go in front of IDR pictures and of the first one. They are
-// made once; only their headers change.
+// made once, and copied behind the picture.
 class ParameterSets {
   public:
     ParameterSets() = default;
     explicit ParameterSets(const iso_track* media);
 
-    void put_in_front(PacketList& packets);
+    // At `memory` there is room for `size` bytes.
+    void put_in_front(PacketList& packets, unsigned char* memory) const;
+    size_t size() const { return packets_.size(); }
     size_t count() const { return sizes_.size(); }
 
   private:
@@ -34,6 +36,7 @@ class HintedReader : public FrameReader {
     int next(Draft& draft) override;
     int move_to(int sample) override;
     uint64_t floor() const override { return static_cast<uint32_t>(hint_->read_floor); }
+    size_t frame_room() const override;
 
     size_t sets_in_front() const { return sets_.count(); }
     size_t most_packets() const { return capacity_ / (kHeaderSize + 1); }
@@ -63,11 +66,11 @@ class HintedReader : public FrameReader {
     Mpeg4Configuration configuration_;
     ParameterSets sets_;
     size_t capacity_;
-    std::unique_ptr<unsigned char[]> memory_;
-    size_t used_ = 0;         // by packets of the frame in hand, one behind the other
-    uint64_t delivered_ = 0;  // bytes since the last move
-    uint64_t believed_ = 0;   // how many there may be
-    bool first_ = true;       // frame of the stream, or behind a seek
+    unsigned char* memory_ = nullptr;  // of the frame in hand
+    size_t used_ = 0;                  // by its packets, one behind the other
+    uint64_t delivered_ = 0;           // bytes since the last move
+    uint64_t believed_ = 0;            // how many there may be
+    bool first_ = true;                // frame of the stream, or behind a seek
 };
 
 }  // namespace qlip::kit

@@ -1,5 +1,8 @@
 #include "kit/speech_reader.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "formats/amr.h"
 
 namespace qlip::kit {
@@ -40,9 +43,14 @@ SpeechReader::SpeechReader(const SampleFeed& feed, const iso_track* track, unsig
       frame_clock_(codec_.clock_rate, codec_.clock_rate, shift_of(track)),
       room_(room),
       keep_no_data_(keep_no_data),
-      memory_(new unsigned char[kInFront + room]) {}
+      memory_(new unsigned char[room]) {}
+
+size_t SpeechReader::frame_room() const {
+    return kInFront + 1 + *std::max_element(codec_.bytes.begin(), codec_.bytes.end());
+}
 
 int SpeechReader::next(Draft& draft) {
+    unsigned char* packet = draft.memory.renew();
     while (true) {
         if (left_ == 0) {
             if (const int status = fetch(); status != QLIP_SUCCESS) return status;
@@ -54,17 +62,17 @@ int SpeechReader::next(Draft& draft) {
             return feed_.blame(sample_,
                                codec_.reserves(type) ? "a frame of a reserved type" : "a frame is cut short");
         }
-        unsigned char* frame = frame_;
+        const unsigned char* frame = frame_;
         frame_ += bytes;
         left_ -= bytes;
-        if (take_frame(draft, frame, type, bytes)) return QLIP_SUCCESS;
+        if (take_frame(draft, packet, frame, type, bytes)) return QLIP_SUCCESS;
     }
 }
 
 int SpeechReader::fetch() {
-    const int status = feed_.next(memory_.get() + kInFront, room_, sample_);
+    const int status = feed_.next(memory_.get(), room_, sample_);
     if (status != QLIP_SUCCESS) return status;
-    frame_ = memory_.get() + kInFront;
+    frame_ = memory_.get();
     left_ = sample_.size;
     take_time();
     return QLIP_SUCCESS;
@@ -79,7 +87,8 @@ void SpeechReader::take_time() {
 }
 
 // False for a frame that is not sent; its time passes all the same.
-bool SpeechReader::take_frame(Draft& draft, unsigned char* frame, unsigned int type, unsigned int bytes) {
+bool SpeechReader::take_frame(Draft& draft, unsigned char* packet, const unsigned char* frame,
+                              unsigned int type, unsigned int bytes) {
     const bool speech = codec_.is_speech(type);
     const bool first_speech = speech && !talking_;
     const int64_t now = now_;
@@ -87,9 +96,10 @@ bool SpeechReader::take_frame(Draft& draft, unsigned char* frame, unsigned int t
     talking_ = speech;
     if (codec_.holds_nothing(type) && !keep_no_data_) return false;
     if (speech) request_ = amr_mode_request(*frame);
-    frame[0] &= kTocBits;
-    *(frame - kRequestSize) = request_;
-    draft.packets.add(frame - kInFront, kInFront + bytes);
+    packet[kHeaderSize] = request_;
+    packet[kInFront] = frame[0] & kTocBits;
+    std::memcpy(packet + kInFront + 1, frame + 1, bytes - 1);
+    draft.packets.add(packet, kInFront + bytes);
     draft.frame.time = draft.frame.presentation_time = frame_clock_.nanoseconds(now);
     draft.frame.timestamp = frame_clock_.rtp(now);
     draft.frame.duration = 1000000000 / kAmrFramesPerSecond;

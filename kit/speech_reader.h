@@ -1,5 +1,4 @@
-// AMR: one packet per speech frame, in octet-aligned mode (RFC 4867 4.4), sent from where the sample was read
-// to.
+// AMR: one packet per speech frame, in octet-aligned mode (RFC 4867 4.4).
 #pragma once
 
 #include <memory>
@@ -18,10 +17,12 @@ class SpeechReader : public FrameReader {
     int next(Draft& draft) override;
     int move_to(int sample) override;
     uint64_t floor() const override { return feed_.floor(); }
+    size_t frame_room() const override;
 
   private:
     int fetch();
-    bool take_frame(Draft& draft, unsigned char* frame, unsigned int type, unsigned int bytes);
+    bool take_frame(Draft& draft, unsigned char* packet, const unsigned char* frame, unsigned int type,
+                    unsigned int bytes);
     void take_time();
 
     const SpeechCodec& codec_;

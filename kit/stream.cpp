@@ -101,6 +101,7 @@ int Stream::make_reader(bool keep_no_data) {
         draft_.packets = PacketList(0, reader->most_packets());
         reader_ = std::move(reader);
     }
+    draft_.memory = PacketMemory(reader_->frame_room());
     return QLIP_SUCCESS;
 }
 
@@ -166,6 +167,12 @@ void Stream::number_packets() {
     number(draft_.packets, frame);
 }
 
+int Stream::keep_packets(qlip_packets** packets) {
+    if (chunks_ || draft_.packets.empty()) return trouble_.tell(QLIP_NOT_OPEN, "no frame was read last");
+    *packets = draft_.memory.hold();
+    return QLIP_SUCCESS;
+}
+
 // What the loop uses stands in variables of its own: headers are bytes, and for all the compiler knows they
 // could be written over the stream.
 void Stream::number(PacketList& packets, const qlip_frame& frame) {
@@ -214,6 +221,7 @@ int Stream::read_chunk(const void** chunk, size_t* size) {
 int Stream::seek(int64_t time, int64_t* landed) {
     if (chunks_) return trouble_.tell(QLIP_NOT_OPEN, "the stream was opened for chunks");
     begin_call();
+    draft_.packets.clear();
     if (track_->sample_count == 0) return trouble_.tell(QLIP_END_OF_FILE, "the track is empty");
     const int sample = sample_to_start_from(track_, time);
     const int status = reader_->move_to(sample);

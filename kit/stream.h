@@ -22,6 +22,7 @@ class Stream {
 
     int open(qlip_medium medium, const qlip_stream_options& options);
     int read(const qlip_frame** frame);
+    int keep_packets(qlip_packets** packets);
     int read_chunk(const void** chunk, size_t* size);
     int seek(int64_t time, int64_t* landed);
     void set_first_timestamp(uint32_t first) { info_.first_timestamp = first; }

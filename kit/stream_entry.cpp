@@ -80,6 +80,19 @@ int qlip_stream_read(qlip_stream* stream, const qlip_frame** frame) {
     return guarded([&] { return stream->read(frame); });
 }
 
+int qlip_stream_keep_packets(qlip_stream* stream, qlip_packets** packets) {
+    if (!stream) return QLIP_BAD_HANDLE;
+    if (!packets) return QLIP_BAD_ARGUMENT;
+    return stream->keep_packets(packets);
+}
+
+int qlip_packets_release(qlip_packets** packets) {
+    if (!packets) return QLIP_BAD_ARGUMENT;
+    if (*packets) let_go(*packets);
+    *packets = nullptr;
+    return QLIP_SUCCESS;
+}
+
 int qlip_stream_read_chunk(qlip_stream* stream, const void** chunk, size_t* size) {
     if (!stream) return QLIP_BAD_HANDLE;
     if (!chunk || !size) return QLIP_BAD_ARGUMENT;

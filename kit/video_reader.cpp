@@ -47,16 +47,16 @@ VideoReader::VideoReader(const SampleFeed& feed, iso_track* track, unsigned int 
       configuration_(track),
       room_(room),
       records_size_(records_of(room + static_cast<unsigned int>(configuration_.room()))),
-      most_packets_(records_size_ / (kRecordSize + 1)) {
-    const size_t records = records_size_ + uncharged(track, records_size_);
-    memory_.reset(new unsigned char[configuration_.room() + room + records]);
-    sample_at_ = memory_.get() + configuration_.room();
-    records_ = sample_at_ + room;
+      most_packets_(records_size_ / (kRecordSize + 1)),
+      frame_room_(records_size_ + uncharged(track, records_size_)),
+      memory_(new unsigned char[configuration_.room() + room]),
+      sample_at_(memory_.get() + configuration_.room()) {
     wld_native_init(&native_, 0, kPacketBytes, rfc_mode_of(track), track, 0);
 }
 
 int VideoReader::next(Draft& draft) {
     while (draft.packets.empty()) {
+        records_ = draft.memory.renew();
         Sample sample;
         int status = feed_.next(sample_at_, room_, sample);
         if (status == QLIP_SUCCESS) status = packetise(draft, sample);

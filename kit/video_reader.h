@@ -17,6 +17,7 @@ class VideoReader : public FrameReader {
     int next(Draft& draft) override;
     int move_to(int sample) override { return feed_.move_to(sample); }
     uint64_t floor() const override { return feed_.floor(); }
+    size_t frame_room() const override { return frame_room_; }
 
     size_t most_packets() const { return most_packets_; }
 
@@ -32,9 +33,10 @@ class VideoReader : public FrameReader {
     unsigned int room_;
     unsigned int records_size_;
     size_t most_packets_;
-    std::unique_ptr<unsigned char[]> memory_;  // room for a configuration, the sample, the records
+    size_t frame_room_;
+    std::unique_ptr<unsigned char[]> memory_;  // room for a configuration, and the sample
     unsigned char* sample_at_;
-    unsigned char* records_;
+    unsigned char* records_ = nullptr;  // of the frame in hand
 };
 
 }  // namespace qlip::kit

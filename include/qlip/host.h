@@ -5,6 +5,7 @@
  *
  *   qlip_source   the bytes of one file: a path, a descriptor, memory, or functions of the host
  *   qlip_stream   one track of a source, read as RTP packets (RFC 3550) or as chunks of the native stream
+ *   qlip_packets  the packets of a frame, held beyond the next call by who sends them later
  *
  * Units: times are nanoseconds; sizes and offsets are bytes. A track's own clock and its edit list (ISO/IEC
  * 14496-12 8.6.6) are worked in: time 0 is the start of the presentation for all tracks of a file, so that
@@ -16,11 +17,11 @@
  * says about a file asks for it (qlip_source_set_limits).
  *
  * Threads: nothing is global. A source may be used by any number of threads at once. A stream belongs to one
- * thread at a time.
+ * thread at a time. Packets that are held may be read and let go by any thread.
  *
- * Ownership: the two kinds of handle are the caller's to close; closing stores NULL in the caller's variable.
+ * Ownership: handles are the caller's to close or to release, which stores NULL in the caller's variable.
  * What is handed out through a pointer to const belongs to the stream, and is good until the next call that
- * reads, seeks or closes it.
+ * reads, seeks or closes it; packets can be held for longer (qlip_stream_keep_packets).
  *
  * Records that the caller makes begin with their size, so that a program built with an older header goes on
  * to work: QLIP_STREAM_OPTIONS_INIT and its like fill it in.
@@ -55,6 +56,7 @@ QLIP_API const char* qlip_version_text(void);
 
 typedef struct qlip_source qlip_source;
 typedef struct qlip_stream qlip_stream;
+typedef struct qlip_packets qlip_packets;
 
 /* A file by name. It is read with pread and needs no position, so that streams do not disturb each other.
    Results: 0; 3 the file cannot be opened, with the reason in errno; 10 it is no regular file, or passes
@@ -270,9 +272,10 @@ QLIP_API int qlip_stream_open(qlip_stream** stream, qlip_source* source, qlip_me
 QLIP_API const qlip_stream_info* qlip_stream_get_info(const qlip_stream* stream);
 
 /*
- * The next frame. Allocates nothing. In the place of each packet's header a receiver finds right what the
- * records of the native stream leave to the sender: one marker, at the end; presentation times where frames
- * are stored out of order; H.264 parameter sets only in front of a picture; numbers without gaps.
+ * The next frame. Allocates nothing unless packets are held (qlip_stream_keep_packets). In the place of each
+ * packet's header a receiver finds right what the records of the native stream leave to the sender: one
+ * marker, at the end; presentation times where frames are stored out of order; H.264 parameter sets only in
+ * front of a picture; numbers without gaps.
  *
  * Results:
  *   0   a frame
@@ -285,6 +288,26 @@ QLIP_API const qlip_stream_info* qlip_stream_get_info(const qlip_stream* stream)
  *   8   the stream was opened for chunks
  */
 QLIP_API int qlip_stream_read(qlip_stream* stream, const qlip_frame** frame);
+
+/*
+ * Keeps the packets of the frame that was read last, for a sender that queues them: their bytes stay where
+ * and as they are while the stream is read, sought in or closed, and after its source is closed, until
+ * *packets is released. The frame's record and its array are not kept: copy what is wanted of them. Each call
+ * hands out one more hold on the same packets, each to be released once; so each packet of a frame can have
+ * its own. The bytes are the holders' alone, who may write to them.
+ *
+ * The next frame is built in other memory, with room for the track's largest frame. The stream allocates it
+ * when it is needed, uses what was released again, and lets go of it when it is closed: after a while reading
+ * allocates nothing, but a stream has memory for as many frames as were held at once.
+ *
+ * Results: 0; 8 the last call on the stream was no read that gave a frame. *packets is written on success
+ * only.
+ */
+QLIP_API int qlip_stream_keep_packets(qlip_stream* stream, qlip_packets** packets);
+
+/* Lets go of packets and stores NULL in *packets. From any thread, also after the stream was closed. A NULL
+   handle is nothing to do: 0. */
+QLIP_API int qlip_packets_release(qlip_packets** packets);
 
 /*
  * The next chunk of the native stream (docs/native-stream.md) and its length, from a stream that was opened
