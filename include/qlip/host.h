@@ -292,7 +292,7 @@ QLIP_API int qlip_stream_read(qlip_stream* stream, const qlip_frame** frame);
 /*
  * Keeps the packets of the frame that was read last, for a sender that queues them: their bytes stay where
  * and as they are while the stream is read, sought in or closed, and after its source is closed, until
- * *packets is released. The frame's record and its array are not kept: copy what is wanted of them. Each call
+ * *packets is released. The frame's record and its array are gone: copy what is wanted of them. Each call
  * hands out one more hold on the same packets, each to be released once; so each packet of a frame can have
  * its own. The bytes are the holders' alone, who may write to them.
  *
