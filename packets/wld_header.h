@@ -1,19 +1,24 @@
 // The packet record's header, inline for the packetisers.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "common/byte_order.h"
 #include "formats/rtp.h"
 #include "qlip/native_stream.h"
 #include "qlip/wld_native.h"
 
 namespace qlip {
 
+// Field by field: a record put together on the stack would be loaded before its words are stored.
 inline void put_packet_record(void* out, uint32_t payload_size, uint32_t timestamp, uint32_t word) {
-    const wld_packet_record record{payload_size + uint32_t{sizeof(wld_packet_record)}, timestamp, word,
-                                   timestamp, 0};
-    std::memcpy(out, &record, sizeof record);
+    auto* bytes = static_cast<unsigned char*>(out);
+    store_le32(bytes, payload_size + uint32_t{sizeof(wld_packet_record)});
+    store_le32(bytes + offsetof(wld_packet_record, timestamp), timestamp);
+    store_le32(bytes + offsetof(wld_packet_record, rtp_word), word);
+    store_le32(bytes + offsetof(wld_packet_record, timestamp2), timestamp);
+    store_le32(bytes + offsetof(wld_packet_record, reserved), 0);
 }
 
 inline void put_next_header(void* out, WLD_RTP& rtp, int payload_type) {
