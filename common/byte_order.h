@@ -26,6 +26,12 @@ inline uint32_t load_be32(const void* from) {
     return __builtin_bswap32(value);
 }
 
+inline uint64_t load_be64(const void* from) {
+    uint64_t value;
+    std::memcpy(&value, from, sizeof value);
+    return __builtin_bswap64(value);
+}
+
 inline void store_be16(void* to, uint16_t value) {
     value = __builtin_bswap16(value);
     std::memcpy(to, &value, sizeof value);

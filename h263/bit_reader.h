@@ -46,7 +46,7 @@ class BitReader {
     }
 
     // Steps over bits that are known to be there.
-    void pass(unsigned count) { pos_ = advanced(pos_, count); }
+    void pass(unsigned long count) { pos_ = advanced(pos_, count); }
 
     void go_to(const tbq_pos_t& pos) { pos_ = pos; }
 
@@ -66,7 +66,18 @@ class BitReader {
         return 8 * static_cast<unsigned>(std::min(size_ - pos_.byte, 4UL)) - pos_.bit;
     }
 
+    // Bits from the first one of this byte on, ahead of the last seven bytes.
+    unsigned long bits_ahead() const {
+        const unsigned long left = failed() || pos_.byte >= size_ ? 0 : size_ - pos_.byte;
+        return left < kWideBytes ? 0 : 8 * (left - kWideBytes + 1);
+    }
+
+    // From the bit `at` of those, at least the next 57, from the top bit on.
+    uint64_t wide_window(unsigned long at) const { return load_be64(data_ + pos_.byte + at / 8) << at % 8; }
+
   private:
+    static constexpr unsigned long kWideBytes = sizeof(uint64_t);
+
     bool holds(unsigned long count) const {
         if (pos_.byte > size_ || count > ULONG_MAX - 7) return false;
         const unsigned long needed = pos_.bit + count;

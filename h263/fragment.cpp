@@ -1,6 +1,7 @@
 // Steps from macroblock to macroblock of a picture, and the payload header for a cut between two of them.
 #include <algorithm>
 
+#include "h263/bit_reader.h"
 #include "h263/start_code.h"
 #include "qlip/h263_isoff.h"
 
@@ -15,8 +16,7 @@ bool at_picture_start(const tbq_pos_t& pos) {
 // A segment header, if one stands here. False if the data ends first.
 bool step_over_segment_header(tbq_state_t* state, unsigned char* buf, unsigned long size, tbq_pos_t* in) {
     int err = 0;
-    tbq_pos_t scratch;
-    const unsigned long ahead = tbq_bits_get(buf, size, in, &scratch, kStartCodeZeros, &err);
+    const uint32_t ahead = BitReader(buf, size, *in, err).get(kStartCodeZeros);
     if (err == 0 && ahead == 0) tbq_segment_header_parse(state, buf, size, in, in, &err);
     return err == 0;
 }

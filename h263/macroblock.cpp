@@ -15,6 +15,12 @@ constexpr unsigned int kLastType = kInter4VQ;
 constexpr unsigned int kFirstLastRow = 58;  // TCOEF rows from here on end their block
 constexpr unsigned int kEscape = 102;
 constexpr unsigned int kExtendedLevel = 128;
+constexpr unsigned int kTcoefBits = 13;  // of the longest code word
+constexpr unsigned int kSignBits = 1;    // behind any word but ESCAPE
+
+// Behind ESCAPE: LAST, RUN, LEVEL, and of an extended level the level itself.
+constexpr unsigned int kEscapeBits = 7;
+constexpr unsigned int kLastBits = 1, kRunBits = 6, kLevelBits = 8, kExtendedLevelBits = 11;
 
 bool has_four_vectors(unsigned int mb_type) {
     return mb_type == kInter4V || mb_type == kInter4VQ;
@@ -79,33 +85,79 @@ void read_vectors(tbq_state_t& state, BitReader& bits) {
     }
 }
 
-// LAST, RUN and LEVEL behind ESCAPE. Returns LAST.
+unsigned int extension_bits(const tbq_state_t& state, uint64_t level) {
+    return state.picture.mq != 0 && level == kExtendedLevel ? kExtendedLevelBits : 0;
+}
+
+// Returns LAST.
 bool read_escape(const tbq_state_t& state, BitReader& bits) {
-    const bool last = bits.get(1) == 1;
-    bits.skip(6);
-    const uint32_t level = bits.get(8);
-    if (state.picture.mq != 0 && level == kExtendedLevel) bits.skip(11);
+    const bool last = bits.get(kLastBits) == 1;
+    bits.skip(kRunBits);
+    const uint32_t level = bits.get(kLevelBits);
+    bits.skip(extension_bits(state, level));
     return last;
 }
 
-// The coefficients of a block, up to the last one or to a word that is no code word.
-void read_coefficients(tbq_state_t& state, BitReader& shared) {
-    BitReader bits = shared;
-    unsigned int count = 0;
+struct Escape {
+    bool last;
+    unsigned int bits;  // that it takes behind its word
+};
+
+// The same from bits that are known to be there.
+Escape escape_in(const tbq_state_t& state, uint64_t behind) {
+    const uint64_t level = behind << (kLastBits + kRunBits) >> (64 - kLevelBits);
+    return {behind >> (64 - kLastBits) != 0,
+            kLastBits + kRunBits + kLevelBits + extension_bits(state, level)};
+}
+
+// Away from the end of the data a code word and what hangs on it come from one load. True behind the last
+// coefficient of a block; else the reader stands in front of a word for read_coefficients_near_end.
+bool read_coefficients_ahead(const tbq_state_t& state, BitReader& bits, unsigned int& count) {
+    const unsigned long end = bits.bits_ahead();
+    const unsigned long begin = bits.position().bit;
+    unsigned long at = begin;
     bool last = false;
-    while (!last) {
+    while (!last && at < end) {
+        const uint64_t window = bits.wide_window(at);
+        const tbq_xvlc_entry entry = vlc::filled_tcoef[window >> (64 - kTcoefBits)];
+        if (entry.length == 0) break;
+        ++count;
+        if (entry.value == kEscape) {
+            const Escape escape = escape_in(state, window << kEscapeBits);
+            last = escape.last;
+            at += kEscapeBits + escape.bits;
+        } else {
+            last = entry.value >= kFirstLastRow;
+            at += entry.length + kSignBits;
+        }
+    }
+    bits.pass(at - begin);
+    return last;
+}
+
+// Where the data ends soon, and for words that are no code words, which end the block.
+[[gnu::noinline]] void read_coefficients_near_end(tbq_state_t& state, BitReader& shared,
+                                                  unsigned int& count) {
+    BitReader bits = shared;
+    for (bool last = false; !last;) {
         const unsigned int row = read_tcoef(state, bits);
         if (static_cast<int>(row) < 0) break;
         ++count;
         if (row == kEscape) {
             last = read_escape(state, bits);
         } else {
-            bits.skip(1);  // sign
+            bits.skip(kSignBits);
             last = row >= kFirstLastRow;
         }
     }
-    state.mb.tcoef_count += count;
     shared.go_to(bits.position());
+}
+
+// The coefficients of a block, up to the last one or to a word that is no code word.
+void read_coefficients(tbq_state_t& state, BitReader& bits) {
+    unsigned int count = 0;
+    if (!read_coefficients_ahead(state, bits, count)) read_coefficients_near_end(state, bits, count);
+    state.mb.tcoef_count += count;
 }
 
 void read_block_layer(tbq_state_t& state, BitReader& bits) {
