@@ -19,7 +19,7 @@ int ChunkReader::open(const Structure& structure, qlip_medium medium, uint32_t p
     chunk_.reset(new unsigned char[QLIP_LARGEST_CHUNK]());
     const int status =
         qlip_OpenLimited(&session_, io_.record(), medium == QLIP_AUDIO ? "ra" : "rv", &source_.limits());
-    return status == QLIP_SUCCESS ? status : trouble_.tell(status, "libqlip: %s", qlip_StatusString(status));
+    return status == QLIP_SUCCESS ? status : failure(status);
 }
 
 int ChunkReader::next(FrameReader* ahead, Draft& draft, const void** chunk, size_t* size) {

@@ -47,9 +47,7 @@ class PacketList {
 
     void move_last_to(size_t place) { std::rotate(begin() + place, end() - 1, end()); }
 
-    void add_in_front(unsigned char* packet, size_t size) {
-        if (first_ > 0) entries_[--first_] = {packet, size};
-    }
+    void add_in_front(unsigned char* packet, size_t size) { entries_[--first_] = {packet, size}; }
 
   private:
     std::unique_ptr<iovec[]> entries_;

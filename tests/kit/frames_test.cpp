@@ -29,7 +29,7 @@ Bytes nal(unsigned int header, size_t size) {
 }
 
 // An H.264 sample: NAL units behind lengths of four bytes.
-Bytes access_unit(std::initializer_list<Bytes> units) {
+Bytes access_unit(const std::vector<Bytes>& units) {
     ByteWriter out;
     for (const Bytes& unit : units)
         out.u32(static_cast<unsigned int>(unit.size())).raw(unit);
@@ -104,6 +104,30 @@ TEST(KitTimes, AreRoundedToTheNearestTickOfAnyClock) {
                 EXPECT_LE(2 * (off < 0 ? -off : off), from) << ticks << " of " << from << " to " << to;
             }
         }
+    }
+}
+
+// Sync samples that do not rise, or that are not there, are passed over; samples without a duration are not
+// told apart.
+TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
+    struct Case {
+        std::vector<unsigned int> sync;
+        unsigned int delta;
+        Bytes edits;
+        int64_t landed;  // of a seek to 2.9 s, in seconds
+    };
+    for (const auto& [sync, delta, edits, landed] : {Case{{1, 3, 2, 9}, 1000, {}, 2},
+                                                     {{9}, 1000, {}, 0},
+                                                     {{}, 0, {}, 0},
+                                                     {{1, 3}, 1000, edit_list({{600, 0xFFFFFFFF}}), 1}}) {
+        TrackPlan track = h264(std::vector<Bytes>(5, access_unit({kSlice})));
+        track.sync = sync;
+        track.delta = delta;
+        track.extra_trak = edits;
+        KitPlayer player(movie(track));
+        int64_t at = -1;
+        EXPECT_EQ(qlip_source_sync_before(player.source, 2900000000, &at), 0);
+        EXPECT_EQ(at, landed * 1000000000);
     }
 }
 
@@ -195,6 +219,35 @@ TEST(KitH264, TakesPicturesLargerThanASessionAndRefusesOnesWhoseLengthsLie) {
     options.chunks = 1;
     qlip_stream_close(&player.stream);
     EXPECT_EQ(player.open(QLIP_VIDEO, options), QLIP_NOT_SUPPORTED);
+
+    Bytes huge = movie(h264({access_unit({kSlice})}));
+    set_u32(huge, find_box(huge, "stsz") + 16, (1U << 24) + 1);
+    KitPlayer growing(huge, huge.size());
+    ASSERT_EQ(growing.open(QLIP_VIDEO), 0) << growing.open_error;
+    EXPECT_EQ(growing.read(), QLIP_NOT_SUPPORTED);
+    EXPECT_EQ(growing.read(), QLIP_END_OF_FILE);
+    KitPlayer crowded(movie(h264(
+        {access_unit({kSlice, Bytes(20000, 0x41)}), access_unit(std::vector<Bytes>(5000, nal(0x41, 1)))})));
+    ASSERT_EQ(crowded.open(QLIP_VIDEO), 0);
+    EXPECT_EQ(crowded.read(), 0);
+    EXPECT_EQ(crowded.read(), QLIP_NOT_SUPPORTED);
+}
+
+// What a picture brings itself stays in force, if there is room for it.
+TEST(KitMpeg4, HasTheLatestConfigurationInFrontOfIntraPictures) {
+    const Bytes stored = hex("000001B001 000001B5"), own = hex("000001B002 00010201 000001B5");
+    const Bytes large = join({hex("000001B003"), Bytes(400, 3)});
+    const Bytes intra = hex("000001B6 10 02"), inter = hex("000001B6 50 02"), none = hex("0302030102010203");
+    const Bytes start_alone = hex("000001B6");
+    for (const Bytes& configuration : {stored, Bytes{}}) {
+        KitPlayer player(movie(video_track(
+            "mp4v", esds(configuration),
+            {intra, inter, none, start_alone, join({own, intra}), intra, join({large, intra}), intra})));
+        ASSERT_EQ(player.open(QLIP_VIDEO), 0);
+        EXPECT_THAT(payloads_of(player.rest()),
+                    ElementsAre(join({configuration, intra}), inter, none, start_alone, join({own, intra}),
+                                join({own, intra}), join({large, intra}), join({own, intra})));
+    }
 }
 
 // The hints cut a picture of two slices after its first one, and send the third without a marker.
@@ -244,6 +297,15 @@ TEST(KitHints, ThatAskForTooMuchEndInDamageAndOneThatCannotBeServedIsPassedOver)
 
     HintPacket greedy = cite(1, true, 1, 30000);
     greedy.constructors.assign(2, greedy.constructors[0]);
+    HintPacket endless = greedy;
+    endless.marker = false;
+    KitPlayer large(
+        build_movie({.tracks = {h264({nal(0x41, 30000)}),
+                                hint_track({hint_sample(std::vector<HintPacket>(4, endless))})}}));
+    ASSERT_EQ(large.open(QLIP_VIDEO), 0);
+    EXPECT_EQ(large.read(), QLIP_NOT_SUPPORTED);
+    EXPECT_EQ(large.read(), QLIP_END_OF_FILE);
+
     const Bytes bomb = build_movie(
         {.tracks = {h264({nal(0x41, 30000)}), hint_track(std::vector<Bytes>(100, hint_sample({greedy})))}});
     KitPlayer bombed(bomb);
@@ -251,6 +313,38 @@ TEST(KitHints, ThatAskForTooMuchEndInDamageAndOneThatCannotBeServedIsPassedOver)
     bombed.rest();
     EXPECT_EQ(bombed.end, QLIP_CORRUPT_FILE);
     EXPECT_LE(bombed.frames.size(), (4 * bomb.size() + 65536) / 60012 + 1);
+}
+
+// Without a packet size, or a time scale, they cannot be followed.
+TEST(KitHints, AreLeftAloneWhereTheyCannotBeFollowedAndTheMediaIsSent) {
+    TrackPlan no_size = hint_track({hint_sample({})}, 0), no_clock = hint_track({hint_sample({})});
+    no_clock.timescale = 0;
+    for (const TrackPlan& hint : {no_size, no_clock}) {
+        KitPlayer player(build_movie({.tracks = {h264({access_unit({kIdr})}), hint}}));
+        ASSERT_EQ(player.open(QLIP_VIDEO), 0);
+        EXPECT_FALSE(qlip_stream_get_info(player.stream)->hinted);
+        EXPECT_THAT(nal_types(player.rest().at(0)), ElementsAre(7, 8, 5));
+    }
+}
+
+// Sets of its own keep those of the track out, and packets without payload are not sent.
+TEST(KitHints, FrameMayBringItsOwnSetsAndH263SaysItsFormatInTheFirstPacket) {
+    const HintPacket nothing{.sequence = 1, .constructors = {hint_no_data()}};
+    KitPlayer player(build_movie(
+        {.tracks = {h264({join({kSps, kIdr})}),
+                    hint_track({hint_sample({nothing, cite(2, false, 1, 5), cite(3, true, 1, 40, 5)})})}}));
+    ASSERT_EQ(player.open(QLIP_VIDEO), 0);
+    EXPECT_THAT(nal_types(player.rest().at(0)), ElementsAre(7, 5));
+
+    const Bytes h263 =
+        build_movie({.tracks = {video_track("s263", d263(), {Bytes(30, 1)}),
+                                hint_track({Bytes(10), hint_sample({cite(1, true, 1, 30, 0, 34)})})},
+                     .moov_first = true});
+    KitPlayer growing(h263, find_box(h263, "mdat") + 4);
+    EXPECT_EQ(growing.open(QLIP_VIDEO), QLIP_NOT_AVAILABLE_YET);
+    EXPECT_EQ(qlip_source_set_size(growing.source, h263.size()), 0);
+    ASSERT_EQ(growing.open(QLIP_VIDEO), 0);
+    EXPECT_STREQ(qlip_stream_get_info(growing.stream)->encoding_name, "H263");
 }
 
 // A file is cut, or its tables lie: what can be believed is delivered, and the end is never clean.
@@ -261,53 +355,69 @@ TEST(KitDamage, NeverEndsCleanlyAndNeverMakesFramesUp) {
     const Bytes file = build_movie({.tracks = {honest}, .moov_first = true});
     const auto word = [&](std::string_view box_name, size_t offset, unsigned int value) {
         Bytes changed = file;
-        const auto at = std::search(changed.begin(), changed.end(), box_name.begin(), box_name.end());
-        const Bytes bytes = ByteWriter().u32(value);
-        std::copy(bytes.begin(), bytes.end(), at + 4 + static_cast<long>(offset));
+        set_u32(changed, find_box(file, box_name) + 4 + offset, value);
         return changed;
     };
     struct Case {
         const char* what;
         Bytes file;
         int opened;
-        size_t frames;
+        size_t frames, chunks;
     };
     Bytes claims = word("stsz", 8, 0x7FFFFFFF);
-    for (const auto& [name, at] : {std::pair{"stts", 8}, {"stsc", 12}}) {
-        const std::string_view text = name;
-        const auto found = std::search(claims.begin(), claims.end(), text.begin(), text.end());
-        const Bytes bytes = ByteWriter().u32(0x7FFFFFFF);
-        std::copy(bytes.begin(), bytes.end(), found + 4 + at);
-    }
+    for (const auto& [name, at] : {std::pair{"stts", 8U}, {"stsc", 12U}})
+        set_u32(claims, find_box(file, name) + 4 + at, 0x7FFFFFFF);
     const Case cases[] = {
-        {"2^31 samples in every table", claims, QLIP_CORRUPT_FILE, 0},
-        {"more samples than the time table has", word("stsz", 8, 11), QLIP_CORRUPT_FILE, 0},
-        {"fewer samples than the time table has", word("stsz", 8, 9), QLIP_CORRUPT_FILE, 0},
-        {"a chunk behind the end", word("stco", 8, static_cast<unsigned int>(file.size()) - 96), 0, 3},
-        {"no time scale", word("mdhd", 12, 0), QLIP_CORRUPT_FILE, 0},
-        {"places of 64 bits", word("stco", -4, 0x636F3634), QLIP_CORRUPT_FILE, 0},
+        {"2^31 samples in every table", claims, QLIP_CORRUPT_FILE, 0, 0},
+        {"more samples than the time table has", word("stsz", 8, 11), QLIP_CORRUPT_FILE, 0, 0},
+        {"fewer samples than the time table has", word("stsz", 8, 9), QLIP_CORRUPT_FILE, 0, 0},
+        {"a chunk behind the end", word("stco", 8, static_cast<unsigned int>(file.size()) - 96), 0, 3,
+         4 + 2 * 3},
+        {"no time scale", word("mdhd", 12, 0), QLIP_CORRUPT_FILE, 0, 0},
+        {"places of 64 bits", word("stco", -4, 0x636F3634), QLIP_CORRUPT_FILE, 0, 0},
+        {"frames larger than their samples", word("stsz", 4, 5), 0, 0, 4 + 5},
+        {"a first box of 4 bytes", word("ftyp", -8, 4), QLIP_CORRUPT_FILE, 0, 0},
+        {"a first box beyond 4 GiB", word("ftyp", -8, 1), QLIP_CORRUPT_FILE, 0, 0},
+        {"a structure without a size", word("moov", -8, 0), QLIP_CORRUPT_FILE, 0, 0},
+        {"a structure beyond 4 GiB", word("moov", -8, 0xFFFFFFF0), QLIP_CORRUPT_FILE, 0, 0},
+        {"a box in it of 4 bytes", word("mvhd", -8, 4), QLIP_CORRUPT_FILE, 0, 0},
+        {"a box in it that is longer", word("mvhd", -8, 0x7000), QLIP_CORRUPT_FILE, 0, 0},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.what);
-        KitPlayer player(one.file);
-        const int opened = player.open(QLIP_AUDIO);
-        EXPECT_EQ(opened, one.opened) << player.open_error;
-        if (opened != 0) continue;
-        player.rest();
-        EXPECT_EQ(player.frames.size(), one.frames);
-        EXPECT_EQ(player.end, QLIP_CORRUPT_FILE) << qlip_stream_error(player.stream);
+        for (const bool in_chunks : {false, true}) {
+            qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
+            options.chunks = in_chunks;
+            KitPlayer player(one.file);
+            const int opened = player.open(QLIP_AUDIO, options);
+            EXPECT_EQ(opened, one.opened) << player.open_error;
+            if (opened != 0) continue;
+            EXPECT_EQ(in_chunks ? player.rest_in_chunks().size() : player.rest().size(),
+                      in_chunks ? one.chunks : one.frames);
+            EXPECT_EQ(player.end, QLIP_CORRUPT_FILE) << qlip_stream_error(player.stream);
+        }
     }
 }
 
-// 50 chunks that all hold the same sample.
+// A thousand chunks that all hold the same ten samples.
 TEST(KitDamage, SharesNoByteOutTwice) {
-    Bytes file = build_movie({.tracks = {amr(std::vector<Bytes>(50, kSpeech122))}, .moov_first = true});
-    const std::string_view stco = "stco";
-    auto at = std::search(file.begin(), file.end(), stco.begin(), stco.end()) + 12;
-    const Bytes first(at, at + 4);
-    for (int i = 0; i < 50; ++i, at += 4)
-        std::copy(first.begin(), first.end(), at);
-    file.resize(file.size() - 49 * kSpeech122.size());
+    constexpr size_t kChunks = 1000;
+    TrackPlan track = amr(std::vector<Bytes>(10 * kChunks, kSpeech122));
+    track.samples_per_chunk = 10;
+    track.constant_size = true;
+    Bytes file = build_movie({.tracks = {track}, .moov_first = true});
+    const size_t stco = find_box(file, "stco") + 12;
+    for (size_t i = 1; i < kChunks; ++i)
+        std::copy_n(file.begin() + static_cast<long>(stco), 4,
+                    file.begin() + static_cast<long>(stco + 4 * i));
+    file.resize(file.size() - 10 * (kChunks - 1) * kSpeech122.size());
+    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
+    options.chunks = 1;
+    KitPlayer chunks(file);
+    ASSERT_EQ(chunks.open(QLIP_AUDIO, options), 0);
+    EXPECT_LT(chunks.rest_in_chunks().size() * (24 + kSpeech122.size() + 1) / 2,
+              64 * file.size() + 4096 + 100);
+    EXPECT_EQ(chunks.end, QLIP_CORRUPT_FILE);
     KitPlayer player(file);
     ASSERT_EQ(player.open(QLIP_AUDIO), 0);
     player.rest();

@@ -93,6 +93,17 @@ const std::vector<SentFrame>& KitPlayer::rest() {
     return frames;
 }
 
+std::vector<Bytes> KitPlayer::rest_in_chunks() {
+    std::vector<Bytes> chunks;
+    const void* chunk = nullptr;
+    size_t size = 0;
+    while ((end = qlip_stream_read_chunk(stream, &chunk, &size)) == QLIP_SUCCESS) {
+        const auto* bytes = static_cast<const unsigned char*>(chunk);
+        chunks.emplace_back(bytes, bytes + size);
+    }
+    return chunks;
+}
+
 std::vector<Bytes> payloads_of(const std::vector<SentFrame>& frames) {
     std::vector<Bytes> out;
     for (const SentFrame& frame : frames)

@@ -34,6 +34,9 @@ class KitPlayer {
     // Reads to the first status other than 0, which becomes `end`, and returns the frames.
     const std::vector<SentFrame>& rest();
 
+    // The same of a stream of chunks.
+    std::vector<Bytes> rest_in_chunks();
+
     qlip_source* source = nullptr;
     qlip_stream* stream = nullptr;
     std::vector<SentFrame> frames;

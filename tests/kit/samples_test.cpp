@@ -162,29 +162,20 @@ TEST_P(KitSamples, DeliverTheNativeStreamInChunksWithTheirLengths) {
     const std::vector<Bytes> expected = session.rest();
     qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
     options.chunks = 1;
-    const auto deliver = [&](KitPlayer& player) {
-        std::vector<Bytes> chunks;
-        const void* chunk = nullptr;
-        size_t size = 0;
-        while ((player.end = qlip_stream_read_chunk(player.stream, &chunk, &size)) != QLIP_END_OF_FILE) {
-            if (player.end == QLIP_NOT_AVAILABLE_YET) {
-                if (qlip_source_set_size(player.source, qlip_stream_needs(player.stream)) != 0) break;
-                continue;
-            }
-            if (player.end != 0) break;
-            const auto* bytes = static_cast<const unsigned char*>(chunk);
-            chunks.emplace_back(bytes, bytes + size);
-        }
-        return chunks;
-    };
     KitPlayer whole_file(file);
     ASSERT_EQ(whole_file.open(medium, options), 0);
-    EXPECT_TRUE(deliver(whole_file) == expected);
+    EXPECT_TRUE(whole_file.rest_in_chunks() == expected);
     EXPECT_EQ(whole_file.end, QLIP_END_OF_FILE);
     qlip_source_info state = QLIP_SOURCE_INFO_INIT;
     ASSERT_EQ(qlip_source_state(whole_file.source, &state), 0);
     KitPlayer growing(file, state.structure_offset + state.structure_size);
     ASSERT_EQ(growing.open(medium, options), 0);
-    EXPECT_TRUE(deliver(growing) == expected);
+    std::vector<Bytes> chunks;
+    do {
+        for (const Bytes& chunk : growing.rest_in_chunks())
+            chunks.push_back(chunk);
+    } while (growing.end == QLIP_NOT_AVAILABLE_YET &&
+             qlip_source_set_size(growing.source, qlip_stream_needs(growing.stream)) == 0);
+    EXPECT_TRUE(chunks == expected);
     EXPECT_EQ(growing.end, QLIP_END_OF_FILE);
 }

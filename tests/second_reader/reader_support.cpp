@@ -109,22 +109,6 @@ unsigned int word_at(const Bytes& bytes, size_t offset) {
     return offset + 4 <= bytes.size() ? qlip::load_le32(bytes.data() + offset) : 0;
 }
 
-size_t find_box(const Bytes& file, const std::string& type, unsigned int n) {
-    auto at = file.begin();
-    for (unsigned int found = 0;; ++at) {
-        at = std::search(at, file.end(), type.begin(), type.end());
-        if (at == file.end()) {
-            ADD_FAILURE() << "no box " << type;
-            return 0;
-        }
-        if (found++ == n) return static_cast<size_t>(at - file.begin());
-    }
-}
-
-void set_u32(Bytes& file, size_t offset, unsigned int value) {
-    qlip::store_be32(file.data() + offset, value);
-}
-
 std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n) {
     const size_t stco = find_box(file, "stco", n);
     std::vector<unsigned int> out(qlip::load_be32(file.data() + stco + 8));

@@ -72,9 +72,7 @@ std::vector<Bytes> frames_of(const Bytes& stream);
 // Little-endian word at an offset.
 unsigned int word_at(const Bytes& bytes, size_t offset);
 
-// Words of a table box: its n-th in the file (from 0), behind version, flags.
-size_t find_box(const Bytes& file, const std::string& type, unsigned int n = 0);  // offset of the type word
-void set_u32(Bytes& file, size_t offset, unsigned int value);
+// Of the n-th track in the file (from 0).
 std::vector<unsigned int> chunk_offsets(const Bytes& file, unsigned int n);
 
 // Offsets of the reads whose size is that given, and of the calls of one slot.

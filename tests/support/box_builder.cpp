@@ -1,8 +1,11 @@
 #include "tests/support/box_builder.h"
 
+#include <algorithm>
 #include <cctype>
 #include <stdexcept>
 #include <string>
+
+#include "common/byte_order.h"
 
 namespace qlip_test {
 
@@ -64,6 +67,18 @@ Bytes join(std::initializer_list<Bytes> parts) {
     for (const Bytes& part : parts)
         out.raw(part);
     return out;
+}
+
+size_t find_box(const Bytes& file, std::string_view type, unsigned int n) {
+    for (auto at = file.begin();; ++at) {
+        at = std::search(at, file.end(), type.begin(), type.end());
+        if (at == file.end()) throw std::invalid_argument("no such box");
+        if (n-- == 0) return static_cast<size_t>(at - file.begin());
+    }
+}
+
+void set_u32(Bytes& file, size_t offset, unsigned int value) {
+    qlip::store_be32(file.data() + offset, value);
 }
 
 Bytes hex(std::string_view digits) {

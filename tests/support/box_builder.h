@@ -36,6 +36,10 @@ Bytes table(std::string_view type, size_t count, const std::vector<unsigned int>
 
 Bytes join(std::initializer_list<Bytes> parts);
 
+// Where the type of a box stands, the n-th of its type in the file (from 0); and a word set anew, big-endian.
+size_t find_box(const Bytes& file, std::string_view type, unsigned int n = 0);
+void set_u32(Bytes& file, size_t offset, unsigned int value);
+
 // Bytes from hexadecimal text; blanks are passed over.
 Bytes hex(std::string_view digits);
 
