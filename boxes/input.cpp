@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "boxes/checked_calls.h"
 #include "common/byte_order.h"
 
 namespace qlip {

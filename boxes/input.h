@@ -10,9 +10,6 @@
 
 namespace qlip {
 
-// As macro_Read, and returns how many bytes arrived.
-unsigned int read_some(Vorn3gp::Stream stream, unsigned char* data, unsigned int count);
-
 // The rows of a table of 32-bit words, read in large pieces and handed out in machine order.
 class TableRows {
   public:

@@ -1,9 +1,9 @@
 #include "qlip/vorn3gp/stream.h"
 
-#include <algorithm>
 #include <cstdint>
 
-#include "boxes/input.h"
+#include "boxes/checked_calls.h"
+#include "boxes/meter.h"
 #include "common/byte_order.h"
 #include "common/log.h"
 #include "qlip/vorn3gp/box.h"
@@ -12,26 +12,14 @@ namespace {
 
 constexpr const char* kPath = "filegen/src/stream";
 
-// Throws for a status that the host's ConvertStatus calls a failure. A ConvertStatus that stores nothing
-// leaves the status as it is.
-void check(Vorn3gp::Stream record, unsigned int status, const char* slot) {
-    unsigned int meaning = status;
-    record->ConvertStatus(&meaning, status);
-    if (meaning == 0) return;
+}  // namespace
+
+void qlip::refuse_call(Vorn3gp::Stream record, unsigned int status, const char* slot) {
     if (const qlip::Meter* meter = qlip::Meter::of(record)) record = meter->host();
     if (const auto* limited = qlip::LimitedCallbacks::of(record)) record = limited->host();
     throw SimpleException(kPath, __LINE__, "IO Callback %s() failed with status: %d.  IO Context: 0x%X", slot,
                           static_cast<int>(status),
                           static_cast<unsigned int>(reinterpret_cast<uintptr_t>(record->pUserContext)));
-}
-
-}  // namespace
-
-unsigned int qlip::read_some(Vorn3gp::Stream stream, unsigned char* data, unsigned int count) {
-    unsigned int arrived = count;
-    check(stream, stream->SeekNRead(stream->pUserContext, data, &arrived, qlip::kCurrentPosition),
-          "SeekNRead");
-    return std::min(arrived, count);
 }
 
 namespace Vorn3gp {
@@ -41,12 +29,12 @@ void macro_Read(Stream record, unsigned char* data, unsigned int count) {
 }
 
 void macro_Write(Stream record, unsigned char* data, unsigned int count) {
-    check(record, record->SeekNWrite(record->pUserContext, data, count, qlip::kCurrentPosition),
-          "SeekNWrite");
+    qlip::check_call(record, record->SeekNWrite(record->pUserContext, data, count, qlip::kCurrentPosition),
+                     "SeekNWrite");
 }
 
 void macro_Seek(Stream record, unsigned int offset) {
-    check(record, record->Seek(record->pUserContext, offset), "Seek");
+    qlip::seek_to(record, offset);
 }
 
 void macro_SeekRel(Stream record, int delta) {
@@ -55,7 +43,7 @@ void macro_SeekRel(Stream record, int delta) {
 
 unsigned int macro_Tell(Stream record) {
     unsigned int offset = 0;
-    check(record, record->GetOffset(record->pUserContext, &offset), "GetOffset");
+    qlip::check_call(record, record->GetOffset(record->pUserContext, &offset), "GetOffset");
     return offset;
 }
 
@@ -143,7 +131,7 @@ unsigned int GetFileSize(Stream& stream) {
     const qlip::LimitedCall call(qlip::limits_of(stream));
     const unsigned int before = Vorn3gp::macro_Tell(stream);
     unsigned int size = 0;
-    check(stream, stream->Tell(stream->pUserContext, &size), "Tell");
+    qlip::check_call(stream, stream->Tell(stream->pUserContext, &size), "Tell");
     Vorn3gp::macro_Seek(stream, before);
     QLIP_LOG_DEBUG(kPath, "File size is: %u bytes", size);
     return size;

@@ -53,18 +53,38 @@ void write(const char* prefix, uintptr_t kind, const char* format, Values... val
     }
 }
 
+std::string formatted(const char* format, va_list arguments) {
+    std::array<char, 256> text;
+    vsnprintf(text.data(), text.size(), format, arguments);
+    return text.data();
+}
+
 }  // namespace
+
+void qlip::write_line(const char* prefix, const char* path, long line, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string message = formatted(format, arguments);
+    va_end(arguments);
+    SimpleException(path, line, "%s", message.c_str()).Log(prefix);
+}
+
+void qlip::write_plain_line(long line, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string message = formatted(format, arguments);
+    va_end(arguments);
+    SimpleException({}, line, "%s", message.c_str()).LogPlain("");
+}
 
 SimpleException::SimpleException() = default;
 
 SimpleException::SimpleException(const std::string& file, long line, const char* format, ...)
     : m_line(line), m_file(file) {
-    std::array<char, 256> text;
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text.data(), text.size(), format, arguments);
+    m_message = formatted(format, arguments);
     va_end(arguments);
-    m_message = text.data();
 }
 
 SimpleException::~SimpleException() = default;

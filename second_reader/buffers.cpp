@@ -78,8 +78,6 @@ void C3gpInterface::FreeBuffers() {
     m_pSampleInfo = nullptr;
 }
 
-// After an open that failed the object counts as open and may have none of them.
-void C3gpInterface::RequireBuffers() const {
-    if (m_pMediaBuffer && m_pHintBuffer && m_pSampleInfo) return;
+void C3gpInterface::FailWithoutBuffers() const {
     throw SimpleException(kReaderPath, __LINE__, "%s: No track was opened", m_pszModeName);
 }

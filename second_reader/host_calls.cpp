@@ -2,6 +2,7 @@
 // arrived.
 #include <algorithm>
 
+#include "boxes/checked_calls.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -41,10 +42,7 @@ void C3gpInterface::IOFileStreamRead(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& pIO
 }
 
 void C3gpInterface::IOFileStreamAdvance(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& pIO, unsigned int uOffset) {
-    if (!m_bIndexedRead) {
-        Vorn3gp::macro_Seek(pIO, uOffset);
-        return;
-    }
+    if (!m_bIndexedRead) return qlip::seek_to(pIO, uOffset);
     m_uIOStatus = pIO->AdvanceRead(pIO->pUserContext, uOffset);
     if (converted(pIO, m_uIOStatus) == QLIP_SUCCESS) return;
     m_uStatus = QLIP_IO_CALLBACK_FAILED;
@@ -56,8 +54,8 @@ void C3gpInterface::IOFileStreamAdvance(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& 
 
 unsigned int C3gpInterface::ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset) {
     if (!m_bIndexedRead) {
-        Vorn3gp::macro_Seek(m_pIOCallback, uOffset);
-        Vorn3gp::macro_Read(m_pIOCallback, pData, nBytes);
+        qlip::seek_to(m_pIOCallback, uOffset);
+        qlip::read_some(m_pIOCallback, pData, nBytes);
         return nBytes;
     }
     unsigned int read = 0;

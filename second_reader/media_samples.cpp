@@ -1,8 +1,7 @@
 // Media samples, fetched on behalf of the producers. One is held, so that the packets of a frame cost one
 // read.
-#include "qlip/vorn3gp.h"
+#include "second_reader/checks.h"
 #include "second_reader/producers/control_signals.h"
-#include "second_reader/support.h"
 
 using qlip::kReaderPath;
 

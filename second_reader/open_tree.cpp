@@ -6,14 +6,6 @@
 
 namespace qlip {
 
-namespace {
-
-constexpr unsigned int kMostDeadEnds = 64;
-constexpr uint64_t kRepeatsPerByte = 4;
-constexpr uint64_t kFreeRepeats = 1024 * 1024;  // bytes
-
-}  // namespace
-
 void OpenTree::release_boxes() {
     Simple3gp gone;
     std::swap(gone.ftyp, ftyp);
@@ -25,20 +17,6 @@ void OpenTree::release_boxes() {
     gone.optional_boxes.swap(optional_boxes);
     gone.optional_owned.swap(optional_owned);
     delete_replaced_of(this);
-}
-
-void OpenTree::note_hint_sample(unsigned int end, unsigned int bytes, bool built) {
-    if (built) repeated_ = 0;
-    if (end > furthest_) {
-        furthest_ = end;
-        forward_ += bytes;
-    } else if (!built) {
-        repeated_ += bytes;
-    }
-}
-
-bool OpenTree::leads_nowhere() const {
-    return dead_ends_ >= kMostDeadEnds || repeated_ > kRepeatsPerByte * forward_ + kFreeRepeats;
 }
 
 void OpenTree::start_again() {

@@ -19,10 +19,20 @@ class OpenTree : public Vorn3gp::Simple3gp {
 
     // A hint sample of so many bytes was read, up to an offset. Samples that are dropped, and lie where
     // others were read before, cost the host the same bytes again and again.
-    void note_hint_sample(unsigned int end, unsigned int bytes, bool built);
+    void note_hint_sample(unsigned int end, unsigned int bytes, bool built) {
+        if (built) repeated_ = 0;
+        if (end > furthest_) {
+            furthest_ = end;
+            forward_ += bytes;
+        } else if (!built) {
+            repeated_ += bytes;
+        }
+    }
 
     // Whether it is time to end the track.
-    bool leads_nowhere() const;
+    bool leads_nowhere() const {
+        return dead_ends_ >= kMostDeadEnds || repeated_ > kRepeatsPerByte * forward_ + kFreeRepeats;
+    }
 
     // After a seek.
     void start_again();
@@ -30,6 +40,10 @@ class OpenTree : public Vorn3gp::Simple3gp {
     FaultLog faults;
 
   private:
+    static constexpr unsigned int kMostDeadEnds = 64;
+    static constexpr uint64_t kRepeatsPerByte = 4;
+    static constexpr uint64_t kFreeRepeats = 1024 * 1024;  // bytes
+
     unsigned int dead_ends_ = 0;
     unsigned int furthest_ = 0;
     uint64_t forward_ = 0;   // bytes of hint samples, each once

@@ -1,11 +1,20 @@
 // The byte stream: frames out of the producer's buffer, the next one built whenever the buffer is used up.
 #include <cstring>
 
-#include "qlip/vorn3gp.h"
+#include "second_reader/checks.h"
 #include "second_reader/producers/control_signals.h"
-#include "second_reader/support.h"
+#include "second_reader/producers/frame_buffer.h"
+#include "second_reader/producers/reader_view.h"
 
 using qlip::kReaderPath;
+
+namespace {
+
+unsigned int waiting_in(const PropFile* producer) {
+    return producer ? qlip::waiting_bytes(*producer) : 0;
+}
+
+}  // namespace
 
 unsigned int C3gpInterface::ReadChunk(unsigned char* pBuffer, unsigned int* puSize, bool bIndexedRead) {
     m_uStatus = QLIP_SUCCESS;
@@ -25,13 +34,13 @@ unsigned int C3gpInterface::ReadChunk(unsigned char* pBuffer, unsigned int* puSi
 // Returns the bytes delivered; the status tells why they are fewer. A wait does not take back what was copied
 // before it.
 unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrite, bool bIndexedRead) {
+    PropFile* const producer = Producer();
     unsigned int written = 0;
-    unsigned int available = 0;
-    const unsigned char* from = GetPropBuffer(&available);
+    unsigned int available = waiting_in(producer);
     QLIP_LOG_VERBOSE(kReaderPath, "%d bytes requested, %d bytes available", uToWrite, available);
     const auto take = [&](unsigned int count) {
-        if (count > 0) std::memcpy(pBuffer + written, from, count);
-        MarkPropBytesRead(count);
+        if (count > 0) std::memcpy(pBuffer + written, producer->m_pBuffer + producer->m_uOffset, count);
+        if (producer) qlip::mark_read(*producer, count);
         uToWrite -= count;
         written += count;
         available -= count;
@@ -49,7 +58,7 @@ unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrit
             QLIP_LOG_VERBOSE(kReaderPath, "Waiting for more FIO data...");
             break;
         }
-        from = GetPropBuffer(&available);
+        available = waiting_in(producer);
     }
     QLIP_LOG_VERBOSE(kReaderPath, "Exited while loop.  uToWrite: %d  uBytesAvail: %d", uToWrite, available);
     if (uToWrite <= available) take(uToWrite);
@@ -59,23 +68,24 @@ unsigned int C3gpInterface::Deliver(unsigned char* pBuffer, unsigned int uToWrit
 // Builds the next frame that its hint sample allows. False at the end of the track. True without a frame when
 // the hint sample is not there yet: nothing has moved, and the next call asks for it again.
 bool C3gpInterface::GetNextFrame() {
+    qlip::OpenTree* const file = qlip::open_file(m_pSimple3gp);
     for (bool built = false; !built;) {
         QLIP_LOG_VERBOSE(kReaderPath, "In do loop in GetNextFrame()");
-        if (m_bEof || LeadsNowhere()) {
+        if (!m_bEof && file && file->leads_nowhere()) EndTrack();
+        if (m_bEof) {
             QLIP_LOG_VERBOSE(kReaderPath, "Exiting GetNextFrame() due to EOF");
             return false;
         }
         const double seconds = static_cast<double>(m_uFrameTime) / static_cast<double>(*m_puTimescale);
-        if (GetCurrentHintSample() == 0) {
+        RequireCurrentSample();
+        if (ReadHintSample() == 0) {
             WaitForHintSample();
             break;
         }
         built = BuildFrame(seconds);
-        if (m_pSimple3gp)
-            qlip::open_file(m_pSimple3gp)
-                ->note_hint_sample(m_uHintFilePos, m_SampleSizes[m_itSampleSize], built);
+        if (file) file->note_hint_sample(m_uHintFilePos, m_SampleSizes[m_itSampleSize], built);
         m_uFrameTime += m_TimeToSample[m_itTimeToSample].sample_delta;
-        m_bEof = !AdvanceToNextHintSample();
+        m_bEof = !StepToNextHintSample();
     }
     QLIP_LOG_VERBOSE(kReaderPath, "Exiting GetNextFrame() with valid packet.");
     return true;
@@ -86,21 +96,18 @@ void C3gpInterface::NoteDeadEnd() const {
 }
 
 // A track of which nothing more can come ends, so that a host which reads to the end gets there.
-bool C3gpInterface::LeadsNowhere() {
-    if (!m_pSimple3gp || !qlip::open_file(m_pSimple3gp)->leads_nowhere()) return false;
-    if (sx_Debug > 2) {
-        SimpleException(kReaderPath, __LINE__,
-                        "%s: Nothing comes of the hint samples any more, the track ends", m_pszModeName)
-            .Log(qlip::kWarningPrefix);
-    }
-    return m_bEof = true;
+void C3gpInterface::EndTrack() {
+    QLIP_LOG_WARNING(kReaderPath, "%s: Nothing comes of the hint samples any more, the track ends",
+                     m_pszModeName);
+    m_bEof = true;
 }
 
 // Nothing came of a hint sample. A sample without bytes would be tried for ever, and is refused; a host that
 // reports success and delivers nothing is waited for like one that says so.
 void C3gpInterface::WaitForHintSample() {
     if (m_uStatus == QLIP_NOT_AVAILABLE_YET) return;
-    if (HintSample() == HintSampleEnd()) {
+    const qlip::ReaderView view{*this};
+    if (view.hint_sample() == view.hint_sample_end()) {
         m_uStatus = QLIP_CORRUPT_FILE;
         NoteDeadEnd();
         throw SimpleException(kReaderPath, __LINE__, "%s: Hint sample %d is empty", m_pszModeName,

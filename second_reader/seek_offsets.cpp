@@ -2,9 +2,8 @@
 #include <algorithm>
 
 #include "formats/rtp_hint_sample.h"
-#include "qlip/vorn3gp.h"
+#include "second_reader/checks.h"
 #include "second_reader/producers/hint_walk.h"
-#include "second_reader/support.h"
 
 using qlip::kNoOffset;
 using qlip::kReaderPath;

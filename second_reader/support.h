@@ -4,6 +4,8 @@
 // run inside `guarded`, which lets nothing out.
 #pragma once
 
+#include <optional>
+
 #include "common/log.h"
 #include "host/limited_callbacks.h"
 #include "host/open_mode.h"
@@ -42,14 +44,15 @@ unsigned int status_in_flight(unsigned int other);
 // that took more steps than it may has QLIP_CORRUPT_FILE. Returns whether nothing was thrown.
 template <class Work>
 bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, HostIo* io, Work work) {
-    const LimitedCall call(io);
+    std::optional<LimitedCall> call;
+    if (LimitedCallbacks* limited = LimitedCallbacks::of(io)) call.emplace(limited);
     try {
         work();
         return true;
     } catch (...) {
         log_refusal(faults_of(root));
         if (status == QLIP_SUCCESS) status = status_in_flight(QLIP_FAILURE);
-        if (call.ran_out()) status = QLIP_CORRUPT_FILE;
+        if (call && call->ran_out()) status = QLIP_CORRUPT_FILE;
         return false;
     }
 }

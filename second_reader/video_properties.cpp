@@ -9,6 +9,7 @@
 #include "qlip/vorn3gp.h"
 #include "qlip/wld_native.h"
 #include "second_reader/producers/hint_walk.h"
+#include "second_reader/producers/reader_view.h"
 #include "second_reader/support.h"
 
 using qlip::kReaderPath;
@@ -99,7 +100,8 @@ Vorn3gp::Box* C3gpInterface::FindVideoEntry() {
 // hint sample that holds no packet names no payload type.
 unsigned int C3gpInterface::PeekH263Track() {
     GetCurrentHintSample();
-    if (payload_type(HintSample(), HintSampleEnd()) == WLD_TYPE_H263) {
+    const qlip::ReaderView view{*this};
+    if (payload_type(view.hint_sample(), view.hint_sample_end()) == WLD_TYPE_H263) {
         QLIP_LOG_DEBUG(kReaderPath, "H263 Video codec found");
         return qlip::kCodecH263;
     }

@@ -2,18 +2,9 @@
 // wherever it is.
 #include <algorithm>
 
-#include "qlip/vorn3gp.h"
-#include "second_reader/support.h"
+#include "second_reader/checks.h"
 
 using qlip::kReaderPath;
-
-// Guards the cursors: a table that ended too early ends every later call, too.
-void C3gpInterface::RequireCurrentSample() const {
-    RequireBuffers();
-    if (m_itSampleSize >= m_SampleSizes.size()) FailAtTableEnd("sample size");
-    if (m_itChunkOffset >= m_ChunkOffsets.size()) FailAtTableEnd("chunk offset");
-    if (m_itTimeToSample >= m_TimeToSample.size()) FailAtTableEnd("time to sample");
-}
 
 void C3gpInterface::FailAtTableEnd(const char* pszTable) const {
     NoteDeadEnd();
@@ -21,17 +12,12 @@ void C3gpInterface::FailAtTableEnd(const char* pszTable) const {
                           pszTable);
 }
 
-const unsigned char* C3gpInterface::HintSample() const {
-    return m_itSampleSize < m_SampleSizes.size() ? m_pHintBuffer : nullptr;
-}
-
-const unsigned char* C3gpInterface::HintSampleEnd() const {
-    const unsigned char* begin = HintSample();
-    return begin ? begin + m_SampleSizes[m_itSampleSize] : nullptr;
-}
-
 unsigned int C3gpInterface::GetCurrentHintSample() {
     RequireCurrentSample();
+    return ReadHintSample();
+}
+
+unsigned int C3gpInterface::ReadHintSample() {
     m_uHintFilePos = m_ChunkOffsets[m_itChunkOffset] + m_uCurChunkBytes;
     QLIP_LOG_VERBOSE(kReaderPath, "Frame %-4d: Retrieving hint sample from offset %d", m_iHintSample,
                      m_uHintFilePos);
@@ -43,6 +29,12 @@ unsigned int C3gpInterface::GetCurrentHintSample() {
 bool C3gpInterface::AdvanceToNextHintSample() {
     if (m_iHintSample >= m_uHintSampleCount) return false;
     RequireCurrentSample();
+    return StepToNextHintSample();
+}
+
+// As AdvanceToNextHintSample, from a sample that is known to be there.
+bool C3gpInterface::StepToNextHintSample() {
+    if (m_iHintSample >= m_uHintSampleCount) return false;
     ++m_iHintSample;
     m_uCurChunkBytes += m_SampleSizes[m_itSampleSize];
     AdvanceSampleSize();

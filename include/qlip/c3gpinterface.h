@@ -281,14 +281,10 @@ class QLIP_API C3gpInterface {
   private:
     friend struct qlip::ReaderView;
 
-    // The current hint sample's first byte and one past its last; both null while there is none.
-    QLIP_LOCAL const unsigned char* HintSample() const;
-    QLIP_LOCAL const unsigned char* HintSampleEnd() const;
-
     // The bounds of the object's log; null before Open.
     QLIP_LOCAL qlip::FaultLog* Faults() const;
     QLIP_LOCAL void NoteDeadEnd() const;
-    QLIP_LOCAL bool LeadsNowhere();
+    QLIP_LOCAL void EndTrack();
     QLIP_LOCAL void TakeModeSwitch(int iSwitch);
     QLIP_LOCAL void SortTrack(Vorn3gp::TrakBox* pTrak);
     QLIP_LOCAL void SortHintTrack(Vorn3gp::TrakBox* pTrak);
@@ -299,8 +295,11 @@ class QLIP_API C3gpInterface {
     QLIP_LOCAL void ParseVideoDelay();
     QLIP_LOCAL void ParseAudioDelay();
     QLIP_LOCAL void RequireBuffers() const;
+    [[noreturn]] QLIP_LOCAL void FailWithoutBuffers() const;
     QLIP_LOCAL void RequireCurrentSample() const;
     [[noreturn]] QLIP_LOCAL void FailAtTableEnd(const char* pszTable) const;
+    QLIP_LOCAL unsigned int ReadHintSample();
+    QLIP_LOCAL bool StepToNextHintSample();
     QLIP_LOCAL unsigned int ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
     QLIP_LOCAL void AdvanceSampleSize();
     QLIP_LOCAL void AdvanceChunk();

@@ -40,15 +40,16 @@ void write_stream_header(PropFileAudio& file, const _TAG_AUDIO_OPEN_PARAMS& para
     file.m_uLength = prop.header_size;
 }
 
-// The time is rounded to a whole millisecond before it becomes clock ticks.
+// The time is rounded to a whole millisecond before it becomes clock ticks. A conversion truncates, which
+// from 0 on is what `floor` does.
 unsigned int ticks(double seconds, unsigned int sample_rate) {
-    const double milliseconds = qlip::to_u32(std::floor(0.5 + seconds * 1000.0));
+    const double rounded = 0.5 + seconds * 1000.0;
+    const double milliseconds = qlip::to_u32(rounded >= 0.0 ? rounded : std::floor(rounded));
     return qlip::to_u32(sample_rate / 1000.0 * milliseconds);
 }
 
 // All but `size` and the talk spurt flag; of several packets the last one's values stay.
-void write_frame_header(PropFileAudio& file, const _TAG_RTPpacket3gp& packet, double seconds) {
-    const unsigned int timestamp = ticks(seconds, file.m_uSampleRate);
+void write_frame_header(PropFileAudio& file, const _TAG_RTPpacket3gp& packet, unsigned int timestamp) {
     qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, frame_word)), file.m_uCoder);
     qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, timestamp)), timestamp);
     qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, timestamp2)), timestamp);
@@ -84,18 +85,37 @@ void mark_talk_spurt(PropFileAudio& file, unsigned int payload_start) {
     file.m_uLastFrameType = type;
 }
 
+// Result: payload bytes.
+unsigned int append_packet(PropFileAudio& file, qlip::HintEnd end, const unsigned char** cursor,
+                           unsigned int timestamp) {
+    const unsigned int payload_start = file.m_uLength;
+    _TAG_RTPpacket3gp packet;
+    qlip::read_packet_header(file, end, &packet, cursor);
+    write_frame_header(file, packet, timestamp);
+    unsigned int bytes = 0;
+    for (unsigned int entry = 0; entry < packet.entrycount; ++entry) {
+        const unsigned char kind = qlip::read_constructor_kind(file, end, cursor, kTexts.path);
+        bytes += run_forgivingly(file, kind, cursor);
+    }
+    mark_talk_spurt(file, payload_start);
+    QLIP_LOG_VERBOSE(kTexts.path, "Packet contains %d bytes", bytes);
+    return bytes;
+}
+
 void build_frame(PropFileAudio& file, const unsigned char* hint_sample, double seconds) {
     const unsigned char* cursor = hint_sample;
     _TAG_RTPsample3gp sample;
     qlip::require_room(file, file.m_uFramePayloadOffset, kFrameBytes);
-    qlip::read_sample_header(file, &sample, &cursor);
+    const qlip::HintEnd end(file, cursor);
+    qlip::read_sample_header(file, end, &sample, &cursor);
     unsigned int size = file.m_uFramePayloadOffset;
     qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, size)), size);
     qlip::store_le32(file.m_pBuffer + file.m_uFrameZeroWordOffset, 0);
     file.m_uLength = size;
+    const unsigned int timestamp = ticks(seconds, file.m_uSampleRate);
     for (unsigned int packet = 1; packet <= sample.packetcount; ++packet) {
         QLIP_LOG_VERBOSE(kTexts.path, "---Packet %d---\n", packet);
-        size += file.ProcessPacket(&cursor, seconds);
+        size += append_packet(file, end, &cursor, timestamp);
         qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, size)), size);
     }
     QLIP_LOG_VERBOSE(kTexts.path, "Parsed %d bytes from the hint track.  Audio Framesize: %d\n",
@@ -148,18 +168,7 @@ void PropFileAudio::PacketizeFrame(const unsigned char* pHintSample, double dTim
 }
 
 unsigned int PropFileAudio::ProcessPacket(const unsigned char** ppCursor, double dTime) {
-    const unsigned int payload_start = m_uLength;
-    _TAG_RTPpacket3gp packet;
-    qlip::read_packet_header(*this, &packet, ppCursor);
-    write_frame_header(*this, packet, dTime);
-    unsigned int bytes = 0;
-    for (unsigned int entry = 0; entry < packet.entrycount; ++entry) {
-        const unsigned char kind = qlip::read_constructor_kind(*this, ppCursor, kTexts.path);
-        bytes += run_forgivingly(*this, kind, ppCursor);
-    }
-    mark_talk_spurt(*this, payload_start);
-    QLIP_LOG_VERBOSE(kTexts.path, "Packet contains %d bytes", bytes);
-    return bytes;
+    return append_packet(*this, qlip::HintEnd(*this, *ppCursor), ppCursor, ticks(dTime, m_uSampleRate));
 }
 
 unsigned int PropFileAudio::ProcessRTPimmediateconstructor(const unsigned char** ppCursor) {

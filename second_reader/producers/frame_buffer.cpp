@@ -44,12 +44,15 @@ void allocate_frame_buffer(PropFile& file, unsigned int bytes, const ProducerTex
     }
 }
 
-void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity) {
-    const unsigned int usable = file.m_pBuffer ? capacity : 0;
-    if (file.m_uLength <= usable && bytes <= usable - file.m_uLength) return;
+void refuse_room(const PropFile& file, unsigned int usable) {
     QLIP_LOG_FAULT(ReaderView::faults(file), Fault::FrameRoom, kBasePath,
                    "Frame does not fit its buffer of %d bytes", usable);
     throw kBadHintContent;
+}
+
+void refuse_offset(const PropFile& file, unsigned int bytes) {
+    throw SimpleException(kBasePath, __LINE__, "Invalid offset - %d bytes requested, %d available", bytes,
+                          waiting_bytes(file));
 }
 
 void log_rethrowing(const PropFile& file, const ProducerTexts& texts) {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "common/log.h"
 #include "qlip/propfile.h"
 
 namespace qlip {
@@ -22,7 +23,22 @@ struct ProducerTexts {
 void allocate_frame_buffer(PropFile& file, unsigned int bytes, const ProducerTexts& texts);
 
 // Throws kBadHintContent unless `bytes` more fit a buffer of `capacity`.
-void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity);
+[[noreturn, gnu::cold]] void refuse_room(const PropFile& file, unsigned int usable);
+inline void require_room(const PropFile& file, unsigned int bytes, unsigned int capacity) {
+    const unsigned int usable = file.m_pBuffer ? capacity : 0;
+    if (file.m_uLength > usable || bytes > usable - file.m_uLength) refuse_room(file, usable);
+}
+
+// What PropFile's ByteCount and OffsetBytes do.
+inline unsigned int waiting_bytes(const PropFile& file) {
+    return file.m_uLength - file.m_uOffset;
+}
+[[noreturn, gnu::cold]] void refuse_offset(const PropFile& file, unsigned int bytes);
+inline void mark_read(PropFile& file, unsigned int bytes) {
+    if (bytes > waiting_bytes(file)) refuse_offset(file, bytes);
+    file.m_uOffset += bytes;
+    QLIP_LOG_VERBOSE(kBasePath, "Set offset to %d", file.m_uOffset);
+}
 
 // Says that a signal is no frame's business and goes on.
 void log_rethrowing(const PropFile& file, const ProducerTexts& texts);

@@ -2,9 +2,9 @@
 // arguments are not evaluated at lower levels.
 #pragma once
 
-#include "qlip/SimpleException.h"
+#include "common/log.h"
 
-#define QLIP_DUMP(...)                                                             \
-    do {                                                                           \
-        if (sx_Debug > 4) SimpleException({}, __LINE__, __VA_ARGS__).LogPlain(""); \
+#define QLIP_DUMP(...)                                                   \
+    do {                                                                 \
+        if (sx_Debug > 4) qlip::write_plain_line(__LINE__, __VA_ARGS__); \
     } while (false)

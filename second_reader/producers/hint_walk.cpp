@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
 
 #include "common/byte_order.h"
 #include "common/log.h"
@@ -26,24 +25,6 @@ struct SampleReference {
     unsigned int bytes_per_block;
     unsigned int samples_per_block;
 };
-
-// Bytes from the cursor to the end of the hint sample. The interface knows where its hint sample ends; bytes
-// that a caller brought along have no known end.
-size_t bytes_left(const PropFile& file, const unsigned char* cursor) {
-    if (!file.m_pInterface) return SIZE_MAX;
-    const ReaderView reader{*file.m_pInterface};
-    const unsigned char* begin = reader.hint_sample();
-    const unsigned char* end = reader.hint_sample_end();
-    const std::less<> before;
-    if (!begin || before(cursor, begin) || before(end, cursor)) return SIZE_MAX;
-    return static_cast<size_t>(end - cursor);
-}
-
-[[noreturn]] void refuse_truncated(const PropFile& file) {
-    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::HintSampleEnd, kBasePath,
-                   "Hint sample ends before its content does");
-    throw kBadHintContent;
-}
 
 SampleReference read_sample_reference(const unsigned char** cursor) {
     SampleReference reference;
@@ -94,49 +75,17 @@ void dump_immediate(const unsigned char* data, unsigned int count) {
 
 }  // namespace
 
-bool packet_header_fits(const unsigned char* cursor, size_t left) {
-    if (left < kHintPacketHeaderBytes) return false;
-    if (!(load_be16(cursor + kHintFlagsAt) & kHintExtraInformation)) return true;
+void refuse_truncated(const PropFile& file) {
+    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::HintSampleEnd, kBasePath,
+                   "Hint sample ends before its content does");
+    throw kBadHintContent;
+}
+
+bool extra_information_fits(const unsigned char* cursor, size_t left) {
     left -= kHintPacketHeaderBytes;
     if (left < kHintExtraLengthBytes) return false;
     const uint32_t length = load_be32(cursor + kHintPacketHeaderBytes);
     return length >= kHintExtraLengthBytes && length <= left;
-}
-
-void read_sample_header(const PropFile& file, _TAG_RTPsample3gp* sample, const unsigned char** cursor) {
-    if (bytes_left(file, *cursor) < kHintSampleHeaderBytes) refuse_truncated(file);
-    PropFile::GetRTPsample3gp(sample, cursor);
-}
-
-void read_packet_header(const PropFile& file, _TAG_RTPpacket3gp* packet, const unsigned char** cursor) {
-    if (!packet_header_fits(*cursor, bytes_left(file, *cursor))) refuse_truncated(file);
-    PropFile::GetRTPpacket3gp(packet, cursor);
-}
-
-unsigned char read_constructor_kind(const PropFile& file, const unsigned char** cursor, const char* path) {
-    const size_t left = bytes_left(file, *cursor);
-    if (left == 0) refuse_truncated(file);
-    const unsigned char kind = PropFile::GetAndAdvance8(cursor);
-    QLIP_LOG_VERBOSE(path, "constructor_type(8):     %d\n", kind);
-    if (kind <= kSampleDescriptionConstructor && left - 1 < kBehindConstructorKind) refuse_truncated(file);
-    return kind;
-}
-
-// A kind that is not known moves the cursor no further than its own byte. The next constructor is then read
-// from the wrong place, and nothing resynchronises it: kept for readers of the stream [unknown-constructor].
-unsigned int run_constructor(PropFile& file, unsigned char kind, const unsigned char** cursor) {
-    switch (kind) {
-        case kNoOpConstructor:
-            return file.ProcessRTPnoopconstructor(cursor);
-        case kImmediateConstructor:
-            return file.ProcessRTPimmediateconstructor(cursor);
-        case kSampleConstructor:
-            return file.ProcessRTPsampleconstructor(cursor);
-        case kSampleDescriptionConstructor:
-            return file.ProcessRTPsampledescriptionconstructor(cursor);
-        default:
-            return 0;
-    }
 }
 
 // A count above 14 takes bytes of what follows the constructor; the cursor still ends right behind it: kept
@@ -145,7 +94,7 @@ unsigned int append_immediate(PropFile& file, const unsigned char** cursor, unsi
     QLIP_DUMP("RTPimmediateconstructor\n");
     const unsigned int count = PropFile::GetAndAdvance8(cursor);
     const unsigned char* data = *cursor;
-    const size_t left = bytes_left(file, data);
+    const size_t left = HintEnd(file, data).left(data);
     *cursor += kImmediateRoom;
     if (left < count) refuse_truncated(file);
     require_room(file, count, capacity);

@@ -9,6 +9,23 @@
 #include "qlip/propfile.h"
 #include "second_reader/producers/frame_buffer.h"
 #include "second_reader/producers/hint_dump.h"
+#include "second_reader/producers/hint_walk.h"
+
+void qlip::dump_packet_header(const _TAG_RTPpacket3gp& packet) {
+    const unsigned int header = packet.RTPheader;
+    const unsigned int flags = packet.RTPflags;
+    QLIP_DUMP(
+        "relative_time(32):       0x%08X\nRTPheader(16):           0x%04X\n  P_bit:                 0x%01X\n"
+        "  X_bit:                 0x%01X\n  M_bit:                 0x%01X\n  payload_type:          0x%02X\n",
+        packet.relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1,
+        header & qlip::kRtpTypeMask);
+    QLIP_DUMP(
+        "RTPsequenceseed(16):     0x%04X\nRTPflags(16):            0x%04X\n  extra_flag:            0x%01X\n"
+        "  bframe_flag:           0x%01X\n  repeat_flag:           0x%01X\nentrycount(16):          %d\n",
+        packet.RTPsequenceseed, flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1, packet.entrycount);
+    if (flags & qlip::kHintExtraInformation)
+        QLIP_DUMP("extra_information_length(32): %d\n", packet.extra_information_length);
+}
 
 PropFile::PropFile(C3gpInterface* pInterface)
     : m_pBuffer(nullptr), m_uLength(0), m_uOffset(0), m_uFrameCount(0), m_pInterface(pInterface) {}
@@ -46,25 +63,7 @@ void PropFile::GetRTPsample3gp(_TAG_RTPsample3gp* pSample, const unsigned char**
 }
 
 void PropFile::GetRTPpacket3gp(_TAG_RTPpacket3gp* pPacket, const unsigned char** ppCursor) {
-    pPacket->relative_time = GetAndAdvance32(ppCursor);
-    const unsigned int header = pPacket->RTPheader = GetAndAdvance16(ppCursor);
-    pPacket->RTPsequenceseed = GetAndAdvance16(ppCursor);
-    const unsigned int flags = pPacket->RTPflags = GetAndAdvance16(ppCursor);
-    pPacket->entrycount = GetAndAdvance16(ppCursor);
-    pPacket->extra_information_length = 0;
-    QLIP_DUMP(
-        "relative_time(32):       0x%08X\nRTPheader(16):           0x%04X\n  P_bit:                 0x%01X\n"
-        "  X_bit:                 0x%01X\n  M_bit:                 0x%01X\n  payload_type:          0x%02X\n",
-        pPacket->relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1,
-        header & qlip::kRtpTypeMask);
-    QLIP_DUMP(
-        "RTPsequenceseed(16):     0x%04X\nRTPflags(16):            0x%04X\n  extra_flag:            0x%01X\n"
-        "  bframe_flag:           0x%01X\n  repeat_flag:           0x%01X\nentrycount(16):          %d\n",
-        pPacket->RTPsequenceseed, flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1, pPacket->entrycount);
-    if (!(flags & qlip::kHintExtraInformation)) return;
-    pPacket->extra_information_length = GetAndAdvance32(ppCursor);
-    QLIP_DUMP("extra_information_length(32): %d\n", pPacket->extra_information_length);
-    *ppCursor += pPacket->extra_information_length - qlip::kHintExtraLengthBytes;
+    qlip::parse_packet_header(pPacket, ppCursor);
 }
 
 unsigned int PropFile::GetPadding(unsigned int uSize) {
@@ -81,7 +80,7 @@ unsigned int PropFile::To1616(double dValue) {
 }
 
 unsigned int PropFile::ByteCount() {
-    return m_uLength - m_uOffset;
+    return qlip::waiting_bytes(*this);
 }
 
 unsigned char* PropFile::GetBuffer(unsigned int* puAvail) {
@@ -90,12 +89,7 @@ unsigned char* PropFile::GetBuffer(unsigned int* puAvail) {
 }
 
 void PropFile::OffsetBytes(unsigned int uBytes) {
-    if (uBytes > ByteCount()) {
-        throw SimpleException(qlip::kBasePath, __LINE__, "Invalid offset - %d bytes requested, %d available",
-                              uBytes, ByteCount());
-    }
-    m_uOffset += uBytes;
-    QLIP_LOG_VERBOSE(qlip::kBasePath, "Set offset to %d", m_uOffset);
+    qlip::mark_read(*this, uBytes);
 }
 
 void PropFile::FreeBuffers() {

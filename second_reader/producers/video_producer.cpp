@@ -26,16 +26,38 @@ void store_frame_size(PropFileVideo& file, unsigned int size) {
 // The record's second word is not the timestamp again, as the record's name for it says, but its distance
 // from the first frame's. Neither that nor the frame count is touched by a seek, so the distance can wrap.
 void write_packet_record(PropFileVideo& file, unsigned int start, const _TAG_RTPpacket3gp& packet,
-                         double seconds) {
+                         unsigned int timestamp) {
     wld_packet_record record;
     record.size = file.m_uPacketPayloadOffset;
     record.rtp_word =
         static_cast<unsigned int>(packet.RTPheader) << 16 | packet.RTPsequenceseed | qlip::kRtpVersionWord;
-    record.timestamp2 = qlip::to_u32(qlip::kVideoClock * seconds);
+    record.timestamp2 = timestamp;
     if (file.m_uFrameCount == 1) file.m_uFirstTimestamp = record.timestamp2;
     record.timestamp = record.timestamp2 - file.m_uFirstTimestamp;
     record.reserved = 0;
     qlip::put_record(file.m_pBuffer + start, record);
+}
+
+// Result: `size` of the packet's record.
+unsigned int append_packet(PropFileVideo& file, qlip::HintEnd end, const unsigned char** cursor,
+                           unsigned int timestamp) {
+    const unsigned int start = file.m_uLength;
+    _TAG_RTPpacket3gp packet;
+    qlip::require_room(file, file.m_uPacketPayloadOffset, file.m_uBufferBytes);
+    qlip::read_packet_header(file, end, &packet, cursor);
+    write_packet_record(file, start + file.m_uPacketHeaderOffset, packet, timestamp);
+    file.m_uLength += file.m_uPacketPayloadOffset;
+    unsigned int size = file.m_uPacketPayloadOffset;
+    for (unsigned int entry = 0; entry < packet.entrycount; ++entry) {
+        const unsigned char kind = qlip::read_constructor_kind(file, end, cursor, kPath);
+        size += qlip::run_constructor(file, kind, cursor);
+        store_word(file, start + offsetof(wld_packet_record, size), size);
+    }
+    return size;
+}
+
+unsigned int ticks(double seconds) {
+    return qlip::to_u32(qlip::kVideoClock * seconds);
 }
 
 // Appends the frame's padding; returns the whole size.
@@ -51,12 +73,13 @@ unsigned int pad_frame(PropFileVideo& file, unsigned int size) {
     return size;
 }
 
-void begin_frame(PropFileVideo& file, const unsigned char** cursor, _TAG_RTPsample3gp* sample) {
+void begin_frame(PropFileVideo& file, qlip::HintEnd end, const unsigned char** cursor,
+                 _TAG_RTPsample3gp* sample) {
     qlip::require_room(file, file.m_uFramePacketsOffset, file.m_uBufferBytes);
     store_frame_size(file, file.m_uFramePacketsOffset);
     store_word(file, file.m_uFrameWord4Offset, 4);
     store_word(file, file.m_uFrameZeroWordOffset, 0);
-    qlip::read_sample_header(file, sample, cursor);
+    qlip::read_sample_header(file, end, sample, cursor);
     store_word(file, file.m_uFrameHeaderOffset + offsetof(wld_frame_record, packet_count),
                sample->packetcount);
     file.m_uLength = file.m_uFramePacketsOffset;
@@ -65,11 +88,13 @@ void begin_frame(PropFileVideo& file, const unsigned char** cursor, _TAG_RTPsamp
 void build_frame(PropFileVideo& file, const unsigned char* hint_sample, double seconds) {
     const unsigned char* cursor = hint_sample;
     _TAG_RTPsample3gp sample;
-    begin_frame(file, &cursor, &sample);
+    const qlip::HintEnd end(file, cursor);
+    begin_frame(file, end, &cursor, &sample);
+    const unsigned int timestamp = ticks(seconds);
     unsigned int size = file.m_uFramePacketsOffset;
     for (unsigned int packet = 1; packet <= sample.packetcount; ++packet) {
         QLIP_LOG_VERBOSE(kPath, "---Packet %d---\n", packet);
-        size += file.ProcessPacket(&cursor, seconds);
+        size += append_packet(file, end, &cursor, timestamp);
         store_frame_size(file, size);
     }
     pad_frame(file, size);
@@ -128,19 +153,7 @@ void PropFileVideo::PacketizeFrame(const unsigned char* pHintSample, double dTim
 }
 
 unsigned int PropFileVideo::ProcessPacket(const unsigned char** ppCursor, double dTime) {
-    const unsigned int start = m_uLength;
-    _TAG_RTPpacket3gp packet;
-    qlip::require_room(*this, m_uPacketPayloadOffset, m_uBufferBytes);
-    qlip::read_packet_header(*this, &packet, ppCursor);
-    write_packet_record(*this, start + m_uPacketHeaderOffset, packet, dTime);
-    m_uLength += m_uPacketPayloadOffset;
-    unsigned int size = m_uPacketPayloadOffset;
-    for (unsigned int entry = 0; entry < packet.entrycount; ++entry) {
-        const unsigned char kind = qlip::read_constructor_kind(*this, ppCursor, kPath);
-        size += qlip::run_constructor(*this, kind, ppCursor);
-        store_word(*this, start + offsetof(wld_packet_record, size), size);
-    }
-    return size;
+    return append_packet(*this, qlip::HintEnd(*this, *ppCursor), ppCursor, ticks(dTime));
 }
 
 unsigned int PropFileVideo::ProcessRTPimmediateconstructor(const unsigned char** ppCursor) {
