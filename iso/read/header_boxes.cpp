@@ -110,7 +110,7 @@ int P_hdlr(iso_file* file, int size) {
     return kGoOn;
 }
 
-// An edit list that there is no memory for is left out; nobody reads it to play a file.
+// An edit list that claims rows which are not there is left out; nobody reads it to play a file.
 int P_elst(iso_file* file, int /*size*/) {
     iso_track* track = file->current_track;
     const int version = version_of(file);
@@ -120,7 +120,7 @@ int P_elst(iso_file* file, int /*size*/) {
     track->edits = nullptr;
     if (!may_claim(file, 1LL * row_size * count) || count > 0x7FFFFFFF / 12) return kGoOn;
     track->edits = static_cast<unsigned int(*)[3]>(isoFFmalloc(file, static_cast<int>(12 * count)));
-    if (!track->edits) return kGoOn;
+    if (!track->edits) return kRefuse;
     track->edit_count = static_cast<int>(count);
     for (unsigned int i = 0; i < count; ++i) {
         unsigned int* row = track->edits[i];

@@ -56,4 +56,27 @@ inline Bytes stbl_trak(std::initializer_list<Bytes> tables) {
     return trak({container("mdia", {container("minf", {container("stbl", tables)})})});
 }
 
+inline Bytes stsd(const Bytes& entry) {
+    return full_box("stsd", ByteWriter().u32(1).raw(entry));
+}
+
+// Boxes that few tracks have, as the writer puts them too.
+inline const Bytes kEdits = container("edts", {table("elst", 2, {600, 5, 0x10000, 30, 0xFFFFFFFF, 0x10000})});
+inline const Bytes kHintReference = container("tref", {box("hint", ByteWriter().u32(3))});
+inline const Bytes kMeta = container("meta", {full_box("xml ", ByteWriter().text("<a/>"))});
+inline const Bytes kSelection = full_box("tsel", ByteWriter().u32(9).text("bitr"));
+inline const Bytes kTrackData =
+    container("udta", {container("hnti", {box("sdp ", ByteWriter().text("m=x"))}), kSelection});
+inline const Bytes kGroups =
+    full_box("sgpd", ByteWriter().text("avcb").u32(2).u16(1).u32(1).u32(2).u32(3).u32(4).u32(5).u16(0));
+inline const Bytes kGroupRuns = table("sbgp", 0x61766362, {2, 3, 1, 4, 0});
+inline const Bytes kProtectedEntry =
+    rtp_entry(1400, 90000,
+              join({box("tsro", hex("00000007")), box("snro", hex("00000008")),
+                    full_box("srpp", ByteWriter()
+                                         .text("aaaabbbbccccdddd")
+                                         .raw(full_box("schm", ByteWriter().text("sch1").u32(5)))
+                                         .raw(box("schi", hex("0102"))))}),
+              "srtp");
+
 }  // namespace qlip_test

@@ -173,6 +173,20 @@ TEST(H264Packets, StoredSetsEndWhereALengthPointsOutside) {
     }
 }
 
+TEST(H264Packets, NoMoreStoredSetsPrecedeAHintTrackThanTheTrackCounts) {
+    H264 h264;
+    iso_track media{}, hint{};
+    media.nal_length_size = 4;
+    media.parameter_sets = h264.sets.data();
+    media.parameter_sets_size = static_cast<unsigned int>(h264.sets.size());
+    media.sps_count = 1;
+    Bytes out(100);
+    int length = 0;
+    isoFFgetAvccDsi(&hint, &media, kType, out.data(), &length);
+    EXPECT_EQ(slice(out, 0, static_cast<size_t>(length)), records({{kType, false, 0, 0, kSps}}));
+    EXPECT_EQ(hint.snro, 1U);
+}
+
 TEST(H264NalSize, ReadsOneToFourBytesAndFourForAnyOtherSize) {
     Bytes data = hex("81 02 03 04");
     const unsigned int sizes[] = {0x81020304, 0x81, 0x8102, 0x810203, 0x81020304, 0x81020304};

@@ -18,6 +18,7 @@ pkq_native pkq_for(int codec, unsigned int flags = 0, int packet_size = 112, int
     iso_track track{};
     track.codec = codec;
     pkq_native native{};
+    native.last_source_format = 3;
     EXPECT_EQ(pkq_native_init(&native, 99, packet_size, rfc_mode, &track, static_cast<int>(flags)), 0);
     return native;
 }
@@ -54,7 +55,8 @@ TEST(Pkq, AmrHasItsOwnTypeAndDropsNoDataFrames) {
 }
 
 TEST(Pkq, InitTakesTwelveBytesOffThePacketAndKnowsThreeCodecs) {
-    EXPECT_EQ(pkq_for(ISO_CODEC_SAMR, 0, 1000).max_payload, 988);
+    const pkq_native fresh = pkq_for(ISO_CODEC_SAMR, 0, 1000);
+    EXPECT_EQ(std::tuple(fresh.max_payload, fresh.last_source_format), std::tuple(988, 0U));
     for (int codec = -1; codec <= 9; ++codec) {
         iso_track track{};
         track.codec = codec;

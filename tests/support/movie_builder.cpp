@@ -221,9 +221,10 @@ Bytes avcC(unsigned int nal_length_size, const std::vector<Bytes>& sps, const st
     return box("avcC", out);
 }
 
-Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra) {
+Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra,
+                std::string_view type) {
     const Bytes tims = box("tims", ByteWriter().u32(timescale));
-    return box("rtp ", ByteWriter().zeros(6).u16(1).u16(1).u16(1).u32(max_packet_size).raw(tims).raw(extra));
+    return box(type, ByteWriter().zeros(6).u16(1).u16(1).u16(1).u32(max_packet_size).raw(tims).raw(extra));
 }
 
 Bytes hint_immediate(const Bytes& data) {

@@ -50,7 +50,8 @@ Bytes visual_entry(std::string_view type, unsigned int width, unsigned int heigh
 Bytes d263(unsigned int level = 10, unsigned int profile = 0);
 Bytes esds(const Bytes& decoder_specific_info);
 Bytes avcC(unsigned int nal_length_size, const std::vector<Bytes>& sps, const std::vector<Bytes>& pps);
-Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra = {});
+Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra = {},
+                std::string_view type = "rtp ");
 
 // Hint samples (ISO/IEC 14496-12 RTP hint sample format).
 Bytes hint_immediate(const Bytes& data);  // at most 14 bytes

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "iso/write/put.h"
+#include "tests/iso/opened_file.h"
 #include "tests/iso/write/writer_fixture.h"
 
 namespace qlip_test {
@@ -88,39 +89,40 @@ TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
     track->sample_count = 0;
 }
 
-TEST_F(BoxWriterTest, UserDataHoldsSdpAndTrackSelection) {
+TEST_F(BoxWriterTest, UserDataAndLinksHoldWhatThereIs) {
+    EXPECT_EQ(w_udta(0, movie.add_amr(), nullptr), 0);
     iso_track* track = movie.add_amr();
-    EXPECT_EQ(w_udta(0, track, nullptr), 0);
-    char attributes[] = "bitr";
     track->tsel_group = 2;
-    EXPECT_EQ(stored<iso_track>(w_tsel, track), full_box("tsel", ByteWriter().u32(2)));
-    track->tsel_attributes = attributes;
-    const Bytes tsel = full_box("tsel", ByteWriter().u32(2).text("bitr"));
-    EXPECT_EQ(stored<iso_track>(w_udta, track), container("udta", {tsel}));
-    char sdp[] = "a=x\r\n";
-    track->sdp = sdp;
-    EXPECT_EQ(stored<iso_track>(w_udta, track),
-              container("udta", {container("hnti", {box("sdp ", ByteWriter().text(sdp))}), tsel}));
-    movie.file->sdp = sdp;
+    EXPECT_EQ(stored<iso_track>(w_udta, track), container("udta", {full_box("tsel", ByteWriter().u32(2))}));
+    char text[] = "a=x\r\n";
+    movie.file->sdp = track->scheme_url = track->location = text;
     EXPECT_EQ(stored<iso_file>(w_udta, movie.file),
-              container("udta", {container("hnti", {box("rtp ", ByteWriter().text("sdp ").text(sdp))})}));
-    movie.file->sdp = track->sdp = track->tsel_attributes = nullptr;
+              container("udta", {container("hnti", {box("rtp ", ByteWriter().text("sdp ").text(text))})}));
+    EXPECT_EQ(w_schm(0, track, nullptr), 0) << "no scheme";
+    std::strcpy(track->scheme_type, "sch1");
+    EXPECT_EQ(stored<iso_track>(w_schm, track),
+              full_box("schm", ByteWriter().text("sch1").u32(0).text(text).u8(0), 0, 1));
+    EXPECT_EQ(stored<iso_track>(w_url, track), full_box("url ", ByteWriter().text(text).u8(0)));
+    movie.file->sdp = track->scheme_url = track->location = nullptr;
 }
 
-TEST_F(BoxWriterTest, AHintTrackNamesItsMediaTrackAndIsNotEnabled) {
-    iso_track* track = movie.add_amr();
-    std::strcpy(track->handler, "hint");
-    track->codec = ISO_CODEC_RTP;
-    track->hint_ref_track = 9;
-    track->max_packet_size = 1400;
-    track->tims = 8000;
-    const Bytes trak = stored<iso_track>(w_trak, track);
-    EXPECT_EQ(Bytes(trak.begin() + 16, trak.begin() + 20), hex("00000000"));
-    EXPECT_EQ(stored<iso_track>(w_hmhd, track), full_box("hmhd", Bytes(16)));
-    EXPECT_EQ(stored<iso_track>(w_tref, track), container("tref", {box("hint", ByteWriter().u32(9))}));
-    EXPECT_EQ(stored<iso_track>(w_sampleEntry, track),
-              box("rtp ", hex("000000000000 0001 0001 0001 00000578  0000000C 74696D73 00001F40"
-                              "0000000C 7473726F 00000000  0000000C 736E726F 00000000")));
+// What is read here by way of the tests of the reading side.
+TEST(BoxWriter, PutsWhatWasReadAsItStood) {
+    OpenedFile f(moov_file({trak(
+        {kHintReference, kEdits,
+         container("mdia",
+                   {full_box("hdlr", ByteWriter().u32(0).text("text").zeros(15)),
+                    container("minf", {container("stbl", {stsd(kProtectedEntry), kGroups, kGroupRuns})})}),
+         kMeta, kTrackData})}));
+    const std::pair<int (*)(int, iso_track*, unsigned char*), Bytes> kCases[] = {
+        {w_tref, kHintReference},         {w_edts, kEdits},  {w_meta, kMeta},     {w_udta, kTrackData},
+        {w_sampleEntry, kProtectedEntry}, {w_sgpd, kGroups}, {w_sbgp, kGroupRuns}};
+    for (const auto& [writer, box] : kCases)
+        EXPECT_EQ(stored<iso_track>(writer, f.track()), box);
+    EXPECT_EQ(slice(stored<iso_track>(w_minf, f.track()), 8, 12), full_box("nmhd", {}));
+    std::strcpy(f.track()->handler, "hint");
+    EXPECT_EQ(slice(stored<iso_track>(w_minf, f.track()), 8, 28), full_box("hmhd", Bytes(16)));
+    EXPECT_EQ(slice(stored<iso_track>(w_tkhd, f.track()), 8, 4), Bytes(4)) << "a hint track is not enabled";
 }
 
 }  // namespace
