@@ -8,7 +8,7 @@ namespace qlip_fuzz {
 
 namespace {
 
-constexpr size_t kMostSamples = 12;
+constexpr size_t kMostSamples = 6;
 
 // ---- Hint samples ----
 

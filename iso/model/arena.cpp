@@ -10,7 +10,11 @@
 
 namespace {
 
-constexpr int kChunkSize = 2048000;
+// Fuzz targets take smaller ones: a sanitizer pays for each byte of a block.
+#ifndef QLIP_ARENA_CHUNK
+#define QLIP_ARENA_CHUNK 2048000
+#endif
+constexpr int kChunkSize = QLIP_ARENA_CHUNK;
 constexpr int kLinkSize = sizeof(arena_chunk);
 static_assert(kLinkSize == 8);
 

@@ -12,6 +12,7 @@ namespace qlip_test {
 // Appends big-endian fields; every call returns the writer, so that fields chain.
 class ByteWriter {
   public:
+    ByteWriter() { bytes_.reserve(kUsual); }
     ByteWriter& u8(unsigned int value);
     ByteWriter& u16(unsigned int value);
     ByteWriter& u24(unsigned int value);
@@ -23,6 +24,7 @@ class ByteWriter {
     const Bytes& bytes() const { return bytes_; }
 
   private:
+    static constexpr size_t kUsual = 128;  // bytes of a box
     Bytes bytes_;
 };
 
