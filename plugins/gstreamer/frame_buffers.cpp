@@ -1,12 +1,20 @@
 #include "plugins/gstreamer/frame_buffers.h"
 
 namespace qlip::gst {
+namespace {
 
-void add_buffers(GstBufferList* list, const qlip_frame& frame, GstClockTime time) {
+void release(gpointer held) {
+    auto* packets = static_cast<qlip_packets*>(held);
+    qlip_packets_release(&packets);
+}
+
+}  // namespace
+
+void add_buffers(GstBufferList* list, Track& track, const qlip_frame& frame, GstClockTime time) {
     for (unsigned int i = 0; i < frame.packet_count; ++i) {
         const iovec& packet = frame.packets[i];
-        GstBuffer* buffer = gst_buffer_new_allocate(nullptr, packet.iov_len, nullptr);
-        gst_buffer_fill(buffer, 0, packet.iov_base, packet.iov_len);
+        GstBuffer* buffer = gst_buffer_new_wrapped_full(GstMemoryFlags(0), packet.iov_base, packet.iov_len, 0,
+                                                        packet.iov_len, track.keep_packets(), release);
         GST_BUFFER_PTS(buffer) = time;
         GST_BUFFER_DURATION(buffer) = frame.duration;
         if (!frame.is_sync) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);

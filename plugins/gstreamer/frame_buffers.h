@@ -3,12 +3,12 @@
 
 #include <gst/gst.h>
 
-#include "qlip/host.h"
+#include "plugins/gstreamer/track.h"
 
 namespace qlip::gst {
 
-// Adds a buffer for each packet, with the time and the length of the whole frame on all of them. The packets
-// are copied: the kit's are good until the next call, and buffers live as long as somebody downstream wants.
-void add_buffers(GstBufferList* list, const qlip_frame& frame, GstClockTime time);
+// Adds a buffer for each packet of the frame that was read last, with the time and the length of the whole
+// frame on all of them. Their memory is the kit's own, which each of them holds for as long as it lives.
+void add_buffers(GstBufferList* list, Track& track, const qlip_frame& frame, GstClockTime time);
 
 }  // namespace qlip::gst

@@ -30,6 +30,12 @@ class Track {
 
     // The next frame, or a status of qlip_stream_read.
     int read(const qlip_frame** frame) { return qlip_stream_read(stream_, frame); }
+    // One more hold on the packets of the frame that was read last.
+    qlip_packets* keep_packets() {
+        qlip_packets* packets = nullptr;
+        qlip_stream_keep_packets(stream_, &packets);
+        return packets;
+    }
     const char* error() const { return qlip_stream_error(stream_); }
 
     // Goes to the last time at or before `time` at which all tracks of the file can start; `time` becomes

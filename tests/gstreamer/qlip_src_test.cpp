@@ -1,6 +1,7 @@
 // The element in a harness: what it sends is what the kit reads, wherever it starts, ends, waits or fails.
 #include "plugins/gstreamer/qlip_src.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gst/check/gstharness.h>
 #include <gst/rtp/rtp.h>
@@ -14,6 +15,22 @@
 #include <vector>
 
 #include "qlip/host.h"
+
+namespace {
+
+std::vector<const void*> packets_of_the_kit;  // where they lay, since a test last cleared it
+
+}  // namespace
+
+// Stands in front of the kit's, for the element in this program.
+extern "C" int qlip_stream_read(qlip_stream* stream, const qlip_frame** frame) {
+    static const auto real =
+        reinterpret_cast<decltype(&qlip_stream_read)>(dlsym(RTLD_NEXT, "qlip_stream_read"));
+    const int status = real(stream, frame);
+    for (unsigned int i = 0; status == 0 && i < (*frame)->packet_count; ++i)
+        packets_of_the_kit.push_back((*frame)->packets[i].iov_base);
+    return status;
+}
 
 namespace {
 
@@ -214,6 +231,40 @@ TEST(QlipSrc, SendsWhatTheKitReadsAndEndsBehindAGap) {
             EXPECT_EQ(player.stat("seqnum-offset"), guint(kSequence));
             EXPECT_EQ(player.stat("ssrc"), kSsrc);
             player.set_state(GST_STATE_NULL);
+        }
+    }
+}
+
+// They outlive the element.
+TEST(QlipSrc, HandsOnTheMemoryThatTheKitFilled) {
+    for (const std::string name : {"amrnb_dtx_faststart", "h263", "mpeg4_hinted", "h264_hinted"}) {
+        SCOPED_TRACE(name);
+        const bool audio = name[0] == 'a';
+        std::vector<GstBuffer*> buffers;
+        packets_of_the_kit.clear();
+        {
+            Player player(sample(name), audio ? "audio" : "video");
+            player.play();
+            while (GstEvent* event = gst_harness_pull_event(player.harness)) {
+                const bool ended = GST_EVENT_TYPE(event) == GST_EVENT_EOS;
+                gst_event_unref(event);
+                if (ended) break;
+            }
+            while (GstBuffer* buffer = gst_harness_try_pull(player.harness))
+                buffers.push_back(buffer);
+        }
+        const std::vector<const void*> read = packets_of_the_kit;
+        const std::vector<Sent> all = expected(sample(name), audio ? QLIP_AUDIO : QLIP_VIDEO);
+        ASSERT_EQ(buffers.size(), all.size());
+        ASSERT_EQ(read.size(), all.size());
+        for (size_t i = 0; i < buffers.size(); ++i) {
+            GstMapInfo map;
+            ASSERT_TRUE(gst_buffer_map(buffers[i], &map, GST_MAP_READ));
+            EXPECT_EQ(map.data, read[i]);
+            EXPECT_TRUE(std::equal(map.data, map.data + map.size, all[i].packet.begin(), all[i].packet.end(),
+                                   [](guint8 a, char b) { return a == static_cast<guint8>(b); }));
+            gst_buffer_unmap(buffers[i], &map);
+            gst_buffer_unref(buffers[i]);
         }
     }
 }
