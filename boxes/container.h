@@ -70,7 +70,7 @@ struct ChildOperations<Member, Owned, Attach> {
 
     static void delete_owned(const Vorn3gp::ContainerBox& box) {
         for_each(box, [](const auto* child, bool owned) {
-            if (owned) delete child;
+            if (owned) delete_box(child);
         });
     }
 

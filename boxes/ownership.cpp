@@ -51,6 +51,10 @@ std::vector<Box*> taken_from(const Box* owner) {
 
 namespace qlip {
 
+void delete_box(const Box* box) {
+    delete box;
+}
+
 void keep_replaced(const Box& owner, Box* child) {
     Kept& all = kept();
     const std::lock_guard lock(all.mutex);
@@ -74,7 +78,7 @@ void forget_replaced(const Box* child) {
 void delete_replaced_of(const Box* owner) {
     if (how_many == 0) return;
     for (Box* child : taken_from(owner))
-        delete child;
+        delete_box(child);
 }
 
 }  // namespace qlip

@@ -21,6 +21,9 @@
 
 namespace qlip {
 
+// Once for all classes, so that no list of children has code of its own for it.
+void delete_box(const Vorn3gp::Box* box);
+
 // A replaced child stays until its owner goes, since whoever got a pointer to it may still hold that; then it
 // is deleted with it. One that is attached again, or deleted by its holder, stays no longer.
 void keep_replaced(const Vorn3gp::Box& owner, Vorn3gp::Box* child);
@@ -40,7 +43,7 @@ void set_child(const Vorn3gp::Box& owner, Child*& member, bool& flag, Child* chi
 // As set_child, but the replaced child is deleted.
 template <class Child>
 void replace_child(const Vorn3gp::Box&, Child*& member, bool& flag, Child* child, bool owned) {
-    if (member && flag && member != child) delete member;
+    if (member && flag && member != child) delete_box(member);
     forget_replaced(child);
     member = child;
     flag = owned;
@@ -61,7 +64,7 @@ void append_child(std::vector<Child*>& children, std::vector<bool>& flags, Child
 template <class Child>
 void delete_owned(const std::vector<Child*>& children, const std::vector<bool>& flags) {
     for (size_t i = 0; i < children.size() && i < flags.size(); ++i) {
-        if (flags[i]) delete children[i];
+        if (flags[i]) delete_box(children[i]);
     }
 }
 

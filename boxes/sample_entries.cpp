@@ -134,7 +134,7 @@ unsigned int SampleEntry::GetSize() const {
 H263SampleEntry::H263SampleEntry() : SampleEntry(type_word("s263"), 1) {}
 
 H263SampleEntry::~H263SampleEntry() {
-    if (h263_specific_owned) delete h263_specific;
+    if (h263_specific_owned) qlip::delete_box(h263_specific);
 }
 
 Stream& H263SampleEntry::Dump(Stream& stream) const {
@@ -177,7 +177,7 @@ H263SpecificBox* H263SampleEntry::GetH263Specific() const {
 H264SampleEntry::H264SampleEntry() : SampleEntry(type_word("avc1"), 1) {}
 
 H264SampleEntry::~H264SampleEntry() {
-    if (avcc_owned) delete avcc;
+    if (avcc_owned) qlip::delete_box(avcc);
 }
 
 Stream& H264SampleEntry::Dump(Stream& stream) const {
@@ -208,7 +208,7 @@ void H264SampleEntry::SetAVCCBox(AVCCBox* child, bool owned) {
 MP4VisualSampleEntry::MP4VisualSampleEntry() : SampleEntry(type_word("mp4v"), 1) {}
 
 MP4VisualSampleEntry::~MP4VisualSampleEntry() {
-    if (esd_owned) delete esd;
+    if (esd_owned) qlip::delete_box(esd);
 }
 
 Stream& MP4VisualSampleEntry::Dump(Stream& stream) const {
@@ -251,7 +251,7 @@ ESDBox* MP4VisualSampleEntry::GetESDBox() const {
 AMRSampleEntry::AMRSampleEntry(unsigned int type_) : SampleEntry(type_, 1) {}
 
 AMRSampleEntry::~AMRSampleEntry() {
-    if (amr_specific_owned) delete amr_specific;
+    if (amr_specific_owned) qlip::delete_box(amr_specific);
 }
 
 Stream& AMRSampleEntry::Dump(Stream& stream) const {
@@ -334,7 +334,7 @@ unsigned int HintSampleEntry::GetSize() const {
 RTPHintSampleEntry::RTPHintSampleEntry() : SampleEntry(type_word("rtp "), 1) {}
 
 RTPHintSampleEntry::~RTPHintSampleEntry() {
-    if (timescale_entry_owned) delete timescale_entry;
+    if (timescale_entry_owned) qlip::delete_box(timescale_entry);
 }
 
 Stream& RTPHintSampleEntry::Dump(Stream& stream) const {

@@ -17,9 +17,6 @@ using qlip::required;
 
 namespace {
 
-constexpr unsigned int kH263DefaultProfile = 0;
-constexpr unsigned int kH263DefaultLevel = 10;
-
 // Of the first packet; 0 when the hint sample ends before its header does. Extra information that reaches
 // further than the hint sample does not hide the type.
 unsigned int payload_type(const unsigned char* cursor, const unsigned char* end) {
@@ -113,14 +110,10 @@ void C3gpInterface::ParseH263Boxes(Vorn3gp::H263SampleEntry* pEntry) {
     required(pEntry, "s263", m_uStatus);
     m_VideoParams.uWidth = pEntry->GetWidth();
     m_VideoParams.uHeight = pEntry->GetHeight();
-    m_VideoParams.uH263Profile = kH263DefaultProfile;
-    m_VideoParams.uH263Level = kH263DefaultLevel;
-    if (auto* d263 = pEntry->GetH263Specific()) {
-        tagH263_DEC_SPEC specific;
-        d263->GetH263Specific(&specific);
-        m_VideoParams.uH263Profile = specific.h263_profile;
-        m_VideoParams.uH263Level = specific.h263_level;
-    }
+    tagH263_DEC_SPEC specific;
+    pEntry->GetH263Specific()->GetH263Specific(&specific);  // an entry that was read has one
+    m_VideoParams.uH263Profile = specific.h263_profile;
+    m_VideoParams.uH263Level = specific.h263_level;
 }
 
 void C3gpInterface::ParseH263_1998Boxes(Vorn3gp::H263SampleEntry* pEntry) {

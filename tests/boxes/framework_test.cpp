@@ -177,6 +177,8 @@ TEST(Ownership, ReplacedChildrenStayAsLongAsTheirOwnerButForThoseOfMinf) {
     int kept = 0, deleted = 0, moved = 0;
     Counted<StblBox> not_owned(deleted);
     StblBox other;
+    for (int i = 0; i < 2; ++i)
+        other.SetStsd(new Counted<StsdBox>(moved), true);
     {
         StblBox stbl;
         for (int i = 0; i < 3; ++i)

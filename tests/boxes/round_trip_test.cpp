@@ -36,14 +36,14 @@ void expect_round_trip(const Class& filled, const Bytes& bytes) {
 const Bytes kMatrix = hex("00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000");
 const Bytes kTimes = hex("00000001 00000002");
 const Bytes kMvhd =
-    full_box("mvhd", join({kTimes, hex("00002710 FFFFFFFF 00010000 0100 0000 00000000 00000000"), kMatrix,
+    full_box("mvhd", join({kTimes, hex("00002711 00000004 00010000 0100 0000 00000000 00000000"), kMatrix,
                            Bytes(24), hex("00010000")}));
 const Bytes kTkhd =
     full_box("tkhd",
-             join({kTimes, hex("00000003 00000000 FFFFFFFF 00000000 00000000 FFFE 0005 0100 0000"), kMatrix,
+             join({kTimes, hex("00000003 00000000 00000006 00000000 00000000 FFFE 0005 0100 0000"), kMatrix,
                    hex("00B00000 00900000")}),
              0, 7);
-const Bytes kMdhd = full_box("mdhd", join({kTimes, hex("000492B4 FFFFFFFF 55C4 0000")}));
+const Bytes kMdhd = full_box("mdhd", join({kTimes, hex("00001F40 00000005 55C4 0000")}));
 
 Bytes visual_bytes(const char* type, const Bytes& child) {
     const Bytes name = ByteWriter().text("name").zeros(28);
@@ -62,13 +62,18 @@ TEST(RoundTrip, OfHeaders) {
     expect_round_trip(ftyp, box("ftyp", ByteWriter().text("3gp4").u32(1024).text("3gp5isom")));
     MvhdBox mvhd;
     set_times(mvhd);
+    mvhd.SetTimescale(0x2711, 1);
+    mvhd.SetDuration(4);
     expect_round_trip(mvhd, kMvhd);
     MdhdBox mdhd;
     set_times(mdhd);
+    mdhd.SetTimescale(8000, 1);
+    mdhd.SetDuration(5);
     expect_round_trip(mdhd, kMdhd);
     TkhdBox tkhd;
     set_times(tkhd);
     tkhd.SetTimescale(12345, 1);
+    tkhd.SetDuration(6);
     tkhd.SetDimensions(176 << 16, 144 << 16);
     tkhd.track_ID = 3;
     tkhd.layer = -2;

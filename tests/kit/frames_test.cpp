@@ -41,14 +41,6 @@ Bytes movie(TrackPlan track) {
     return build_movie({.tracks = {std::move(track)}});
 }
 
-Bytes edit_list(std::initializer_list<std::pair<unsigned int, unsigned int>> rows) {
-    ByteWriter out;
-    out.u32(static_cast<unsigned int>(rows.size()));
-    for (const auto& [duration, start] : rows)
-        out.u32(duration).u32(start).u32(0x10000);
-    return container("edts", {full_box("elst", out)});
-}
-
 template <class Get>
 std::vector<int64_t> each(const std::vector<SentFrame>& frames, Get get) {
     std::vector<int64_t> out;
@@ -76,7 +68,7 @@ TEST(KitTimes, ThatAreShownOutOfOrderCarryTheirPresentationTimesAndAreDueInDecod
     track.delta = 100;
     track.ctts = {{1, 200}, {1, 400}, {2, 100}};
     track.sync = {1};
-    track.extra_trak = edit_list({{240, 200}});
+    track.extra_trak = edts({{240, 200}});
     const Bytes file = movie(track);
     KitPlayer player(file);
     ASSERT_EQ(player.open(QLIP_VIDEO), 0);
@@ -119,7 +111,7 @@ TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
     for (const auto& [sync, delta, edits, landed] : {Case{{1, 3, 2, 9}, 1000, {}, 2},
                                                      {{9}, 1000, {}, 0},
                                                      {{}, 0, {}, 0},
-                                                     {{1, 3}, 1000, edit_list({{600, 0xFFFFFFFF}}), 1}}) {
+                                                     {{1, 3}, 1000, edts({{600, kEmptyEdit}}), 1}}) {
         TrackPlan track = h264(std::vector<Bytes>(5, access_unit({kSlice})));
         track.sync = sync;
         track.delta = delta;
@@ -134,7 +126,7 @@ TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
 // Movie time scale 600: 300 units are half a second.
 TEST(KitTimes, OfADelayedTrackBeginLaterThanThoseOfItsFile) {
     TrackPlan track = amr({kSpeech122, kSpeech122});
-    track.extra_trak = edit_list({{300, 0xFFFFFFFF}, {30, 0}});
+    track.extra_trak = edts({{300, kEmptyEdit}, {30, 0}});
     const Bytes file = movie(track);
     KitPlayer player(file);
     ASSERT_EQ(player.open(QLIP_AUDIO), 0);

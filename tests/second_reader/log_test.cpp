@@ -177,6 +177,28 @@ DBG: SeekTo - Returning Results (nTime=200, uFrameNum=3, uFileOffset=@m).
                           {{"@h", offset(file, kHint, 2)}, {"@m", offset(file, kMedia, 2)}}));
 }
 
+TEST_F(Log, OfSeekingAndDelaysTellsWhatTheTablesHold) {
+    MoviePlan plan = video_plan(4);
+    plan.tracks[kHint].stts = {{2, 9000}, {2, 4500}};
+    plan.tracks[kHint].constant_size = true;
+    plan.tracks[kMedia].extra_trak = edts({{500, kEmptyEdit}});
+    plan.tracks.push_back(audio_plan(1).tracks[kMedia]);
+    plan.tracks.back().id = 8;
+    plan.tracks.back().extra_trak = edts({{7, 0}});
+    level(5);
+    OpenReader open(build_movie(plan), "rv");
+    EXPECT_EQ(seek(*open.reader, 260, 0x20001).frame, 4U);
+    const std::string all = lines(), time_row = "Advancing to next STTS Entry (count=2, delta=9000).";
+    for (const std::string& line : std::vector<std::string>{
+             "DBG: VideoNTS: 45000  In 3gp file: 500  timescale_mvhd: 1000  ClockFreq: 90000\n",
+             "DBG: AudioNTS: 500  In 3gp file: 500  timescale_mvhd: 1000  ClockFreq: 1000\n",
+             "ConvertMdhdTimeToSample - " + time_row, "(offset=5400, sample=4).",
+             "GetSyncSample - Track does not contain STSS Box.",
+             "GetTimestampInMs - Advancing to next STSS Entry (count=2, delta=9000).",
+             "CalcHintOffset - All hint samples are same size (size=32)."})
+        EXPECT_NE(all.find(line), std::string::npos) << line << " in " << all;
+}
+
 // How many lines of a text were written, and how many that say that there are more.
 std::pair<long, long> lines_of(const std::string& text) {
     const auto holding = [](const std::string& part) {

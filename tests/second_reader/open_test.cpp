@@ -127,6 +127,8 @@ std::vector<Refusal> refusals() {
          with_word(audio_plan(3), "stsz", 1, 16, 0x7FFFFFF0)},
         {"more_samples_than_bytes", "ra", 6, "Unable to allocate memory for sample offset table",
          with_word(constant, "stsz", 0, 12, 0xFFFFFFFF)},
+        {"one_sample_more_than_is_taken_unseen", "ra", 6, "Unable to allocate memory for sample offset table",
+         with_word(constant, "stsz", 0, 12, 65537)},
         {"more_hint_samples_than_bytes", "ra", 4, "The file has no room for 65537 hint samples",
          with_word(constant, "stsz", 1, 12, 65537)},
         {"frame_buffer_too_small", "rv", 2, "", sample("h263_hinted_pt34.3gp"), 91},

@@ -8,20 +8,6 @@
 namespace qlip_test {
 namespace {
 
-constexpr unsigned int kNone = 0xFFFFFFFF;  // media time of an empty edit
-
-struct Edit {
-    unsigned int duration, media_time;
-};
-
-Bytes edts(const std::vector<Edit>& edits) {
-    ByteWriter out;
-    out.u32(static_cast<unsigned int>(edits.size()));
-    for (const Edit& edit : edits)
-        out.u32(edit.duration).u32(edit.media_time).u16(1).u16(0);
-    return container("edts", {full_box("elst", out)});
-}
-
 struct DelayCase {
     const char* name;
     Bytes video_edts;
@@ -36,11 +22,16 @@ TEST(Properties, StartDelaysAreReadFromTheVideoTrackAndSharedOut) {
     for (const auto& [name, video_edts, audio_edts, status, video_nts, audio_nts] :
          {DelayCase{"none", {}, {}, 0, 0, 0},
           {"no_empty_edit", edts({{500, 0}}), {}, 0, 0, 0},
-          {"video_alone", edts({{500, kNone}, {9, kNone}}), {}, 0, 45000, 0},
-          {"first_empty_edit_of_several", edts({{1, 0}, {200, kNone}, {9, kNone}}), {}, 0, 18000, 0},
-          {"audio_is_only_looked_for", edts({{500, kNone}}), edts({{7, 0}}), 0, 45000 - 500, 0},
-          {"audio_without_list", edts({{500, kNone}}), container("edts", {}), 4, 45000, 0},
-          {"audio_list_and_none_of_the_video", {}, edts({{500, kNone}}), 0, 0, 0}}) {
+          {"video_alone", edts({{500, kEmptyEdit}, {9, kEmptyEdit}}), {}, 0, 45000, 0},
+          {"first_empty_edit_of_several",
+           edts({{1, 0}, {200, kEmptyEdit}, {9, kEmptyEdit}}),
+           {},
+           0,
+           18000,
+           0},
+          {"audio_is_only_looked_for", edts({{500, kEmptyEdit}}), edts({{7, 0}}), 0, 45000 - 500, 0},
+          {"audio_without_list", edts({{500, kEmptyEdit}}), container("edts", {}), 4, 45000, 0},
+          {"audio_list_and_none_of_the_video", {}, edts({{500, kEmptyEdit}}), 0, 0, 0}}) {
         SCOPED_TRACE(name);
         MoviePlan plan = video_plan(2);
         plan.moov_first = true;
@@ -102,8 +93,10 @@ TEST(Properties, FirstHintSampleWithoutAPacketSaysNothingOfPayloadType34) {
     EXPECT_EQ(slice(whole_stream(build_movie(plan), "rv"), 40, 6), hex("733236330000"));
 }
 
-TEST(Properties, Mpeg4CarriesItsConfigurationAndTheSampleEntrysSize) {
+TEST(Properties, ShowTheConfigurationAndTheSampleEntrysSize) {
     MoviePlan plan = video_plan(1);
+    EXPECT_EQ(slice(whole_stream(build_movie(plan), "rv"), 56, 20), words({176, 144, 8, 3, 20}));
+    EXPECT_EQ(slice(whole_stream(build_movie(audio_plan(3)), "ra"), 52, 4), words({60}));  // milliseconds
     const Bytes configuration = hex("000001b0 08 0102030405");
     plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 352, 288, esds(configuration));
     const Bytes header = whole_stream(build_movie(plan), "rv");

@@ -79,7 +79,7 @@ TEST(Seek, TakesTheLowestMediaSampleOfAnyConstructorAndNoOffsetWithoutOne) {
     MoviePlan plan = video_plan(9);
     plan.tracks[kHint].samples[2] = hint_sample({{.sequence = 3, .constructors = {hint_immediate({1, 2})}}});
     plan.tracks[kHint].samples[4] = hint_sample(
-        {{.constructors = {hint_no_data(), hint_immediate(Bytes(14, 2)), hint_sample_data(1, 7, 0)},
+        {{.constructors = {hint_no_data(), Bytes{9}, hint_immediate(Bytes(14, 2)), hint_sample_data(1, 7, 0)},
           .extra = Bytes(8, 2)},
          {.constructors = {hint_sample_data(1, 4, 0), hint_sample_data(1, 6, 0)}}});
     const Bytes file = build_movie(plan);

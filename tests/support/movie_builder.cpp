@@ -175,6 +175,14 @@ Bytes build_movie(const MoviePlan& plan) {
     return plan.moov_first ? join({ftyp, header, mdat}) : join({ftyp, mdat, header});
 }
 
+Bytes edts(const std::vector<std::pair<unsigned int, unsigned int>>& rows) {
+    ByteWriter out;
+    out.u32(static_cast<unsigned int>(rows.size()));
+    for (const auto& [duration, start] : rows)
+        out.u32(duration).u32(start).u32(0x10000);
+    return container("edts", {full_box("elst", out)});
+}
+
 Bytes damr(unsigned int frames_per_sample, unsigned int mode_set, unsigned int mode_change_period) {
     return box("damr",
                ByteWriter().text("VXYZ").u8(0).u16(mode_set).u8(mode_change_period).u8(frames_per_sample));

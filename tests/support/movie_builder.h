@@ -40,6 +40,10 @@ struct MoviePlan {
 // (interleaved).
 Bytes build_movie(const MoviePlan& plan);
 
+// An edit box: rows of duration, in the movie's time scale, and start in the media.
+constexpr unsigned int kEmptyEdit = 0xFFFFFFFF;
+Bytes edts(const std::vector<std::pair<unsigned int, unsigned int>>& rows);
+
 // Sample entries. A configuration box of {} is left out.
 Bytes damr(unsigned int frames_per_sample = 1, unsigned int mode_set = 0x81FF,
            unsigned int mode_change_period = 0);

@@ -160,10 +160,15 @@ class Boxes(Case):
 
     def test_composition_offsets_and_free_space_are_known(self):
         run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x64:rate=10", "-t", "0.5", "-c:v", "mpeg4",
-            "-bf", "2", self.path("b.mp4"))
+            "-bf", "2", "-metadata", "creation_time=2026-01-02T03:04:05Z", self.path("b.mp4"))
         shown = qlip("boxes", self.path("b.mp4"))[0].decode()
         self.assertRegex(shown, r"free  @\d+  \d+ bytes\n")
-        self.assertRegex(shown, r"ctts  @\d+  \d+ bytes\n +entries: \d+\n +first: {\"sample_count\":1,")
+        self.assertRegex(shown, r"ctts  @\d+  \d+ bytes\n +entries: 4\n +first: {\"sample_count\":1,.*\n +last: {\"sample_count\":1,")
+        self.assertIn("2026-01-02T03:04:05Z", shown)
+
+    def test_profiles_have_names(self):
+        for name, said in (("h264", b"Baseline profile, level 1.1"), ("h263", b"profile 0, level 10")):
+            self.assertIn(said, qlip("info", sample(name))[0])
 
     def test_depth_cuts_the_tree(self):
         top = qlip_json("boxes", sample("h264"), "--depth", "1")["boxes"]

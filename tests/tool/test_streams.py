@@ -129,14 +129,15 @@ class Manners(Case):
 
 class Terminal(Case):
     def test_progress_fits_the_terminal(self):
-        master, slave = pty.openpty()
-        self.addCleanup(os.close, master)
-        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", 24, 30, 0, 0))
-        subprocess.run([QLIP, "rtp", sample("h263"), "--speed", "4"], stderr=slave, stdout=subprocess.DEVNULL, check=True)
-        os.close(slave)
-        drawn = os.read(master, 1 << 16).decode().split("\r\033[K")
-        self.assertIn("%", drawn[1])
-        self.assertLess(max(map(len, drawn)), 30)
+        for width, line in ((30, r"^[^\[]*\d+% \d+/"), (100, r"\[#*\.*\] \d+% \d+/")):
+            master, slave = pty.openpty()
+            self.addCleanup(os.close, master)
+            fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", 24, width, 0, 0))
+            subprocess.run([QLIP, "rtp", sample("h263"), "--speed", "4"], stderr=slave, stdout=subprocess.DEVNULL, check=True)
+            os.close(slave)
+            drawn = os.read(master, 1 << 16).decode().split("\r\033[K")
+            self.assertRegex(drawn[1], line)
+            self.assertLess(max(map(len, drawn)), width)
 
 
 class H263(Case):
@@ -186,6 +187,7 @@ class H263(Case):
                 qlip("fragments", path, "--rfc", form, "--max-payload", "500", "-o", self.path("out"))
                 stream = parse_stream(self.read("out"))
                 self.assertEqual(stream.header[40:48].rstrip(b"\0").decode(), name)
+                self.assertEqual(struct.unpack_from("<II", stream.header, 56), (352, 288))
                 packets = [packet.payload for frame in stream.frames for packet in frame]
                 self.assertGreater(len(packets), len(stored) // 500)
                 listed = qlip_json("fragments", path, "--rfc", form, "--max-payload", "500", "--json")
