@@ -1,8 +1,8 @@
 // Reading bits, and the search for start codes.
 #include <climits>
-#include <memory>
 
 #include "tests/h263/walk_support.h"
+#include "tests/support/box_builder.h"
 
 namespace qlip_test {
 namespace {
@@ -17,39 +17,36 @@ struct Read {
     int before = 0;  // the flag ahead of the call
 };
 
-class BitsGet : public testing::TestWithParam<Read> {};
-
 // Six bytes: 10100101 00001111 11000011 01011010 11111111 00000001
-TEST_P(BitsGet, ReadsWithinTheDataOnly) {
-    const Read& read = GetParam();
-    const auto data = std::make_unique<unsigned char[]>(6);
-    std::copy_n("\xA5\x0F\xC3\x5A\xFF\x01", 6, data.get());
-    int err = read.before;
-    tbq_pos_t out{99, 9};
-    EXPECT_EQ(tbq_bits_get(data.get(), 6, &read.in, &out, read.count, &err), read.value);
-    EXPECT_EQ(out, read.out);
-    EXPECT_EQ(err, read.err);
+TEST(BitsGet, ReadsWithinTheDataOnly) {
+    const Read kReads[] = {{"first_bits", {0, 0}, 3, 5, {0, 3}, 0},
+                           {"inside_a_byte", {0, 2}, 4, 9, {0, 6}, 0},
+                           {"across_a_byte_in_order", {0, 5}, 6, 0b101000, {1, 3}, 0},
+                           {"sixteen_unaligned", {0, 4}, 16, 0x50FC, {2, 4}, 0},
+                           {"twenty_two_unaligned", {0, 7}, 22, 0x21F86B, {3, 5}, 0},
+                           {"thirty_two", {1, 0}, 32, 0x0FC35AFF, {5, 0}, 0},
+                           {"of_forty_the_last_thirty_two", {0, 4}, 40, 0xFC35AFF0, {5, 4}, 0},
+                           {"last_byte_whole", {5, 0}, 8, 1, {6, 0}, 0},
+                           {"nothing", {3, 2}, 0, 0, {3, 2}, 0},
+                           {"nothing_at_the_end", {6, 0}, 0, 0, {6, 0}, 0},
+                           {"one_bit_at_the_end", {6, 0}, 1, 0, {6, 0}, 1},
+                           {"three_of_two_bits", {5, 6}, 3, 0, {5, 6}, 1},
+                           {"beyond_the_end", {7, 0}, 1, 0, {7, 0}, 1},
+                           {"nothing_beyond_the_end", {6, 1}, 0, 0, {6, 1}, 1},
+                           {"position_that_wraps", {ULONG_MAX, 0}, 24, 0, {ULONG_MAX, 0}, 1},
+                           {"count_that_wraps", {0, 5}, ULONG_MAX - 2, 0, {0, 5}, 1},
+                           {"largest_count", {0, 0}, ULONG_MAX, 0, {0, 0}, 1},
+                           {"once_the_flag_is_set", {0, 3}, 4, 0, {0, 3}, 7, 7}};
+    Walker walker(hex("A50FC35AFF01"));
+    for (const Read& read : kReads) {
+        int err = read.before;
+        tbq_pos_t out{99, 9};
+        EXPECT_EQ(tbq_bits_get(walker.bytes.data(), 6, &read.in, &out, read.count, &err), read.value)
+            << read.name;
+        EXPECT_EQ(out, read.out) << read.name;
+        EXPECT_EQ(err, read.err) << read.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, BitsGet,
-    testing::Values(
-        Read{"first_bits", {0, 0}, 3, 5, {0, 3}, 0}, Read{"inside_a_byte", {0, 2}, 4, 9, {0, 6}, 0},
-        Read{"across_a_byte_in_order", {0, 5}, 6, 0b101000, {1, 3}, 0},
-        Read{"sixteen_unaligned", {0, 4}, 16, 0x50FC, {2, 4}, 0},
-        Read{"twenty_two_unaligned", {0, 7}, 22, 0x21F86B, {3, 5}, 0},
-        Read{"thirty_two", {1, 0}, 32, 0x0FC35AFF, {5, 0}, 0},
-        Read{"of_forty_the_last_thirty_two", {0, 4}, 40, 0xFC35AFF0, {5, 4}, 0},
-        Read{"last_byte_whole", {5, 0}, 8, 1, {6, 0}, 0}, Read{"nothing", {3, 2}, 0, 0, {3, 2}, 0},
-        Read{"nothing_at_the_end", {6, 0}, 0, 0, {6, 0}, 0},
-        Read{"one_bit_at_the_end", {6, 0}, 1, 0, {6, 0}, 1},
-        Read{"three_of_two_bits", {5, 6}, 3, 0, {5, 6}, 1}, Read{"beyond_the_end", {7, 0}, 1, 0, {7, 0}, 1},
-        Read{"nothing_beyond_the_end", {6, 1}, 0, 0, {6, 1}, 1},
-        Read{"position_that_wraps", {ULONG_MAX, 0}, 24, 0, {ULONG_MAX, 0}, 1},
-        Read{"count_that_wraps", {0, 5}, ULONG_MAX - 2, 0, {0, 5}, 1},
-        Read{"largest_count", {0, 0}, ULONG_MAX, 0, {0, 0}, 1},
-        Read{"once_the_flag_is_set", {0, 3}, 4, 0, {0, 3}, 7, 7}),
-    [](const auto& test) { return test.param.name; });
 
 struct Search {
     const char* name;
@@ -90,25 +87,22 @@ const Search kSearches[] = {
 };
 // clang-format on
 
-class BoundarySearch : public testing::TestWithParam<Search> {};
-
-TEST_P(BoundarySearch, FindsTheFirstStartCode) {
-    const Search& search = GetParam();
-    Walker walker(search.bytes);
-    walker.pos = search.in;
-    walker.state.picture.ss = search.ss;
-    walker.state.picture.first_segment = 1;
-    walker.state.verbose = 1;
-    tbq_boundary_t kind{};
-    EXPECT_EQ(printed_by([&] { kind = walker.call(tbq_boundary_next); }), search.printed);
-    EXPECT_EQ(kind, search.kind);
-    EXPECT_EQ(walker.pos, search.out);
-    EXPECT_EQ(walker.err, kind == TBQ_BOUNDARY_NONE ? 1 : 0);
-    EXPECT_EQ(walker.state.picture.first_segment, kind == TBQ_BOUNDARY_NONE ? 1U : 0U);
+TEST(Boundary, IsTheFirstStartCode) {
+    for (const Search& search : kSearches) {
+        SCOPED_TRACE(search.name);
+        Walker walker(search.bytes);
+        walker.pos = search.in;
+        walker.state.picture.ss = search.ss;
+        walker.state.picture.first_segment = 1;
+        walker.state.verbose = 1;
+        tbq_boundary_t kind{};
+        EXPECT_EQ(printed_by([&] { kind = walker.call(tbq_boundary_next); }), search.printed);
+        EXPECT_EQ(kind, search.kind);
+        EXPECT_EQ(walker.pos, search.out);
+        EXPECT_EQ(walker.err, kind == TBQ_BOUNDARY_NONE ? 1 : 0);
+        EXPECT_EQ(walker.state.picture.first_segment, kind == TBQ_BOUNDARY_NONE ? 1U : 0U);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Bytes, BoundarySearch, testing::ValuesIn(kSearches),
-                         [](const auto& test) { return test.param.name; });
 
 TEST(Boundary, TraceLeavesTheKindBlank) {
     Walker walker({1, 0, 0, 0x90});

@@ -1,4 +1,4 @@
-#include <map>
+#include <algorithm>
 #include <set>
 #include <span>
 #include <string>
@@ -63,22 +63,20 @@ std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
     return out << "value " << outcome.value << " bits " << outcome.consumed << " err " << outcome.err;
 }
 
-// The search bit by bit, against code words held as text: `window` are the next bits, of which `available`
-// are there.
-Outcome search(const Operation& operation, const std::map<std::string, unsigned>& words, unsigned window,
-               unsigned available) {
-    std::string seen;
-    for (unsigned i = 0; i < operation.width; ++i) {
-        if (i == available) {
-            const std::string filled = seen + std::string(operation.width - i, '0');
-            for (const auto& [word, value] : words) {
-                if (word + std::string(operation.width - word.size(), '0') == filled) return {value, 0, 1};
-            }
-            return {0, 0, 1};
-        }
-        seen += (window >> (operation.width - 1 - i) & 1) != 0 ? '1' : '0';
-        if (const auto found = words.find(seen); found != words.end()) return {found->second, i + 1, 0};
+// The search bit by bit: `window` are the next bits, of which `available` are there. Bits behind the end of
+// the data count as 0, and the word is not consumed.
+Outcome search(const Operation& operation, unsigned window, unsigned available) {
+    std::string bits;
+    for (unsigned i = operation.width; i-- > 0;)
+        bits += (window >> i & 1) != 0 ? '1' : '0';
+    std::fill(bits.begin() + available, bits.end(), '0');
+    for (const Code& code : operation.codes) {
+        const auto size = static_cast<unsigned>(code.word.size());
+        if (!bits.starts_with(code.word)) continue;
+        if (size <= available) return {code.value, size, 0};
+        if (bits.find('1', size) == std::string::npos) return {code.value, 0, 1};
     }
+    if (available < operation.width) return {0, 0, 1};
     return {operation.none, operation.width, 0};
 }
 
@@ -100,21 +98,13 @@ Outcome run(const Operation& operation, Walker walker) {
             walker.err};
 }
 
-class CodeWords : public testing::TestWithParam<Operation> {
-  protected:
-    CodeWords() {
-        for (const Code& code : GetParam().codes)
-            words_[std::string(code.word)] = code.value;
-    }
-
-    std::map<std::string, unsigned> words_;
-};
+class CodeWords : public testing::TestWithParam<Operation> {};
 
 TEST_P(CodeWords, EveryWindowCutByTheEndOfTheDataReadsAsInASearchBitByBit) {
     const Operation& operation = GetParam();
     const auto check = [&](unsigned window, unsigned start, unsigned size, unsigned available) {
         ASSERT_EQ(run(operation, walker_at(start, operation.width, window, size)),
-                  search(operation, words_, window, available))
+                  search(operation, window, available))
             << "window " << window << " at bit " << start << ", of which " << available << " bits are there";
     };
     for (unsigned window = 0; window < 1U << operation.width; ++window) {
@@ -137,31 +127,29 @@ TEST_P(CodeWords, AWordInNoTableIsPassedOverAtFullWidthWithADiagnostic) {
 INSTANTIATE_TEST_SUITE_P(Tables, CodeWords, testing::ValuesIn(kOperations),
                          [](const auto& test) { return test.param.name; });
 
-struct Row {
-    size_t operation;
-    const char* word;
-    unsigned value;
-};
-
 TEST_P(CodeWords, EachHasAValueOfItsOwn) {
     std::set<unsigned> values;
-    for (const auto& [word, value] : words_)
-        EXPECT_TRUE(values.insert(value).second) << word;
+    for (const Code& code : GetParam().codes)
+        EXPECT_TRUE(values.insert(code.value).second) << code.word;
 }
 
 // Rows looked up in ITU-T H.263 by hand.
 TEST(CodeWordRows, ReadAsInTheStandard) {
     // clang-format off
-    const Row rows[] = {
+    const struct {
+        size_t operation;
+        const char* word;
+        unsigned value;
+    } kRows[] = {
         {0, "1", 0}, {0, "00011", 12}, {0, "000100", 16}, {0, "000000001", 255}, {0, "00000000010", 20},
         {0, "0000000001111", 23}, {1, "1", 12}, {1, "0001", 16}, {1, "000000001", 255}, {2, "11", 15},
         {2, "0011", 0}, {3, "1", 32}, {3, "0000000000101", 0}, {3, "0000000000110", 63}, {4, "10", 0},
         {4, "0111", 58}, {4, "000001011111", 101}, {4, "0000011", 102}};
     // clang-format on
-    for (const Row& row : rows) {
-        Walker walker(BitWriter().bits(row.word).number(~0UL, 32).bytes());
-        EXPECT_EQ(kOperations[row.operation].run(walker), row.value) << row.word;
-        EXPECT_EQ(walker.pos, bit_position(std::string_view(row.word).size())) << row.word;
+    for (const auto& [operation, word, value] : kRows) {
+        Walker walker(BitWriter().bits(word).number(~0UL, 32).bytes());
+        EXPECT_EQ(kOperations[operation].run(walker), value) << word;
+        EXPECT_EQ(walker.pos, bit_position(std::string_view(word).size())) << word;
     }
 }
 

@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "qlip/h263_isoff.h"
 #include "tests/h263/walk_support.h"
 
@@ -15,26 +13,6 @@ struct Scan {
     int offset;
     int width, height, tr, plusptype, source_format, frame_type;
 };
-
-class Config : public testing::TestWithParam<Scan> {};
-
-TEST_P(Config, ComesFromTheFirstUsablePicture) {
-    const Scan& scan = GetParam();
-    const auto data = std::make_unique<unsigned char[]>(scan.bytes.size());
-    std::copy(scan.bytes.begin(), scan.bytes.end(), data.get());
-    H263VCFG config = kBefore;
-    EXPECT_EQ(h263_get_config(data.get(), static_cast<int>(scan.bytes.size()), &config), scan.offset);
-    EXPECT_EQ(config.width, scan.width);
-    EXPECT_EQ(config.height, scan.height);
-    EXPECT_EQ(config.tr, scan.tr);
-    EXPECT_EQ(config.plusptype, scan.plusptype);
-    EXPECT_EQ(config.source_format, scan.source_format);
-    EXPECT_EQ(config.frame_type, scan.frame_type);
-    const int type = scan.frame_type == kBefore.frame_type ? 0 : scan.frame_type;
-    EXPECT_EQ(h263_get_frame_type(data.get(), static_cast<int>(scan.bytes.size())),
-              scan.offset < 0 ? -1 : type);
-    EXPECT_EQ(config.timescale + config.profile + config.level, 76 + 78 + 79);
-}
 
 // clang-format off
 const Scan kScans[] = {
@@ -58,8 +36,25 @@ const Scan kScans[] = {
 };
 // clang-format on
 
-INSTANTIATE_TEST_SUITE_P(Pictures, Config, testing::ValuesIn(kScans),
-                         [](const auto& test) { return test.param.name; });
+TEST(Config, ComesFromTheFirstUsablePicture) {
+    for (const Scan& scan : kScans) {
+        SCOPED_TRACE(scan.name);
+        Walker data(scan.bytes);
+        H263VCFG config = kBefore;
+        EXPECT_EQ(h263_get_config(data.bytes.data(), static_cast<int>(scan.bytes.size()), &config),
+                  scan.offset);
+        EXPECT_EQ(config.width, scan.width);
+        EXPECT_EQ(config.height, scan.height);
+        EXPECT_EQ(config.tr, scan.tr);
+        EXPECT_EQ(config.plusptype, scan.plusptype);
+        EXPECT_EQ(config.source_format, scan.source_format);
+        EXPECT_EQ(config.frame_type, scan.frame_type);
+        const int type = scan.frame_type == kBefore.frame_type ? 0 : scan.frame_type;
+        EXPECT_EQ(h263_get_frame_type(data.bytes.data(), static_cast<int>(scan.bytes.size())),
+                  scan.offset < 0 ? -1 : type);
+        EXPECT_EQ(config.timescale + config.profile + config.level, 76 + 78 + 79);
+    }
+}
 
 // What of the configuration reaches the file is compared byte for byte where files are written.
 TEST(Track, IsChargedForItsBoxesAndLimitedInTime) {

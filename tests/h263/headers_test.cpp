@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "tests/h263/walk_support.h"
 
 namespace qlip_test {
@@ -76,35 +78,29 @@ std::string numbers_of(std::string printed) {
     return printed;
 }
 
-class PictureHeader : public testing::TestWithParam<Header> {};
-
-// The start code is taken on trust.
-TEST_P(PictureHeader, IsReadToItsLastBit) {
-    const Header& header = GetParam();
-    const BitWriter writer = BitWriter().bits("10110").number(0x3FFFFF, 22).bits(header.bits);
-    Walker walker(writer.bytes());
-    walker.pos = {0, 5};
-    walker.state.verbose = 1;
-    walker.state.gob.gquant = walker.state.slice.squant = walker.state.mb.cbpy = 9;
-    const std::string printed = printed_by([&] { walker.call(tbq_picture_header_parse); });
-    EXPECT_EQ(walker.err, 0);
-    EXPECT_EQ(walker.pos, bit_position(writer.count()));
-    EXPECT_EQ(walker.state.picture.tr, 5U);
-    EXPECT_EQ(walker.state.picture.valid + walker.state.picture.first_segment, 2U);
-    EXPECT_EQ(fields_of(walker.state.picture), header.fields);
-    EXPECT_EQ(walker.state.gob.gquant + walker.state.slice.squant + walker.state.mb.cbpy, 0U);
-    EXPECT_EQ(numbers_of(printed), header.diagnostics);
+// The start code is taken on trust. Cut anywhere, a header consumes nothing and is not counted.
+TEST(PictureHeader, IsReadToItsLastBit) {
+    for (const Header& header : kHeaders) {
+        SCOPED_TRACE(header.name);
+        const BitWriter writer = BitWriter().bits("10110").number(0x3FFFFF, 22).bits(header.bits);
+        Walker walker(writer.bytes());
+        walker.pos = {0, 5};
+        walker.state.verbose = 1;
+        walker.state.gob.gquant = walker.state.slice.squant = walker.state.mb.cbpy = 9;
+        const std::string printed = printed_by([&] { walker.call(tbq_picture_header_parse); });
+        EXPECT_EQ(walker.err, 0);
+        EXPECT_EQ(walker.pos, bit_position(writer.count()));
+        EXPECT_EQ(walker.state.picture.tr, 5U);
+        EXPECT_EQ(walker.state.picture.valid + walker.state.picture.first_segment, 2U);
+        EXPECT_EQ(fields_of(walker.state.picture), header.fields);
+        EXPECT_EQ(walker.state.gob.gquant + walker.state.slice.squant + walker.state.mb.cbpy, 0U);
+        EXPECT_EQ(numbers_of(printed), header.diagnostics);
+        at_every_cut(std::string(kStartCode) + header.bits, [](Walker& cut) {
+            cut.call(tbq_picture_header_parse);
+            EXPECT_EQ(cut.state.picture.valid + cut.state.picture_number, 0U);
+        });
+    }
 }
-
-TEST_P(PictureHeader, CutAnywhereConsumesNothingAndIsNotCounted) {
-    at_every_cut(std::string(kStartCode) + GetParam().bits, [](Walker& walker) {
-        walker.call(tbq_picture_header_parse);
-        EXPECT_EQ(walker.state.picture.valid + walker.state.picture_number, 0U);
-    });
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, PictureHeader, testing::ValuesIn(kHeaders),
-                         [](const auto& test) { return test.param.name; });
 
 TEST(PictureHeaderState, SssOutlivesThePictureAndNothingElseDoes) {
     const Header& with_slices = kHeaders[4];
@@ -136,11 +132,8 @@ struct Mode {
 };
 
 void set_mode(tbq_picture_info_t& picture, const Mode& mode) {
-    picture.first_segment = mode.first_segment;
-    picture.source_format = mode.source_format;
-    picture.cpm = mode.cpm;
-    picture.ss = mode.ss;
-    picture.sss = mode.sss;
+    std::tie(picture.first_segment, picture.source_format, picture.cpm, picture.ss, picture.sss) =
+        std::tie(mode.first_segment, mode.source_format, mode.cpm, mode.ss, mode.sss);
 }
 
 struct Segment {
@@ -183,37 +176,30 @@ const Segment kSegments[] = {
 };
 // clang-format on
 
-class SegmentHeader : public testing::TestWithParam<Segment> {};
-
-TEST_P(SegmentHeader, IsReadByTheModeOfThePicture) {
-    const Segment& segment = GetParam();
-    Walker walker(BitWriter().bits(segment.bits).number(0, 32).bytes());
-    set_mode(walker.state.picture, segment.mode);
-    walker.state.base_offset = 0x1000;
-    walker.state.gob.mb_count = walker.state.mb.cbpy = 5;
-    walker.state.verbose = 1;
-    EXPECT_EQ(printed_by([&] { walker.call(tbq_segment_header_parse); }), segment.printed);
-    EXPECT_EQ(walker.pos, bit_position(segment.consumed));
-    EXPECT_EQ(walker.err, 0);
-    const bool gob_header = segment.mode.ss == 0 && segment.consumed != 0;
-    EXPECT_EQ(walker.state.gob.mb_count, gob_header ? 0U : 5U);
-    EXPECT_EQ(walker.state.mb.cbpy, segment.consumed != 0 ? 0U : 5U);
-    EXPECT_EQ(walker.state.picture.first_segment, segment.consumed != 0 ? 0U : 1U);
-}
-
-TEST_P(SegmentHeader, CutAnywhereConsumesNothing) {
-    const Segment& segment = GetParam();
-    if (segment.consumed == 0) return;
-    at_every_cut(segment.bits, [&](Walker& walker) {
+TEST(SegmentHeader, IsReadByTheModeOfThePicture) {
+    for (const Segment& segment : kSegments) {
+        SCOPED_TRACE(segment.name);
+        Walker walker(BitWriter().bits(segment.bits).number(0, 32).bytes());
         set_mode(walker.state.picture, segment.mode);
-        walker.call(tbq_segment_header_parse);
-        EXPECT_EQ(walker.state.gob.valid + walker.state.slice.valid, 0U);
-        EXPECT_EQ(walker.state.picture.first_segment, segment.mode.first_segment);
-    });
+        walker.state.base_offset = 0x1000;
+        walker.state.gob.mb_count = walker.state.mb.cbpy = 5;
+        walker.state.verbose = 1;
+        EXPECT_EQ(printed_by([&] { walker.call(tbq_segment_header_parse); }), segment.printed);
+        EXPECT_EQ(walker.pos, bit_position(segment.consumed));
+        EXPECT_EQ(walker.err, 0);
+        const bool read = segment.consumed != 0;
+        EXPECT_EQ(walker.state.gob.mb_count, segment.mode.ss == 0 && read ? 0U : 5U);
+        EXPECT_EQ(walker.state.mb.cbpy, read ? 0U : 5U);
+        EXPECT_EQ(walker.state.picture.first_segment, read ? 0U : 1U);
+        if (!read) continue;
+        at_every_cut(segment.bits, [&](Walker& cut) {
+            set_mode(cut.state.picture, segment.mode);
+            cut.call(tbq_segment_header_parse);
+            EXPECT_EQ(cut.state.gob.valid + cut.state.slice.valid, 0U);
+            EXPECT_EQ(cut.state.picture.first_segment, segment.mode.first_segment);
+        });
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, SegmentHeader, testing::ValuesIn(kSegments),
-                         [](const auto& test) { return test.param.name; });
 
 // A field that the data's end cuts off reads as 0, and these two tell of that.
 TEST(Diagnostics, OfTheOpptypeMarkerAndTheSliceAddressComeOfMissingDataToo) {
