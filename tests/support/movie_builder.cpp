@@ -63,13 +63,14 @@ Bytes stsc(const TrackPlan& track) {
     return table("stsc", rows.size() / 3, rows);
 }
 
+constexpr unsigned int kCreated = 0x11223344, kModified = 0x55667788;
 constexpr unsigned int kUnityMatrix[9] = {0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x40000000};
 
 Bytes tkhd(const TrackPlan& track, unsigned int movie_timescale) {
     ByteWriter out;
     const unsigned int duration = static_cast<unsigned int>(uint64_t{duration_of(track)} * movie_timescale /
                                                             std::max(track.timescale, 1U));
-    out.u32(0).u32(0).u32(track.id).u32(0).u32(duration).zeros(8).u16(0).u16(0).u16(0).u16(0);
+    out.u32(kCreated).u32(kModified).u32(track.id).u32(0).u32(duration).zeros(8).u16(0).u16(0).u16(0).u16(0);
     for (const unsigned int word : kUnityMatrix)
         out.u32(word);
     out.u32(track.width << 16).u32(track.height << 16);
@@ -91,8 +92,13 @@ Bytes trak(const TrackPlan& track, const std::vector<unsigned int>& offsets, uns
                            track.sync.empty() ? Bytes{} : table("stss", track.sync.size(), track.sync)});
     const Bytes dinf =
         container("dinf", {full_box("dref", ByteWriter().u32(1).raw(full_box("url ", {}, 0, 1)))});
-    const Bytes mdhd = full_box(
-        "mdhd", ByteWriter().u32(0).u32(0).u32(track.timescale).u32(duration_of(track)).u16(0x55C4).u16(0));
+    const Bytes mdhd = full_box("mdhd", ByteWriter()
+                                            .u32(kCreated)
+                                            .u32(kModified)
+                                            .u32(track.timescale)
+                                            .u32(duration_of(track))
+                                            .u16(0x55C4)
+                                            .u16(0));
     const Bytes hdlr = full_box("hdlr", ByteWriter().u32(0).text(track.handler).zeros(12).u8(0));
     const Bytes minf = container("minf", {media_header(track), dinf, track.extra_minf, stbl});
     const Bytes tref = track.hint_reference == 0
@@ -109,7 +115,7 @@ Bytes mvhd(const MoviePlan& plan) {
             std::max(longest, uint64_t{duration_of(track)} * plan.timescale / std::max(track.timescale, 1U));
     }
     ByteWriter out;
-    out.u32(0).u32(0).u32(plan.timescale).u32(static_cast<unsigned int>(longest));
+    out.u32(kCreated).u32(kModified).u32(plan.timescale).u32(static_cast<unsigned int>(longest));
     out.u32(0x10000).u16(0x100).zeros(10);
     for (const unsigned int word : kUnityMatrix)
         out.u32(word);

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "common/byte_order.h"
 #include "iso/write/put.h"
 #include "tests/iso/opened_file.h"
 #include "tests/iso/write/writer_fixture.h"
@@ -107,7 +109,7 @@ TEST_F(BoxWriterTest, UserDataAndLinksHoldWhatThereIs) {
 }
 
 // What is read here by way of the tests of the reading side.
-TEST(BoxWriter, PutsWhatWasReadAsItStood) {
+TEST_F(BoxWriterTest, PutsWhatWasReadAsItStood) {
     OpenedFile f(moov_file({trak(
         {kHintReference, kEdits,
          container("mdia",
@@ -123,6 +125,51 @@ TEST(BoxWriter, PutsWhatWasReadAsItStood) {
     std::strcpy(f.track()->handler, "hint");
     EXPECT_EQ(slice(stored<iso_track>(w_minf, f.track()), 8, 28), full_box("hmhd", Bytes(16)));
     EXPECT_EQ(slice(stored<iso_track>(w_tkhd, f.track()), 8, 4), Bytes(4)) << "a hint track is not enabled";
+}
+
+// The first box of a type.
+Bytes box_in(const Bytes& file, std::string_view type) {
+    const auto at = std::search(file.begin(), file.end(), type.begin(), type.end()) - 4;
+    return {at, at + qlip::load_be32(&*at)};
+}
+
+TEST_F(BoxWriterTest, PutsTheBoxesOfAWholeFileAsTheyStood) {
+    const auto parameter_sets = avcC(4, {hex("6742E01E")}, {hex("68CE"), hex("68")});
+    for (const Bytes& entry :
+         {samr_entry(damr(4, 0x80FF, 1)), sawb_entry(damr(2)), visual_entry("s263", 352, 288, d263(20, 3)),
+          visual_entry("avc1", 352, 288, parameter_sets)}) {
+        const std::string type(entry.begin() + 4, entry.begin() + 8);
+        const bool video = type == "s263" || type == "avc1";
+        const TrackPlan plan = {.handler = video ? "vide" : "soun",
+                                .id = 7,
+                                .timescale = type == "sawb" ? 16000U : 8000U,
+                                .samples = {Bytes(9, 9)},
+                                .delta = 640,
+                                .width = 352,
+                                .height = 288,
+                                .sample_entry = entry};
+        const Bytes source = build_movie({.tracks = {plan}});
+        OpenedFile f(source);
+        f.track()->default_delta = 640;
+        const iso_track* fresh = movie.add_h263();  // has what the reading side leaves out
+        f.track()->h_resolution = fresh->h_resolution;
+        f.track()->v_resolution = fresh->v_resolution;
+        f.track()->depth = fresh->depth;
+        const std::pair<std::string, int (*)(int, iso_track*, unsigned char*)> kCases[] = {
+            {"tkhd", w_tkhd}, {"mdhd", w_mdhd}, {"smhd", w_smhd},
+            {"vmhd", w_vmhd}, {"dinf", w_dinf}, {type, w_sampleEntry}};
+        for (const auto& [name, writer] : kCases) {
+            if (name == (video ? "smhd" : "vmhd")) continue;
+            EXPECT_EQ(stored<iso_track>(writer, f.track()), box_in(source, name)) << type << name;
+        }
+        EXPECT_EQ(stored<iso_file>(w_mvhd, f.file), box_in(source, "mvhd"));
+        EXPECT_EQ(
+            stored<iso_track>(w_hdlr, f.track()),
+            full_box("hdlr", ByteWriter().u32(0).text(plan.handler).zeros(12).text(plan.handler).u8(0)));
+        if (type != "avc1") continue;
+        f.track()->dsi_size = 0;  // as of a writer that was given the sets
+        EXPECT_EQ(stored<iso_track>(w_avcC, f.track()), parameter_sets);
+    }
 }
 
 }  // namespace

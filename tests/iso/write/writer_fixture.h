@@ -1,4 +1,4 @@
-// A file being written into memory, and the boxes that are expected of it.
+// A file being written into memory, and what it holds.
 #pragma once
 
 #include <string>
@@ -9,8 +9,6 @@
 #include "tests/support/memory_file.h"
 
 namespace qlip_test {
-
-inline constexpr unsigned int kCreated = 0x11223344;
 
 class WriterFixture {
   public:
@@ -37,18 +35,6 @@ class WriterFixture {
   private:
     MemoryHost nothing_;
 };
-
-// The moov boxes of the two kinds of track above, with constant durations.
-struct ExpectedTrack {
-    unsigned int samples = 0;
-    Bytes stsz;  // payload behind version and flags
-    std::vector<unsigned int> offsets;
-};
-
-Bytes expected_ftyp();
-Bytes expected_mvhd(unsigned int duration, unsigned int next_track_id);
-Bytes expected_amr_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected);
-Bytes expected_h263_trak(unsigned int id, unsigned int movie_duration, const ExpectedTrack& expected);
 
 // The samples of a track from its cursor on. Each is checked to lie inside the file.
 std::vector<Bytes> samples_of(iso_track* track);
