@@ -1,129 +1,56 @@
-// Streaming and opening through C3gpInterface, each beside a floor: the same callbacks, and the bytes of each
-// frame copied twice (into the frame buffer, and to the caller), with no logic in between.
+// Streaming and opening through C3gpInterface, each beside a floor, and the memory that opening takes.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
-#include <cstring>
 #include <fstream>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "bench/bench_host.h"
-#include "bench/bench_movies.h"
+#include "bench/second_reading.h"
 #include "common/byte_order.h"
 #include "qlip/c3gpinterface.h"
 
 namespace qlip_bench {
 namespace {
 
-constexpr unsigned int kFrameRoom = 4096;
 constexpr size_t kMillion = 1000000;
 
-const Bytes& movie(Content content, size_t samples) {
-    static std::map<std::pair<Content, size_t>, Bytes> movies;
-    auto& bytes = movies[{content, samples}];
-    if (bytes.empty()) bytes = make_movie(content, samples);
-    return bytes;
-}
-
-const char* mode_of(Content content) {
-    return is_audio(content) ? "ra" : "rv";
-}
-
-// An open reader whose stream stands behind the header.
-class Session {
-  public:
-    Session(const Bytes& bytes, Content content, bool indexed) : host(bytes), indexed_(indexed) {
-        reader_.Open(host.record(), mode_of(content));
-        unsigned char header[24];
-        read(header, sizeof header);
-        std::vector<unsigned char> rest(qlip::load_le32(header + 8) - sizeof header);
-        read(rest.data(), static_cast<unsigned int>(rest.size()));
-    }
-
-    bool read(unsigned char* to, unsigned int size) {
-        return reader_.ReadChunk(to, &size, indexed_) == QLIP_SUCCESS;
-    }
-
-    // One frame, by the size in its first word. Result: that size, 0 at the end.
-    unsigned int read_frame(unsigned char* to) {
-        if (!read(to, 4)) return 0;
-        const unsigned int size = qlip::load_le32(to);
-        return read(to + 4, size - 4) ? size : 0;
-    }
-
-    BenchHost host;
-
-  private:
-    C3gpInterface reader_{kFrameRoom};
-    bool indexed_;
-};
-
-struct Step {
-    std::vector<BenchHost::Call> calls;
-    unsigned int length;
-};
-
-std::vector<Step> record_steps(Content content, bool indexed) {
-    Session session(movie(content, 1000), content, indexed);
-    std::vector<unsigned char> frame(kFrameRoom);
-    std::vector<Step> steps(20);
-    for (Step& step : steps) {
-        session.host.calls = &step.calls;
-        step.length = session.read_frame(frame.data());
-    }
-    return steps;
-}
-
-void count_frames(benchmark::State& state, int64_t frames, int64_t bytes) {
-    state.SetItemsProcessed(frames);
-    state.SetBytesProcessed(bytes);
+void count_frames(benchmark::State& state, Taken taken) {
+    if (taken.frames == 0) state.SkipWithError("nothing was read");
+    state.SetItemsProcessed(taken.frames);
+    state.SetBytesProcessed(taken.bytes);
 }
 
 void BM_floor(benchmark::State& state, Content content, bool indexed) {
-    const std::vector<Step> steps = record_steps(content, indexed);
-    BenchHost host(movie(content, 1000));
-    std::vector<unsigned char> sample(kFrameRoom), frame(kFrameRoom), caller(kFrameRoom);
-    int64_t frames = 0;
-    int64_t bytes = 0;
+    const Bytes& movie = hinted_movie(content, 1000);
+    const HintedRecording recording(movie, content, indexed);
+    BenchHost host(movie);
+    Taken all;
     for (auto _ : state) {
-        for (const Step& step : steps) {
-            for (const BenchHost::Call& call : step.calls)
-                host.play(call, sample.data());
-            std::memcpy(frame.data(), sample.data(), step.length);
-            benchmark::ClobberMemory();
-            std::memcpy(caller.data(), frame.data(), step.length);
-            benchmark::ClobberMemory();
-            bytes += step.length;
-        }
-        frames += static_cast<int64_t>(steps.size());
+        const Taken taken = read_floor(recording, host);
+        all.frames += taken.frames;
+        all.bytes += taken.bytes;
     }
-    count_frames(state, frames, bytes);
+    count_frames(state, all);
 }
 
 void BM_library(benchmark::State& state, Content content, bool indexed) {
-    const Bytes& file = movie(content, static_cast<size_t>(state.range(0)));
-    std::vector<unsigned char> frame(kFrameRoom);
-    int64_t frames = 0;
-    int64_t bytes = 0;
+    const Bytes& movie = hinted_movie(content, static_cast<size_t>(state.range(0)));
+    Taken all;
     for (auto _ : state) {
         state.PauseTiming();
         {
-            Session session(file, content, indexed);
+            HintedSession session(movie, content, indexed);
             state.ResumeTiming();
-            while (const unsigned int size = session.read_frame(frame.data())) {
-                ++frames;
-                bytes += size;
-            }
+            const Taken taken = read_library(session);
             state.PauseTiming();
+            all.frames += taken.frames;
+            all.bytes += taken.bytes;
         }
         state.ResumeTiming();
     }
-    if (frames == 0) state.SkipWithError("nothing was read");
-    count_frames(state, frames, bytes);
+    count_frames(state, all);
 }
 
 // moov stands behind ftyp.
@@ -132,7 +59,7 @@ unsigned int moov_size(const Bytes& file) {
 }
 
 void BM_open_floor(benchmark::State& state) {
-    const Bytes& file = movie(Content::AmrHinted, kMillion);
+    const Bytes& file = hinted_movie(Content::AmrHinted, kMillion);
     const unsigned int size = moov_size(file);
     BenchHost host(file);
     for (auto _ : state) {
@@ -147,7 +74,7 @@ void BM_open_floor(benchmark::State& state) {
 }
 
 void BM_open(benchmark::State& state) {
-    const Bytes& file = movie(Content::AmrHinted, kMillion);
+    const Bytes& file = hinted_movie(Content::AmrHinted, kMillion);
     BenchHost host(file);
     for (auto _ : state) {
         C3gpInterface reader(kFrameRoom);
@@ -175,7 +102,7 @@ double in_use() {
 
 // Memory by bytes of moov: the most while the tree of boxes stands, and what stays for streaming.
 void BM_memory(benchmark::State& state) {
-    const Bytes& file = movie(Content::AmrHinted, kMillion);
+    const Bytes& file = hinted_movie(Content::AmrHinted, kMillion);
     for (auto _ : state) {
         BenchHost host(file);
         C3gpInterface reader(kFrameRoom);

@@ -86,9 +86,7 @@ LimitedCallbacks::LimitedCallbacks(HostIo* host, const qlip_limits& limits)
     }
 }
 
-LimitedCallbacks* LimitedCallbacks::of(HostIo* io) {
-    return io && io->GetOffset == LimitedSlots::get_offset ? static_cast<LimitedCallbacks*>(io) : nullptr;
-}
+constinit const decltype(HostIo::GetOffset) LimitedCallbacks::kMark = LimitedSlots::get_offset;
 
 bool LimitedCallbacks::take_box() {
     return keeps(++boxes_, limits_.boxes, "boxes");

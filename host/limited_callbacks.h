@@ -28,7 +28,9 @@ class LimitedCallbacks : public HostIo {
     LimitedCallbacks& operator=(const LimitedCallbacks&) = delete;
 
     // Null for a record without limits.
-    static LimitedCallbacks* of(HostIo* io);
+    static LimitedCallbacks* of(HostIo* io) {
+        return io && io->GetOffset == kMark ? static_cast<LimitedCallbacks*>(io) : nullptr;
+    }
 
     HostIo* host() const { return host_; }
 
@@ -47,6 +49,7 @@ class LimitedCallbacks : public HostIo {
     friend struct LimitedSlots;
 
     static constexpr uint64_t kNone = UINT64_MAX;
+    static const decltype(HostIo::GetOffset) kMark;  // the slot that no other record has
 
     bool keeps(uint64_t count, uint64_t limit, const char* what);
     void take_step();

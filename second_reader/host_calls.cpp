@@ -28,11 +28,14 @@ void C3gpInterface::IOFileStreamRead(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& pIO
     *pnRead = std::min(*pnRead, nBytes);
     const unsigned int outcome = converted(pIO, m_uIOStatus);
     if (outcome == QLIP_SUCCESS) return;
-    if (std::find(std::begin(kWaitStatuses), std::end(kWaitStatuses), outcome) != std::end(kWaitStatuses)) {
-        m_uStatus = QLIP_NOT_AVAILABLE_YET;
-        *pnRead = 0;
-        return;
-    }
+    if (std::find(std::begin(kWaitStatuses), std::end(kWaitStatuses), outcome) == std::end(kWaitStatuses))
+        FailRead(pIO, pData, nBytes, uOffset);
+    m_uStatus = QLIP_NOT_AVAILABLE_YET;
+    *pnRead = 0;
+}
+
+void C3gpInterface::FailRead(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, const unsigned char* pData,
+                             unsigned int nBytes, unsigned int uOffset) {
     m_uStatus = QLIP_IO_CALLBACK_FAILED;
     throw SimpleException(
         kReaderPath, __LINE__,
@@ -45,6 +48,10 @@ void C3gpInterface::IOFileStreamAdvance(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& 
     if (!m_bIndexedRead) return qlip::seek_to(pIO, uOffset);
     m_uIOStatus = pIO->AdvanceRead(pIO->pUserContext, uOffset);
     if (converted(pIO, m_uIOStatus) == QLIP_SUCCESS) return;
+    FailAdvance(pIO, uOffset);
+}
+
+void C3gpInterface::FailAdvance(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO, unsigned int uOffset) {
     m_uStatus = QLIP_IO_CALLBACK_FAILED;
     throw SimpleException(
         kReaderPath, __LINE__,
@@ -52,12 +59,7 @@ void C3gpInterface::IOFileStreamAdvance(_TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE*& 
         m_uIOStatus, printed(pIO->pUserContext), uOffset);
 }
 
-unsigned int C3gpInterface::ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset) {
-    if (!m_bIndexedRead) {
-        qlip::seek_to(m_pIOCallback, uOffset);
-        qlip::read_some(m_pIOCallback, pData, nBytes);
-        return nBytes;
-    }
+unsigned int C3gpInterface::ReadIndexed(unsigned char* pData, unsigned int nBytes, unsigned int uOffset) {
     unsigned int read = 0;
     IOFileStreamRead(m_pIOCallback, pData, nBytes, uOffset, &read);
     return read;

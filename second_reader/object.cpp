@@ -59,6 +59,11 @@ unsigned int status_in_flight(unsigned int other) {
     }
 }
 
+void settle_failure(unsigned int& status, Vorn3gp::Simple3gp* root) noexcept {
+    log_refusal(faults_of(root));
+    if (status == QLIP_SUCCESS) status = status_in_flight(QLIP_FAILURE);
+}
+
 void rethrow_as_simple() {
     try {
         throw;

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "formats/rtp_hint_sample.h"
-#include "second_reader/checks.h"
 #include "second_reader/producers/hint_walk.h"
+#include "second_reader/walking.h"
 
 using qlip::kNoOffset;
 using qlip::kReaderPath;

@@ -4,8 +4,6 @@
 // run inside `guarded`, which lets nothing out.
 #pragma once
 
-#include <optional>
-
 #include "common/log.h"
 #include "host/limited_callbacks.h"
 #include "host/open_mode.h"
@@ -39,20 +37,35 @@ unsigned int status_in_flight(unsigned int other);
 // debug line when it was one already.
 [[noreturn]] void rethrow_as_simple();
 
+// For handlers; call inside a catch block at the end of a public operation.
+void settle_failure(unsigned int& status, Vorn3gp::Simple3gp* root) noexcept;
+
+// The work of `guarded` on a record with limits, out of the way of hosts that set none.
+template <class Work>
+[[gnu::cold, gnu::noinline]] bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root,
+                                          LimitedCallbacks* limited, Work work) {
+    const LimitedCall call(limited);
+    try {
+        work();
+        return true;
+    } catch (...) {
+        settle_failure(status, root);
+        if (call.ran_out()) status = QLIP_CORRUPT_FILE;
+        return false;
+    }
+}
+
 // Runs the work of a public operation on the host's record, which may have limits. What it throws is logged,
 // within the bounds of the open file's log, and a status of 0 becomes QLIP_FAILURE or QLIP_NO_MEMORY; a call
 // that took more steps than it may has QLIP_CORRUPT_FILE. Returns whether nothing was thrown.
 template <class Work>
 bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, HostIo* io, Work work) {
-    std::optional<LimitedCall> call;
-    if (LimitedCallbacks* limited = LimitedCallbacks::of(io)) call.emplace(limited);
+    if (LimitedCallbacks* limited = LimitedCallbacks::of(io)) return guarded(status, root, limited, work);
     try {
         work();
         return true;
     } catch (...) {
-        log_refusal(faults_of(root));
-        if (status == QLIP_SUCCESS) status = status_in_flight(QLIP_FAILURE);
-        if (call && call->ran_out()) status = QLIP_CORRUPT_FILE;
+        settle_failure(status, root);
         return false;
     }
 }

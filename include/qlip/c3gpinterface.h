@@ -301,12 +301,21 @@ class QLIP_API C3gpInterface {
     QLIP_LOCAL unsigned int ReadHintSample();
     QLIP_LOCAL bool StepToNextHintSample();
     QLIP_LOCAL unsigned int ReadSample(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
+    QLIP_LOCAL unsigned int ReadIndexed(unsigned char* pData, unsigned int nBytes, unsigned int uOffset);
+    [[noreturn]] QLIP_LOCAL void FailRead(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO,
+                                          const unsigned char* pData, unsigned int nBytes,
+                                          unsigned int uOffset);
+    [[noreturn]] QLIP_LOCAL void FailAdvance(const _TAG_QLIP_IOSTREAM_CALLBACK_INTERFACE* pIO,
+                                             unsigned int uOffset);
+    [[noreturn]] QLIP_LOCAL void RefuseMediaSample(unsigned int uSample) const;
     QLIP_LOCAL void AdvanceSampleSize();
     QLIP_LOCAL void AdvanceChunk();
     QLIP_LOCAL void AdvanceTime();
     QLIP_LOCAL unsigned int Deliver(unsigned char* pBuffer, unsigned int uToWrite, bool bIndexedRead);
+    [[noreturn]] QLIP_LOCAL void RefuseBuffer();
     QLIP_LOCAL void WaitForHintSample();
     QLIP_LOCAL bool BuildFrame(double dSeconds);
+    QLIP_LOCAL void DropFrame(unsigned int uSignal);
     QLIP_LOCAL PropFile* Producer() const;
     QLIP_LOCAL unsigned int FindSeekSample(const _TAG_QLIP_SEEK_PARAMS& Params);
     QLIP_LOCAL void SeekToSample(_TAG_QLIP_SEEK_PARAMS* pParams, unsigned int uSample);

@@ -49,11 +49,12 @@ unsigned int ticks(double seconds, unsigned int sample_rate) {
 }
 
 // All but `size` and the talk spurt flag; of several packets the last one's values stay.
-void write_frame_header(PropFileAudio& file, const _TAG_RTPpacket3gp& packet, unsigned int timestamp) {
-    qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, frame_word)), file.m_uCoder);
-    qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, timestamp)), timestamp);
-    qlip::store_le32(frame_field(file, offsetof(AUD_AudFrame_Native, timestamp2)), timestamp);
-    qlip::store_le16(frame_field(file, offsetof(AUD_AudFrame_Native, sequence)), packet.RTPsequenceseed);
+void write_frame_header(PropFileAudio& file, unsigned int sequence, unsigned int timestamp) {
+    unsigned char* const header = frame_field(file, 0);
+    qlip::store_le32(header + offsetof(AUD_AudFrame_Native, frame_word), file.m_uCoder);
+    qlip::store_le32(header + offsetof(AUD_AudFrame_Native, timestamp), timestamp);
+    qlip::store_le32(header + offsetof(AUD_AudFrame_Native, timestamp2), timestamp);
+    qlip::store_le16(header + offsetof(AUD_AudFrame_Native, sequence), static_cast<uint16_t>(sequence));
 }
 
 // A constructor with bad content costs its own bytes; the frame goes on with the next one.
@@ -91,7 +92,7 @@ unsigned int append_packet(PropFileAudio& file, qlip::HintEnd end, const unsigne
     const unsigned int payload_start = file.m_uLength;
     _TAG_RTPpacket3gp packet;
     qlip::read_packet_header(file, end, &packet, cursor);
-    write_frame_header(file, packet, timestamp);
+    write_frame_header(file, packet.RTPsequenceseed, timestamp);
     unsigned int bytes = 0;
     for (unsigned int entry = 0; entry < packet.entrycount; ++entry) {
         const unsigned char kind = qlip::read_constructor_kind(file, end, cursor, kTexts.path);

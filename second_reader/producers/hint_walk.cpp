@@ -26,20 +26,31 @@ struct SampleReference {
     unsigned int samples_per_block;
 };
 
-SampleReference read_sample_reference(const unsigned char** cursor) {
-    SampleReference reference;
-    reference.track = PropFile::GetAndAdvance8(cursor);
-    reference.length = PropFile::GetAndAdvance16(cursor);
-    reference.sample = PropFile::GetAndAdvance32(cursor);
-    reference.offset = PropFile::GetAndAdvance32(cursor);
-    reference.bytes_per_block = PropFile::GetAndAdvance16(cursor);
-    reference.samples_per_block = PropFile::GetAndAdvance16(cursor);
+[[gnu::cold]] void dump_reference(SampleReference reference) {
     QLIP_DUMP(
         "trackrefindex(8):        %d\nlength(16):              %d\nsamplenumber(32):        %d\n"
         "sampleoffset(32):        %d\nbytesperblock(16):       %d\nsamplesperblock(16):     %d\n",
         reference.track, reference.length, reference.sample, reference.offset, reference.bytes_per_block,
         reference.samples_per_block);
+}
+
+SampleReference read_sample_reference(const unsigned char** cursor) {
+    const unsigned char* at = *cursor;
+    *cursor += kBehindConstructorKind;
+    const SampleReference reference{at[0],
+                                    load_be16(at + 1),
+                                    load_be32(at + 3),
+                                    load_be32(at + 7),
+                                    load_be16(at + 11),
+                                    load_be16(at + 13)};
+    if (sx_Debug > 4) dump_reference(reference);
     return reference;
+}
+
+[[noreturn, gnu::cold]] void refuse_reference(const PropFile& file, unsigned int sample) {
+    QLIP_LOG_FAULT(ReaderView::faults(file), Fault::MediaBuffer, kBasePath,
+                   "Hint sample reaches beyond the buffer of media sample %d", sample);
+    throw kBadHintContent;
 }
 
 // The bytes that a sample constructor names. The track index is not looked at: all media is of one track. Nor
@@ -47,15 +58,11 @@ SampleReference read_sample_reference(const unsigned char** cursor) {
 // of the stream [constructor-track-index] [constructor-beyond-sample].
 const unsigned char* fetch(const PropFile& file, const SampleReference& reference) {
     if (!file.m_pInterface) throw kBadHintContent;
-    const unsigned char* data = nullptr;
-    if (file.m_pInterface->GetMediaSample(reference.sample, &data) == 0) throw kMediaNotAvailable;
+    if (file.m_pInterface->GetMediaSample(reference.sample) == 0) throw kMediaNotAvailable;
+    const ReaderView reader{*file.m_pInterface};
     const uint64_t end = uint64_t{reference.offset} + reference.length;
-    if (end > ReaderView{*file.m_pInterface}.media_buffer_bytes()) {
-        QLIP_LOG_FAULT(ReaderView::faults(file), Fault::MediaBuffer, kBasePath,
-                       "Hint sample reaches beyond the buffer of media sample %d", reference.sample);
-        throw kBadHintContent;
-    }
-    return data + reference.offset;
+    if (end > reader.media_buffer_bytes()) refuse_reference(file, reference.sample);
+    return reader.media_buffer() + reference.offset;
 }
 
 unsigned int append(PropFile& file, const unsigned char* data, unsigned int bytes) {
@@ -64,7 +71,7 @@ unsigned int append(PropFile& file, const unsigned char* data, unsigned int byte
     return bytes;
 }
 
-void dump_immediate(const unsigned char* data, unsigned int count) {
+[[gnu::cold]] void dump_immediate(const unsigned char* data, unsigned int count) {
     QLIP_DUMP("count(8):                %d\n", count);
     QLIP_DUMP("  padding:               %d\n", static_cast<int>(kImmediateRoom) - static_cast<int>(count));
     QLIP_DUMP("  data: ");
@@ -92,10 +99,10 @@ bool extra_information_fits(const unsigned char* cursor, size_t left) {
 // for readers of the stream [long-immediate-constructor].
 unsigned int append_immediate(PropFile& file, const unsigned char** cursor, unsigned int capacity) {
     QLIP_DUMP("RTPimmediateconstructor\n");
-    const unsigned int count = PropFile::GetAndAdvance8(cursor);
-    const unsigned char* data = *cursor;
+    const unsigned int count = **cursor;
+    const unsigned char* data = *cursor + kImmediateCountBytes;
     const size_t left = HintEnd(file, data).left(data);
-    *cursor += kImmediateRoom;
+    *cursor += kBehindConstructorKind;
     if (left < count) refuse_truncated(file);
     require_room(file, count, capacity);
     if (sx_Debug > 4) dump_immediate(data, count);

@@ -46,10 +46,18 @@ inline bool packet_header_fits(const unsigned char* cursor, size_t left) {
            extra_information_fits(cursor, left);
 }
 
-// What PropFile's GetRTPpacket3gp does.
-[[gnu::cold]] void dump_packet_header(const _TAG_RTPpacket3gp& packet);
+// What PropFile's GetRTPsample3gp and GetRTPpacket3gp do.
+[[gnu::cold]] void dump_sample_header(unsigned int packets);
+inline void parse_sample_header(_TAG_RTPsample3gp* sample, const unsigned char** cursor) {
+    sample->packetcount = load_be16(*cursor);
+    sample->reserved = load_be16(*cursor + sizeof sample->packetcount);
+    *cursor += kHintSampleHeaderBytes;
+    if (sx_Debug > 4) dump_sample_header(sample->packetcount);
+}
+[[gnu::cold]] void dump_packet_header(const unsigned char* header);
 inline void parse_packet_header(_TAG_RTPpacket3gp* packet, const unsigned char** cursor) {
-    const unsigned char* at = *cursor;
+    const unsigned char* const header = *cursor;
+    const unsigned char* at = header;
     packet->relative_time = load_be32(at);
     packet->RTPheader = load_be16(at + kHintRtpHeaderAt);
     packet->RTPsequenceseed = load_be16(at + kHintSequenceSeedAt);
@@ -63,14 +71,14 @@ inline void parse_packet_header(_TAG_RTPpacket3gp* packet, const unsigned char**
         at += packet->extra_information_length - kHintExtraLengthBytes;
     }
     *cursor = at;
-    if (sx_Debug > 4) dump_packet_header(*packet);
+    if (sx_Debug > 4) dump_packet_header(header);
 }
 
 // The headers; the cursor ends behind them.
 inline void read_sample_header(const PropFile& file, HintEnd end, _TAG_RTPsample3gp* sample,
                                const unsigned char** cursor) {
     if (end.left(*cursor) < kHintSampleHeaderBytes) refuse_truncated(file);
-    PropFile::GetRTPsample3gp(sample, cursor);
+    parse_sample_header(sample, cursor);
 }
 inline void read_packet_header(const PropFile& file, HintEnd end, _TAG_RTPpacket3gp* packet,
                                const unsigned char** cursor) {

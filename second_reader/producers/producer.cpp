@@ -11,20 +11,24 @@
 #include "second_reader/producers/hint_dump.h"
 #include "second_reader/producers/hint_walk.h"
 
-void qlip::dump_packet_header(const _TAG_RTPpacket3gp& packet) {
-    const unsigned int header = packet.RTPheader;
-    const unsigned int flags = packet.RTPflags;
+void qlip::dump_sample_header(unsigned int packets) {
+    QLIP_DUMP("packetcount: %d\n", packets);
+}
+
+void qlip::dump_packet_header(const unsigned char* header) {
+    const unsigned int rtp = load_be16(header + kHintRtpHeaderAt);
+    const unsigned int flags = load_be16(header + kHintFlagsAt);
     QLIP_DUMP(
         "relative_time(32):       0x%08X\nRTPheader(16):           0x%04X\n  P_bit:                 0x%01X\n"
         "  X_bit:                 0x%01X\n  M_bit:                 0x%01X\n  payload_type:          0x%02X\n",
-        packet.relative_time, header, header >> 13 & 1, header >> 12 & 1, header >> 7 & 1,
-        header & qlip::kRtpTypeMask);
+        load_be32(header), rtp, rtp >> 13 & 1, rtp >> 12 & 1, rtp >> 7 & 1, rtp & kRtpTypeMask);
     QLIP_DUMP(
         "RTPsequenceseed(16):     0x%04X\nRTPflags(16):            0x%04X\n  extra_flag:            0x%01X\n"
         "  bframe_flag:           0x%01X\n  repeat_flag:           0x%01X\nentrycount(16):          %d\n",
-        packet.RTPsequenceseed, flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1, packet.entrycount);
-    if (flags & qlip::kHintExtraInformation)
-        QLIP_DUMP("extra_information_length(32): %d\n", packet.extra_information_length);
+        load_be16(header + kHintSequenceSeedAt), flags, flags >> 2 & 1, flags >> 1 & 1, flags & 1,
+        load_be16(header + kHintEntryCountAt));
+    if (flags & kHintExtraInformation)
+        QLIP_DUMP("extra_information_length(32): %d\n", load_be32(header + kHintPacketHeaderBytes));
 }
 
 PropFile::PropFile(C3gpInterface* pInterface)
@@ -57,9 +61,7 @@ unsigned int PropFile::GetAndAdvance32(const unsigned char** ppCursor) {
 }
 
 void PropFile::GetRTPsample3gp(_TAG_RTPsample3gp* pSample, const unsigned char** ppCursor) {
-    pSample->packetcount = GetAndAdvance16(ppCursor);
-    pSample->reserved = GetAndAdvance16(ppCursor);
-    QLIP_DUMP("packetcount: %d\n", pSample->packetcount);
+    qlip::parse_sample_header(pSample, ppCursor);
 }
 
 void PropFile::GetRTPpacket3gp(_TAG_RTPpacket3gp* pPacket, const unsigned char** ppCursor) {

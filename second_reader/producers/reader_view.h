@@ -16,7 +16,9 @@ struct ReaderView {
                                  : nullptr;
     }
 
-    // Size of the buffer that holds a media sample, which is that of the largest one; 0 while there is none.
+    // The buffer that holds a media sample, and its size, which is that of the largest one; null and 0 while
+    // there is none.
+    const unsigned char* media_buffer() const { return reader.m_pMediaBuffer; }
     unsigned int media_buffer_bytes() const { return reader.m_uMediaBufferBytes; }
 
     // The bounds of the reader's log; null when it has none, or there is no reader.
