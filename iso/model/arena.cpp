@@ -1,5 +1,7 @@
 #include "iso/model/arena.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -15,6 +17,8 @@ namespace {
 #define QLIP_ARENA_CHUNK 2048000
 #endif
 constexpr int kChunkSize = QLIP_ARENA_CHUNK;
+constexpr int kLargePage = 2 * 1024 * 1024;
+constexpr bool kFillsLargePage = kChunkSize <= kLargePage && kChunkSize > kLargePage / 2;
 constexpr int kLinkSize = sizeof(arena_chunk);
 static_assert(kLinkSize == 8);
 
@@ -81,7 +85,17 @@ void* cut_of_own_chunk(iso_file* file, int64_t block, Content content) {
     return taken;
 }
 
+// A writer that filled a chunk will fill the next ones: theirs are large pages where the system has them, at
+// a fraction of the cost of the small ones.
+bool add_chunk_of_frames(iso_file* file, int size) {
+    qlip::count_block();
+    void* chunk = std::aligned_alloc(kLargePage, kLargePage);
+    if (chunk) madvise(chunk, kLargePage, MADV_HUGEPAGE);
+    return link_chunk(file, chunk, size);
+}
+
 bool add_common_chunk(iso_file* file, int size) {
+    if (kFillsLargePage && file->writing && file->arena_chunks > 0) return add_chunk_of_frames(file, size);
     if (getChunk(file, size) != 1) return false;
     if (qlip::is_for_one_stream(file)) qlip::open_file(file)->next_chunk = std::min(2 * size, kChunkSize);
     return true;
@@ -129,7 +143,12 @@ void* isoFFmalloc(iso_file* file, int size) {
     return cut_block(file, size, Content::Zero);
 }
 
+// Most blocks are cut from the chunk in hand, each frame that is written being one.
 void* qlip::arena_take(iso_file* file, int size) {
+    if (file && size >= 0 && !limits_of(file)) {
+        const int64_t block = rounded(size);
+        if (block <= file->arena_left) return cut(file, block);
+    }
     return cut_block(file, size, Content::Any);
 }
 

@@ -4,7 +4,7 @@
 // however large the chunk is. isoFFmalloc clears what it hands out; a block with a chunk of its own is clear
 // from the system, which costs nothing for fresh pages. arena_take leaves the bytes as they are, for a caller
 // that fills all of them. A file that is opened for one stream begins with a small chunk, and each next one
-// is twice as large.
+// is twice as large. A file that is written takes large pages from its second chunk on.
 #pragma once
 
 #include <cstddef>

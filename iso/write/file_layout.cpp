@@ -14,8 +14,6 @@ using namespace qlip;
 
 namespace {
 
-constexpr int kZeroBlock = 4096;
-
 void pull_down(double* limit, double reached) {
     if (*limit > reached) *limit = reached;
 }
@@ -31,23 +29,50 @@ void start_walk(iso_track* track) {
     track->track_time = 0;
 }
 
+double time_behind(const iso_track* track, const iso_data* frame) {
+    return track->track_time + media_seconds(track, frame->delta);
+}
+
 bool passes(const iso_track* track, const iso_data* frame, double limit) {
-    return track->track_time + media_seconds(track, frame->delta) > limit;
+    return time_behind(track, frame) > limit;
 }
 
 // w_chunk for a track that has frames left.
 int put_chunk(MediaOutput& media, iso_track* track, unsigned int offset, double* limit) {
     iso_data* frame = track->data_cursor;
     const unsigned int start = offset;
+    double behind = time_behind(track, frame);
     do {
         if (!write_frame(media, track, frame)) break;
         frame->offset = offset;
         offset += static_cast<unsigned int>(frame->size);
-        track->track_time += media_seconds(track, frame->delta);
+        track->track_time = behind;
         frame = frame->next;
-    } while (frame && !passes(track, frame, *limit));
+        if (!frame) break;
+        behind = time_behind(track, frame);
+    } while (!(behind > *limit));
     track->data_cursor = frame;
     pull_down(limit, track->track_time);
+    return static_cast<int>(offset - start);
+}
+
+// w_mdat into an output that w_chunk finds.
+int put_rounds(MediaOutput& media, iso_file* file, unsigned int offset, double period) {
+    for (iso_track* track = file->tracks; track; track = track->next)
+        start_walk(track);
+    const unsigned int start = offset;
+    double limit = 0;
+    for (bool live = true; live && !failed(file);) {
+        live = false;
+        limit += period;
+        for (iso_track* track = file->tracks; track && !failed(file); track = track->next) {
+            const int written = w_chunk(track, offset, &limit);
+            if (written < 0) continue;
+            live = true;
+            offset += static_cast<unsigned int>(written);
+        }
+    }
+    media.flush();
     return static_cast<int>(offset - start);
 }
 
@@ -96,21 +121,13 @@ void fit_below_the_limit(iso_file* file, unsigned int base) {
     settle_rates(file);
 }
 
-bool write_zeros(iso_file* file, int count) {
-    static constexpr std::array<unsigned char, kZeroBlock> kZeros{};
-    for (; count > 0; count -= kZeroBlock) {
-        if (!put_out(file, kZeros.data(), std::min(count, kZeroBlock))) return false;
-    }
-    return flush_output(file);
-}
-
 // The header's place is taken before the media, so that a full device cannot refuse it afterwards. Where
 // there is no room for a header of all frames, one of fewer is tried.
-bool make_room(iso_file* file, unsigned int base, int* room) {
+bool make_room(iso_file* file, MediaOutput& output, unsigned int base, int* room) {
     for (bool tried = false;; tried = true) {
         *room = w_header(0, file, nullptr, 0);
         if (!move_to(file, 0, SEEK_SET)) return false;
-        if (write_zeros(file, *room)) return true;
+        if (output.put_zeros(*room) && flush_output(file)) return true;
         const long taken = recover_output(file);
         if (taken < 0 || tried || taken > UINT32_MAX) break;
         file->max_file_size = std::min(file->max_file_size, static_cast<unsigned int>(taken));
@@ -163,23 +180,9 @@ bool write_header(iso_file* file, int room, unsigned int media) {
 }  // namespace
 
 int w_mdat(iso_file* file, unsigned int offset, double period) {
+    if (MediaOutput* media = MediaOutput::of(file)) return put_rounds(*media, file, offset, period);
     MediaOutput media(file);
-    for (iso_track* track = file->tracks; track; track = track->next)
-        start_walk(track);
-    const unsigned int start = offset;
-    double limit = 0;
-    for (bool live = true; live && !failed(file);) {
-        live = false;
-        limit += period;
-        for (iso_track* track = file->tracks; track && !failed(file); track = track->next) {
-            const int written = w_chunk(track, offset, &limit);
-            if (written < 0) continue;
-            live = true;
-            offset += static_cast<unsigned int>(written);
-        }
-    }
-    media.flush();
-    return static_cast<int>(offset - start);
+    return put_rounds(media, file, offset, period);
 }
 
 int w_chunk(iso_track* track, unsigned int offset, double* limit) {
@@ -229,8 +232,9 @@ int write_normal(iso_file* file) {
     const unsigned int base = file->header_bytes;
     fit_below_the_limit(file, base);
     if (excess_of_all(file) > 0) return -1;  // not even a file without frames
+    MediaOutput output(file);
     int room = 0;
-    if (!make_room(file, base, &room)) return -1;
+    if (!make_room(file, output, base, &room)) return -1;
     const bool earlier = failed(file);
     file->status_flags &= ~ISO_STATUS_WRITE_FAILED;
     unsigned int media =

@@ -9,32 +9,6 @@ using namespace qlip;
 
 namespace {
 
-constexpr unsigned int kRoomMargin = 24;
-
-// The first frame opens a row in each time table; later ones only when their value changes.
-int time_table_cost(iso_track* track, const iso_data* frame) {
-    if (track->stts_count == 0) {
-        track->stts_count = 1;
-        track->ctts_count = 1;
-        track->last_delta = frame->delta;
-        track->last_cto = frame->cto;
-        track->sample_size = static_cast<unsigned int>(frame->size);
-        return 8;
-    }
-    int cost = track->sample_size == 0 ? 4 : 0;
-    if (frame->delta != track->last_delta) {
-        ++track->stts_count;
-        track->last_delta = frame->delta;
-        cost += 8;
-    }
-    if (frame->cto != track->last_cto) {
-        ++track->ctts_count;
-        track->last_cto = frame->cto;
-        cost += 8;
-    }
-    return cost;
-}
-
 void settle_bit_rates(iso_track* track, double seconds) {
     if (track->avg_bitrate == 0 && seconds > 0) {
         track->avg_bitrate = to_u32(8.0 * (track->total_bytes / seconds));
@@ -83,27 +57,7 @@ int fixhdr(iso_file* file) {
     return 0;
 }
 
-int per_frame_cost(iso_track* track, const iso_data* frame) {
-    const int cost = frame->size + 4 + time_table_cost(track, frame);
-    track->buffer_size_db = std::max(track->buffer_size_db, static_cast<unsigned int>(frame->size));
-    return cost;
-}
-
 namespace qlip {
-
-bool fits(const iso_file* file, unsigned int estimate, int size) {
-    return uint64_t{estimate} + static_cast<unsigned int>(size) + kRoomMargin <= file->max_file_size;
-}
-
-unsigned int size_table_cost(const iso_track* track, const iso_data* frame, unsigned int samples) {
-    const bool differs =
-        track->sample_size != 0 && static_cast<unsigned int>(frame->size) != track->sample_size;
-    return differs ? samples * 4 : 0;
-}
-
-void leave_constant_size(iso_track* track, const iso_data* frame) {
-    if (static_cast<unsigned int>(frame->size) != track->sample_size) track->sample_size = 0;
-}
 
 bool has_frames(const iso_file* file) {
     for (const iso_track* track = file->tracks; track; track = track->next) {

@@ -11,7 +11,9 @@ namespace qlip {
 
 namespace {
 
-constexpr int kCapacity = 64 * 1024;  // a multiple of what streams buffer, so that they pass it on as it is
+// A multiple of what streams buffer, so that they pass it on as it is. File systems take large writes at a
+// lower cost for each page.
+constexpr int kCapacity = 256 * 1024;
 constexpr int kSpillBlock = 4096;
 
 }  // namespace
@@ -35,18 +37,11 @@ MediaOutput* MediaOutput::of(iso_file* file) {
     return open ? open->media_output : nullptr;
 }
 
-bool MediaOutput::put(const unsigned char* data, int size) {
-    while (size > 0) {
-        const bool whole_buffers = used_ == 0 && size >= capacity_;
-        const int part = whole_buffers ? size - size % capacity_ : std::min(size, room());
-        if (whole_buffers) {
-            if (!put_out(file_, data, part)) return false;
-        } else {
-            std::memcpy(buffer_ + used_, data, static_cast<size_t>(part));
-            if (!advance(part)) return false;
-        }
-        data += part;
-        size -= part;
+bool MediaOutput::put_zeros(int count) {
+    const int block = std::clamp(count, 0, capacity_);
+    std::memset(buffer_, 0, static_cast<size_t>(block));
+    for (; count > 0; count -= block) {
+        if (!put_out(file_, buffer_, std::min(count, block))) return false;
     }
     return true;
 }
@@ -69,6 +64,22 @@ bool MediaOutput::flush() {
     const int gathered = used_;
     used_ = 0;
     return put_out(file_, buffer_, gathered);
+}
+
+bool MediaOutput::put_large(const unsigned char* data, int size) {
+    while (size > 0) {
+        const bool whole_buffers = used_ == 0 && size >= capacity_;
+        const int part = whole_buffers ? size - size % capacity_ : std::min(size, room());
+        if (whole_buffers) {
+            if (!put_out(file_, data, part)) return false;
+        } else {
+            std::memcpy(buffer_ + used_, data, static_cast<size_t>(part));
+            if (!advance(part)) return false;
+        }
+        data += part;
+        size -= part;
+    }
+    return true;
 }
 
 bool MediaOutput::advance(int size) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 
 #include "qlip/isoff.h"
 
@@ -20,7 +21,16 @@ class MediaOutput {
     static MediaOutput* of(iso_file* file);
 
     // False when a write failed, with all that was gathered; nothing is gathered then.
-    bool put(const unsigned char* data, int size);
+    bool put(const unsigned char* data, int size) {
+        if (static_cast<unsigned int>(size) >= static_cast<unsigned int>(room()))
+            return put_large(data, size);
+        std::memcpy(buffer_ + used_, data, static_cast<size_t>(size));
+        used_ += size;
+        return true;
+    }
+
+    // Zeros, before anything is gathered.
+    bool put_zeros(int count);
 
     // The next bytes of a scratch stream. False also when it ends early; what was gathered ahead stays.
     bool put_from(FILE* spill, int size);
@@ -29,6 +39,7 @@ class MediaOutput {
     bool flush();
 
   private:
+    bool put_large(const unsigned char* data, int size);
     bool advance(int size);
     int room() const { return capacity_ - used_; }
 

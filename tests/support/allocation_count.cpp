@@ -49,6 +49,7 @@ extern "C" {
 
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
 void* __libc_realloc(void* block, size_t size);
 void __libc_free(void* block);
 
@@ -58,6 +59,10 @@ void* malloc(size_t size) {
 
 void* calloc(size_t count, size_t size) {
     return qlip_test::fails(count * size) ? nullptr : qlip_test::taken(__libc_calloc(count, size));
+}
+
+void* aligned_alloc(size_t alignment, size_t size) {
+    return qlip_test::fails(size) ? nullptr : qlip_test::taken(__libc_memalign(alignment, size));
 }
 
 void* realloc(void* block, size_t size) {
