@@ -47,9 +47,29 @@ void close_source(Parts& parts) {
     parts.track.close();
 }
 
-int open_source(Parts& parts, const Settings& settings, std::string& reason) {
+// What libqlip says about the file goes to the log.
+void log_line(int level, const char* text, void* src) {
+    const GstDebugLevel levels[] = {GST_LEVEL_DEBUG, GST_LEVEL_WARNING, GST_LEVEL_INFO};
+    GST_CAT_LEVEL_LOG(GST_CAT_DEFAULT,
+                      levels[level == QLIP_LINE_ERROR || level == QLIP_LINE_WARNING ? level : 0],
+                      static_cast<QlipSrc*>(src), "%s", text);
+}
+
+qlip_limits limits_of(QlipSrc* src, const Settings& settings) {
+    qlip_limits limits = QLIP_LIMITS_INIT;
+    limits.memory = settings.max_memory;
+    limits.boxes = settings.max_boxes;
+    limits.samples = settings.max_samples;
+    limits.line = log_line;
+    limits.user = src;
+    return limits;
+}
+
+int open_source(QlipSrc* src, const Settings& settings, std::string& reason) {
+    Parts& parts = *src->parts;
     const std::lock_guard lock(parts.source_lock);
-    const int status = parts.track.open_source(settings.location.c_str(), settings.growing, reason);
+    const int status = parts.track.open_source(settings.location.c_str(), settings.growing,
+                                               limits_of(src, settings), reason);
     parts.source_open = status == QLIP_SUCCESS;
     return status;
 }
@@ -59,7 +79,7 @@ gboolean start(GstBaseSrc* base) {
     Parts& parts = *src->parts;
     const Settings settings = settings_of(src);
     std::string reason;
-    const int status = open_source(parts, settings, reason);
+    const int status = open_source(src, settings, reason);
     if (status != QLIP_SUCCESS) {
         report_no_source(src, status, settings, reason);
         return FALSE;

@@ -3,6 +3,11 @@
 namespace qlip::gst {
 namespace {
 
+constexpr auto kSet = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
+constexpr auto kBeforePlaying = static_cast<GParamFlags>(kSet | GST_PARAM_MUTABLE_READY);
+constexpr auto kAlways = static_cast<GParamFlags>(kSet | GST_PARAM_MUTABLE_PLAYING);
+constexpr auto kReadOnly = static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS);
+
 GType track_type() {
     static const GEnumValue values[] = {{QLIP_AUDIO, "The last audio track of a supported codec", "audio"},
                                         {QLIP_VIDEO, "The last video track of a supported codec", "video"},
@@ -26,13 +31,13 @@ void add_property(GObjectClass* klass, Property id, GParamSpec* param) {
     g_object_class_install_property(klass, id, param);
 }
 
+void add_limit(GObjectClass* klass, Property id, const char* name, const char* nick, const char* blurb) {
+    add_property(klass, id, g_param_spec_uint64(name, nick, blurb, 0, G_MAXUINT64, 0, kBeforePlaying));
+}
+
 }  // namespace
 
 void add_properties(GObjectClass* klass) {
-    constexpr auto kSet = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
-    constexpr auto kBeforePlaying = static_cast<GParamFlags>(kSet | GST_PARAM_MUTABLE_READY);
-    constexpr auto kAlways = static_cast<GParamFlags>(kSet | GST_PARAM_MUTABLE_PLAYING);
-    constexpr auto kReadOnly = static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS);
     add_property(
         klass, kLocation,
         g_param_spec_string("location", "Location", "The 3GP file to read", nullptr, kBeforePlaying));
@@ -55,6 +60,12 @@ void add_properties(GObjectClass* klass) {
                                      "How long before its time a frame may go with one that is due, in "
                                      "nanoseconds (0 = each in its own list)",
                                      0, GST_SECOND, 0, kBeforePlaying));
+    add_limit(klass, kMaxMemory, "max-memory", "Most memory",
+              "Bytes that the structure of the file may take (0 = any number)");
+    add_limit(klass, kMaxBoxes, "max-boxes", "Most boxes",
+              "Boxes that the structure of the file may have (0 = any number)");
+    add_limit(klass, kMaxSamples, "max-samples", "Most samples",
+              "Samples that a track of the file may have (0 = any number)");
     add_property(klass, kTimestampOffset,
                  g_param_spec_uint("timestamp-offset", "Timestamp offset",
                                    "RTP timestamp of the start of the track (4294967295 = random)", 0,
@@ -93,6 +104,15 @@ bool set_setting(Settings& settings, guint id, const GValue* value) {
         case kLead:
             settings.lead = g_value_get_uint64(value);
             break;
+        case kMaxMemory:
+            settings.max_memory = g_value_get_uint64(value);
+            break;
+        case kMaxBoxes:
+            settings.max_boxes = g_value_get_uint64(value);
+            break;
+        case kMaxSamples:
+            settings.max_samples = g_value_get_uint64(value);
+            break;
         case kTimestampOffset:
             settings.timestamp_offset = g_value_get_uint(value);
             break;
@@ -124,6 +144,15 @@ bool get_setting(const Settings& settings, const Stats& stats, guint id, GValue*
             break;
         case kLead:
             g_value_set_uint64(value, settings.lead);
+            break;
+        case kMaxMemory:
+            g_value_set_uint64(value, settings.max_memory);
+            break;
+        case kMaxBoxes:
+            g_value_set_uint64(value, settings.max_boxes);
+            break;
+        case kMaxSamples:
+            g_value_set_uint64(value, settings.max_samples);
             break;
         case kTimestampOffset:
             g_value_set_uint(value, settings.timestamp_offset);

@@ -19,6 +19,9 @@ enum Property {
     kSsrc,
     kGrowing,
     kLead,
+    kMaxMemory,
+    kMaxBoxes,
+    kMaxSamples,
     kTimestampOffset,
     kSequenceOffset,
     kStats,
@@ -34,6 +37,7 @@ struct Settings {
     gint sequence_offset = kRandomSequence;
     bool growing = false;
     guint64 lead = 0;
+    guint64 max_memory = 0, max_boxes = 0, max_samples = 0;
 };
 
 // Of the newest frame, and of the stream.

@@ -13,11 +13,14 @@ constexpr unsigned int kMostTracks =
 
 }  // namespace
 
-int Track::open_source(const char* path, bool growing, std::string& reason) {
+int Track::open_source(const char* path, bool growing, const qlip_limits& limits, std::string& reason) {
     close();
     errno = 0;
     const int status = qlip_source_path(&source_, path);
-    if (status == QLIP_SUCCESS) return qlip_source_set_growing(source_, growing);
+    if (status == QLIP_SUCCESS) {
+        qlip_source_set_limits(source_, &limits);
+        return qlip_source_set_growing(source_, growing);
+    }
     if (status == QLIP_NO_SUCH_FILE)
         reason = std::strerror(errno);
     else

@@ -19,7 +19,7 @@ class Track {
 
     // Statuses of qlip_source_path and qlip_stream_open; `reason` says why it is not 0. A file whose
     // structure is still arriving leaves the track without stream (17): call open_stream again.
-    int open_source(const char* path, bool growing, std::string& reason);
+    int open_source(const char* path, bool growing, const qlip_limits& limits, std::string& reason);
     int open_stream(qlip_medium medium, const qlip_stream_options& options, std::string& reason);
     void close();
 

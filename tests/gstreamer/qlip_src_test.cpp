@@ -378,6 +378,12 @@ TEST(QlipSrc, SaysWhyItCannotPlay) {
         EXPECT_FALSE(player.set_state(GST_STATE_PLAYING)) << path;
         EXPECT_THAT(player.error(), testing::HasSubstr(why));
     }
+    for (const char* limit : {"max-memory", "max-boxes", "max-samples"}) {
+        Player limited(sample("h264"));
+        g_object_set(limited.element, limit, guint64{10}, nullptr);
+        EXPECT_FALSE(limited.set_state(GST_STATE_PLAYING)) << limit;
+        EXPECT_THAT(limited.error(), testing::HasSubstr("passes a limit"));
+    }
     Player aac(sample("aac_refused"), "audio");
     EXPECT_FALSE(aac.set_state(GST_STATE_PLAYING));
     EXPECT_THAT(aac.error(), testing::HasSubstr("AAC"));

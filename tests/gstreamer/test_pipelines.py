@@ -65,7 +65,7 @@ class Pipelines(unittest.TestCase):
     def test_inspection_has_no_complaint(self):
         done = subprocess.run(["gst-inspect-1.0", "qlipsrc"], capture_output=True, text=True, timeout=60)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        for word in ("location", "track", "pt ", "ssrc", "growing", "timestamp-offset", "seqnum-offset", "stats"):
+        for word in ("location", "track", "pt ", "ssrc", "growing", "timestamp-offset", "seqnum-offset", "max-memory", "stats"):
             self.assertIn(f"\n  {word}", done.stdout)
 
     def test_the_pipelines_of_the_page(self):

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "tools/serve/file_limits.h"
 #include "tools/serve/played_file.h"
 
 namespace qlip::serve {
@@ -47,7 +48,9 @@ gboolean watch_growth(gpointer data) {
 void add_source(GstElement* bin, const std::string& path, qlip_medium medium, size_t index) {
     const std::string name = "pay" + std::to_string(index);
     GstElement* source = gst_element_factory_make("qlipsrc", name.c_str());
-    g_object_set(source, "location", path.c_str(), "track", medium, "lead", kLead, nullptr);
+    const qlip_limits limits = file_limits();
+    g_object_set(source, "location", path.c_str(), "track", medium, "lead", kLead, "max-memory",
+                 limits.memory, "max-boxes", limits.boxes, "max-samples", limits.samples, nullptr);
     gst_bin_add(GST_BIN(bin), source);
 }
 

@@ -4,21 +4,25 @@
 
 #include <ctime>
 
+#include "tools/serve/file_limits.h"
+
 namespace qlip::serve {
 namespace {
 
-constexpr uint64_t kMostStructure = 64 * 1024 * 1024;  // of a file; each client costs as much memory
-constexpr time_t kStillGrowing = 10;                   // seconds since the last change
+constexpr time_t kStillGrowing = 10;  // seconds since the last change
 
 class Source {
   public:
-    explicit Source(const std::string& path) { status = qlip_source_path(&handle, path.c_str()); }
+    explicit Source(const std::string& path) : status(qlip_source_path(&handle, path.c_str())) {
+        const qlip_limits limits = file_limits();
+        if (status == QLIP_SUCCESS) qlip_source_set_limits(handle, &limits);
+    }
     ~Source() { qlip_source_close(&handle); }
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
     qlip_source* handle = nullptr;
-    int status;
+    const int status;
 };
 
 bool changed_lately(const std::string& path) {
@@ -61,11 +65,6 @@ PlayedFile look_at(const std::string& path) {
     }
     file.growing = is_growing(source, path);
     qlip_source_set_growing(source.handle, file.growing);
-    qlip_source_info state = QLIP_SOURCE_INFO_INIT;
-    if (qlip_source_state(source.handle, &state) == QLIP_SUCCESS && state.structure_size > kMostStructure) {
-        file.reason = "its structure is larger than 64 MiB";
-        return file;
-    }
     bool waits = false;
     for (const qlip_medium medium : {QLIP_VIDEO, QLIP_AUDIO}) {
         const int status = read_first_frame(source.handle, medium, file.reason);
