@@ -13,7 +13,7 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Rooms and names of tests that look at the package, need real time, or build programs themselves.
-LEFT_OUT = {"package", "examples", "tool_playing", "kit_times_test"}
+LEFT_OUT = {"package", "examples", "tool_playing"}
 # Faults here are seen by the tests of these rooms only; faults elsewhere by any.
 SEEN_BY = {"tools": {"tool"}, "kit": {"kit"}}
 MEMORY_LIMIT = 3 << 30

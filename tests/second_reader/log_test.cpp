@@ -239,25 +239,25 @@ std::string opening(const MoviePlan& plan, const char* mode) {
     return without_addresses(Log::lines());
 }
 
-constexpr const char* kAnyOpening = R"(
+TEST_F(Log, OfOpeningTellsWhatWasFound) {
+    MoviePlan plan = video_plan(2);
+    const std::string all = R"(
 DBG: Switch [r] found
-DBG: Switch [@s] found
+DBG: Switch [v] found
 DBG: Read3gpBoxes(): m_pIOCallback=0x, m_pIOCallback->pUserContext=0x
 DBG: Reading 3gp boxes from file
 DBG: Reading 3gp boxes complete
 DBG: Found 3gp major brand: 0x36706733
-DBG: Found @k track
+DBG: Found video track
 DBG: Found Hint track
 DBG: Hint track ID 2 is associated with track ID 1
-DBG: @k track ID: 1
+DBG: video track ID: 1
 DBG: Found 2 media samples and 2 hint samples
-DBG: Allocating @m bytes for media sample buffer
+DBG: Allocating 42 bytes for media sample buffer
 DBG: Allocating 8 bytes for media sample offset buffer
-DBG: Allocating @h bytes for hint sample buffer
+DBG: Allocating 32 bytes for hint sample buffer
 DBG: Chunks counted: 2  Samples counted: 2
-)";
-
-constexpr const char* kVideoOpening = R"(DBG: Video timescale: 90000
+DBG: Video timescale: 90000
 DBG: Video duration: 200 MS
 DBG: @c Video codec found
 DBG: Video frame count: 2
@@ -268,25 +268,17 @@ DBG: propfile_video_@p: Codec header size: @b
 DBG: propfile_video: Allocating 65536 bytes for video frame
 DBG: propfile_video_@p: Setting up @c headers
 )";
-
-TEST_F(Log, OfOpeningTellsWhatWasFound) {
-    const auto any = [](const char* mode, const char* kind, const char* media, const char* hint) {
-        return filled(kAnyOpening, {{"@s", mode}, {"@k", kind}, {"@m", media}, {"@h", hint}});
-    };
-    const auto video = [&](const char* coder, const char* path, const char* bytes) {
-        return any("v", "video", "42", "32") +
-               filled(kVideoOpening, {{"@c", coder}, {"@p", path}, {"@b", bytes}});
-    };
-    MoviePlan plan = video_plan(2);
-    EXPECT_EQ(opening(plan, "rV"), video("H263_1998", "h263_1998", "8"));
+    EXPECT_EQ(opening(plan, "rV"), filled(all, {{"@c", "H263_1998"}, {"@p", "h263_1998"}, {"@b", "8"}}));
     plan.tracks[kHint].samples[0][9] = 34;  // payload type
-    EXPECT_EQ(opening(plan, "rv"), video("H263", "h263", "8"));
+    EXPECT_EQ(opening(plan, "rv"), filled(all, {{"@c", "H263"}, {"@p", "h263"}, {"@b", "8"}}));
     plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 176, 144, esds(hex("000001b0")));
-    EXPECT_EQ(opening(plan, "rv"), video("MPEG4", "mpeg4", "356"));
-    EXPECT_EQ(opening(audio_plan(2), "ra"), any("a", "audio", "13", "48") + R"(DBG: Audio frame count: 2
+    EXPECT_EQ(opening(plan, "rv"), filled(all, {{"@c", "MPEG4"}, {"@p", "mpeg4"}, {"@b", "356"}}));
+    EXPECT_TRUE(opening(audio_plan(2), "ra").ends_with(R"(
+DBG: Chunks counted: 2  Samples counted: 2
+DBG: Audio frame count: 2
 DBG: Audio timescale: 8000  Audio bitrate: 12200
 DBG: propfile_audio: Allocating 1568 bytes for audio frame
-)");
+)"));
 }
 
 }  // namespace

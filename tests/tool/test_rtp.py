@@ -1,4 +1,5 @@
-"""The packets of qlip rtp in a capture file are those of the host kit, as the Python binding gives them."""
+"""The packets of qlip rtp in a capture file are those of the host kit, as the Python binding gives them, and its times those
+that ffprobe finds in the file."""
 import os
 import re
 import struct
@@ -7,9 +8,10 @@ import unittest
 
 sys.path[:0] = [os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "bindings", "python")]
 import qlip as kit  # noqa: E402
-from host import TRACKS, Case, parse_stream, qlip, sample
+from host import TRACKS, Case, parse_stream, qlip, run, sample
 
 SSRC = 0x716C6970
+TICK = 2 / 90000  # what rounding to an RTP clock may do to a time
 FILM = "av_h263_amrnb_hinted"
 
 
@@ -90,6 +92,24 @@ class Captures(Case):
             self.assertAlmostEqual((shown[1] - shown[0]) % 2**32 / stream.info.clock_rate,
                                    (walls[-1][1] - walls[-1][0]) / 2**32, delta=2e-4)
         self.assertEqual(*walls)
+
+
+class Times(Case):
+    def test_times_are_those_of_the_file(self):
+        film = self.path("film.3gp")
+        run("ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i", "testsrc=size=176x144:rate=25:duration=2", "-c:v", "libx264",
+            "-bf", "3", "-g", "20", "-pix_fmt", "yuv420p", film)
+        for path, mode, options in [(sample(name), mode, ["-ignore_editlist", "1"]) for name, mode in TRACKS] + [(film, "rv", [])]:
+            with self.subTest(path, mode=mode), kit.open(path) as source:
+                stream = (source.audio if mode == "ra" else source.video)(keep_no_data=1)
+                rate = stream.info.clock_rate
+                times = [frame.timestamp / rate if options else frame.presentation_time / 1e9 for frame in stream]
+                shown = run("ffprobe", "-v", "error", *options, "-select_streams", mode[1], "-show_entries", "packet=pts_time",
+                            "-of", "csv=p=0", path)[0].decode().split()
+                self.assertEqual(len(times), len(shown))
+                for time, wanted in zip(times, shown):
+                    self.assertAlmostEqual(time, float(wanted.strip(",")), delta=TICK)
+        self.assertNotEqual(times, sorted(times), "the film's pictures are shown out of order")
 
 
 if __name__ == "__main__":
