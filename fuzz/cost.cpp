@@ -9,8 +9,8 @@
 
 namespace {
 
-// The engine believes a moov and a media box of up to 64 MB without a look at the end of the file, and takes
-// room that it then fills no further than the file goes.
+// The engine believes a moov and a media box up to kTrustedPayload without a look at the end of the file, and
+// takes room that it then fills no further than the file goes.
 constexpr size_t kClaim = 2100000;  // more than the arena takes of itself
 constexpr unsigned int kClaimsOfAFile = 2;
 

@@ -20,7 +20,7 @@ using qlip_test::MoviePlan;
 namespace {
 
 constexpr int kMostChunks = 120;
-constexpr size_t kCompared = 8192;  // of each chunk; drawn samples stay below
+constexpr size_t kCompared = 4096;  // of each chunk; drawn samples stay below
 
 // ---- The C entry points ----
 

@@ -18,10 +18,10 @@ TrackPlan media_track(Draws& draws) {
                     .timescale = 90000,
                     .delta = 3000,
                     .sample_entry = qlip_fuzz::draw_visual_entry(draws)};
-    const bool large = draws.one_in(4);
+    const bool large = draws.one_in(8);
     for (int i = 0; i < 4; ++i) {
         Bytes content = draws.bytes(draws.byte());
-        while (large && !content.empty() && content.size() < 40000)
+        while (large && i == 0 && !content.empty() && content.size() < 40000)
             content.insert(content.end(), content.begin(), content.end());
         track.samples.push_back(content);
     }
