@@ -78,4 +78,5 @@ def main():
             worker.result()
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -6,33 +6,23 @@ import re
 import subprocess
 import sys
 
+from fuzz_logs import figures_of
+
 TITLE = "## Fuzzing"
-
-
-def figures_of(logs):
-    executions, edges, kept = 0, 0, 0
-    for log in logs:
-        text = log.read_text(errors="replace")
-        final = re.search(r"stat::number_of_executed_units: (\d+)", text)
-        steps = re.findall(r"^#(\d+)\t.* cov: (\d+) .* corp: (\d+)/", text, re.M)
-        # A run that was ended from outside has no final figures.
-        executions += int(final[1]) if final else int(steps[-1][0]) if steps else 0
-        edges = max([edges, *(int(step[1]) for step in steps)])
-        kept = int(steps[-1][2]) if steps else kept
-    return executions, edges, kept
 
 
 def ledger(campaign):
     commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], capture_output=True, text=True, check=True).stdout.strip()
-    rows, total = [], 0
+    rows, total, broken = [], 0, 0
     by_target = {}
     for log in sorted((campaign / "logs").iterdir()):
         by_target.setdefault(log.name.split(".")[0], []).append(log)
     for target, logs in sorted(by_target.items()):
-        executions, edges, kept = figures_of(logs)
+        runs = [figures_of(log) for log in logs]
+        executions = sum(run.executions for run in runs)
         total += executions
-        rows.append(f"| `{target}` | {executions:,} | {edges:,} | {kept:,} |")
-    broken = sum("ERROR: " in log.read_text(errors="replace") for logs in by_target.values() for log in logs)
+        broken += sum(run.broken for run in runs)
+        rows.append(f"| `{target}` | {executions:,} | {max(run.edges for run in runs):,} | {max(run.kept for run in runs):,} |")
     lines = [
         TITLE, "",
         f"Written by `scripts/fuzz` on {datetime.date.today()} at commit {commit}: {total:,} executions under the address and",
@@ -59,4 +49,5 @@ def main():
     document.write_text(text.rstrip() + "\n")
 
 
-main()
+if __name__ == "__main__":
+    main()
