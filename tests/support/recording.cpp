@@ -5,14 +5,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <optional>
 #include <vector>
 
-#include "qlip/SimpleException.h"
 #include "qlip/h263_isoff.h"
 #include "qlip/isoff.h"
-#include "qlip/vorn3gp.h"
 #include "tests/support/memory_file.h"
 
 namespace qlip_test {
@@ -204,23 +201,6 @@ std::string check_with_engine(MemoryHost& host, const Recording& plan, bool whol
     return fault;
 }
 
-std::string check_with_box_model(MemoryHost& host, const Recording& plan) {
-    host.position = 0;
-    auto* io = host.record();
-    Vorn3gp::Simple3gp tree;
-    try {
-        tree.Read(io, 0);
-    } catch (const SimpleException& failure) {
-        return "the box model: " + failure.m_message;
-    } catch (const std::bad_alloc&) {
-        // A box of size 0, to the end of the file, is none to the model.
-        if (!tree.GetMoov()) return "the box model stands still";
-    }
-    return tree.GetMoov() && tree.GetMoov()->GetTraks().size() == plan.tracks.size()
-               ? ""
-               : "the box model misses a track";
-}
-
 }  // namespace
 
 std::string check_recording(const unsigned char* bytes, size_t size) {
@@ -246,7 +226,6 @@ std::string check_recording(const unsigned char* bytes, size_t size) {
     if (std::string fault = check_with_engine(host, plan, whole, &kept, &samples); !fault.empty())
         return fault;
     if (!whole) return "";
-    if (std::string fault = check_with_box_model(host, plan); !fault.empty()) return fault;
     for (const Track& track : plan.tracks)
         all += track.given.size();
     if (samples == all) return "";

@@ -1,5 +1,5 @@
 // A random recording: tracks, frames, mode, limits and an output that may be full, drawn from a run of bytes;
-// then read back with both readers and held against what was given.
+// then read back and held against what was given.
 #pragma once
 
 #include <cstddef>
