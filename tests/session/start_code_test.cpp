@@ -5,6 +5,7 @@
 #include <iterator>
 #include <random>
 
+#include "host/host_calls.h"
 #include "qlip/SimpleException.h"
 #include "session/mpeg4_configuration.h"
 #include "session/mpeg4_start_code.h"
@@ -81,9 +82,12 @@ TEST(Dump, ShowsWholeLinesOfTenAtTheDebugLevelOnly) {
     const int before = sx_Debug;
     sx_Debug = 4;
     printInfo(data, 11);
+    qliputil_printData(data + 7, 1);
     sx_Debug = before;
-    ASSERT_EQ(syslog_lines().size(), 3U);
+    ASSERT_EQ(syslog_lines().size(), 4U);
     EXPECT_NE(syslog_lines()[0].text.find("DBG: interface/src/mmfiInterface("), std::string::npos);
     EXPECT_NE(syslog_lines()[0].text.find("): Dump:sz=11\n"), std::string::npos);
     EXPECT_NE(syslog_lines()[2].text.find("): Data:0a 0b 0c 0d 0e 0f 10 11 12 13\n"), std::string::npos);
+    EXPECT_NE(syslog_lines()[3].text.find("): i=0000 pdata[i]=0007\n"), std::string::npos);
+    EXPECT_THROW(mmfi_Read(nullptr, data, nullptr, false), SimpleException);
 }
