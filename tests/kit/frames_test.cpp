@@ -69,10 +69,8 @@ TEST(KitTimes, ThatAreShownOutOfOrderCarryTheirPresentationTimesAndAreDueInDecod
     track.ctts = {{1, 200}, {1, 400}, {2, 100}};
     track.sync = {1};
     track.extra_trak = edts({{240, 200}});
-    const Bytes file = movie(track);
-    KitPlayer player(file);
-    ASSERT_EQ(player.open(QLIP_VIDEO), 0);
-    player.rest();
+    KitPlayer player(movie(track));
+    player.play(QLIP_VIDEO);
     EXPECT_THAT(timestamps(player), ElementsAre(18000, 45000, 27000, 36000));
     EXPECT_THAT(each(player.frames, [](const qlip_frame& f) { return f.presentation_time / 1000000; }),
                 ElementsAre(0, 300, 100, 200));
@@ -127,10 +125,8 @@ TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
 TEST(KitTimes, OfADelayedTrackBeginLaterThanThoseOfItsFile) {
     TrackPlan track = amr({kSpeech122, kSpeech122});
     track.extra_trak = edts({{300, kEmptyEdit}, {30, 0}});
-    const Bytes file = movie(track);
-    KitPlayer player(file);
-    ASSERT_EQ(player.open(QLIP_AUDIO), 0);
-    player.rest();
+    KitPlayer player(movie(track));
+    player.play(QLIP_AUDIO);
     EXPECT_THAT(each(player.frames, [](const qlip_frame& f) { return f.time / 1000000; }),
                 ElementsAre(500, 520));
     EXPECT_THAT(timestamps(player), ElementsAre(0, 160));
@@ -143,8 +139,7 @@ TEST(KitSpeech, MarksTheFirstFrameBehindSilenceAndLeavesOutWhatHoldsNothing) {
         qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
         options.keep_no_data = keep;
         KitPlayer player(file);
-        ASSERT_EQ(player.open(QLIP_AUDIO, options), 0);
-        player.rest();
+        player.play(QLIP_AUDIO, options);
         EXPECT_EQ(player.end, QLIP_END_OF_FILE);
         const auto marks = each(player.frames, [](const qlip_frame& f) { return f.marker; });
         if (keep) {
@@ -162,17 +157,14 @@ TEST(KitSpeech, MarksTheFirstFrameBehindSilenceAndLeavesOutWhatHoldsNothing) {
 TEST(KitSpeech, FollowsGapsOfTheTimeTableButNeverOverlaps) {
     TrackPlan track = amr(std::vector<Bytes>(5, kSpeech122));
     track.stts = {{1, 160}, {1, 800}, {1, 100}, {2, 160}};
-    const Bytes file = movie(track);
-    KitPlayer player(file);
-    ASSERT_EQ(player.open(QLIP_AUDIO), 0);
-    player.rest();
+    KitPlayer player(movie(track));
+    player.play(QLIP_AUDIO);
     EXPECT_THAT(timestamps(player), ElementsAre(0, 160, 960, 1120, 1280));
 }
 
 TEST(KitSpeech, SaysWhichSampleIsDamagedAndGoesOnBehindIt) {
-    const Bytes file =
-        movie(amr({kSpeech122, speech(9, 5), Bytes(kSpeech122.begin(), kSpeech122.end() - 1), kSpeech122}));
-    KitPlayer player(file);
+    KitPlayer player(
+        movie(amr({kSpeech122, speech(9, 5), Bytes(kSpeech122.begin(), kSpeech122.end() - 1), kSpeech122})));
     ASSERT_EQ(player.open(QLIP_AUDIO), 0);
     EXPECT_EQ(player.read(), 0);
     EXPECT_EQ(player.read(), QLIP_CORRUPT_FILE);
@@ -186,11 +178,9 @@ TEST(KitSpeech, SaysWhichSampleIsDamagedAndGoesOnBehindIt) {
 
 TEST(KitH264, HasOneMarkerPerPictureAndSetsOnlyInFrontOfIt) {
     const Bytes large = nal(0x41, 3000);
-    const Bytes file =
-        movie(h264({access_unit({nal(0x09, 2), nal(0x06, 9), kIdr}), access_unit({large, kPps, kSlice})}));
-    KitPlayer player(file);
-    ASSERT_EQ(player.open(QLIP_VIDEO), 0);
-    player.rest();
+    KitPlayer player(
+        movie(h264({access_unit({nal(0x09, 2), nal(0x06, 9), kIdr}), access_unit({large, kPps, kSlice})})));
+    player.play(QLIP_VIDEO);
     EXPECT_THAT(nal_types(player.frames[0]), ElementsAre(9, 7, 8, 6, 5));
     EXPECT_THAT(nal_types(player.frames[1]), ElementsAre(28, 28, 28, 1));
     EXPECT_EQ(player.end, QLIP_END_OF_FILE);
@@ -199,8 +189,7 @@ TEST(KitH264, HasOneMarkerPerPictureAndSetsOnlyInFrontOfIt) {
 TEST(KitH264, TakesPicturesLargerThanASessionAndRefusesOnesWhoseLengthsLie) {
     Bytes lying = access_unit({kSlice});
     lying[3] = 200;
-    const Bytes file = movie(h264({access_unit({nal(0x65, 200000)}), lying, access_unit({kSlice})}));
-    KitPlayer player(file);
+    KitPlayer player(movie(h264({access_unit({nal(0x65, 200000)}), lying, access_unit({kSlice})})));
     ASSERT_EQ(player.open(QLIP_VIDEO), 0);
     EXPECT_EQ(player.read(), 0);
     EXPECT_EQ(player.frames[0].facts.packet_count, 2U + 144U);  // 199,999 bytes in fragments of 1,398
@@ -235,8 +224,7 @@ TEST(KitMpeg4, HasTheLatestConfigurationInFrontOfIntraPictures) {
         KitPlayer player(movie(video_track(
             "mp4v", esds(configuration),
             {intra, inter, none, start_alone, join({own, intra}), intra, join({large, intra}), intra})));
-        ASSERT_EQ(player.open(QLIP_VIDEO), 0);
-        EXPECT_THAT(payloads_of(player.rest()),
+        EXPECT_THAT(payloads_of(player.play(QLIP_VIDEO)),
                     ElementsAre(join({configuration, intra}), inter, none, start_alone, join({own, intra}),
                                 join({own, intra}), join({large, intra}), join({own, intra})));
     }
@@ -252,13 +240,12 @@ TEST(KitHints, FrameEndsAtTheMarkerOrWhereTheTimeChanges) {
                     static_cast<unsigned int>(at));
     };
     media.sync = {1, 2};
-    const Bytes file = build_movie(
+    KitPlayer player(build_movie(
         {.tracks = {
              media,
              hint_track({hint_sample({part(7, false, 1, kIdr, 0), part(9, true, 1, kSlice, kIdr.size())}),
                          hint_sample({part(9, false, 2, kIdr, 0), part(9, false, 2, kSlice, kIdr.size())}),
-                         hint_sample({part(1, false, 3, kSlice, 0)})})}});
-    KitPlayer player(file);
+                         hint_sample({part(1, false, 3, kSlice, 0)})})}}));
     ASSERT_EQ(player.open(QLIP_VIDEO), 0);
     EXPECT_TRUE(qlip_stream_get_info(player.stream)->hinted);
     player.rest();
@@ -279,8 +266,7 @@ TEST(KitHints, ThatAskForTooMuchEndInDamageAndOneThatCannotBeServedIsPassedOver)
     const TrackPlan media = h264({nal(0x41, 30)});
     const Bytes whole = hint_sample({cite(1, true, 1, 30)});
     const Bytes beyond = hint_sample({cite(1, true, 1, 31)});
-    const Bytes file = build_movie({.tracks = {media, hint_track({whole, beyond, whole})}});
-    KitPlayer player(file);
+    KitPlayer player(build_movie({.tracks = {media, hint_track({whole, beyond, whole})}}));
     ASSERT_EQ(player.open(QLIP_VIDEO), 0);
     EXPECT_EQ(player.read(), 0);
     EXPECT_EQ(player.read(), QLIP_CORRUPT_FILE);
@@ -301,8 +287,7 @@ TEST(KitHints, ThatAskForTooMuchEndInDamageAndOneThatCannotBeServedIsPassedOver)
     const Bytes bomb = build_movie(
         {.tracks = {h264({nal(0x41, 30000)}), hint_track(std::vector<Bytes>(100, hint_sample({greedy})))}});
     KitPlayer bombed(bomb);
-    ASSERT_EQ(bombed.open(QLIP_VIDEO), 0);
-    bombed.rest();
+    bombed.play(QLIP_VIDEO);
     EXPECT_EQ(bombed.end, QLIP_CORRUPT_FILE);
     EXPECT_LE(bombed.frames.size(), (4 * bomb.size() + 65536) / 60012 + 1);
 }
@@ -325,8 +310,7 @@ TEST(KitHints, FrameMayBringItsOwnSetsAndH263SaysItsFormatInTheFirstPacket) {
     KitPlayer player(build_movie(
         {.tracks = {h264({join({kSps, kIdr})}),
                     hint_track({hint_sample({nothing, cite(2, false, 1, 5), cite(3, true, 1, 40, 5)})})}}));
-    ASSERT_EQ(player.open(QLIP_VIDEO), 0);
-    EXPECT_THAT(nal_types(player.rest().at(0)), ElementsAre(7, 5));
+    EXPECT_THAT(nal_types(player.play(QLIP_VIDEO).at(0)), ElementsAre(7, 5));
 
     const Bytes h263 =
         build_movie({.tracks = {video_track("s263", d263(), {Bytes(30, 1)}),
@@ -411,8 +395,7 @@ TEST(KitDamage, SharesNoByteOutTwice) {
               64 * file.size() + 4096 + 100);
     EXPECT_EQ(chunks.end, QLIP_CORRUPT_FILE);
     KitPlayer player(file);
-    ASSERT_EQ(player.open(QLIP_AUDIO), 0);
-    player.rest();
+    player.play(QLIP_AUDIO);
     EXPECT_EQ(player.end, QLIP_CORRUPT_FILE);
     EXPECT_EQ(player.frames.size(), file.size() / kSpeech122.size());
 }

@@ -216,17 +216,16 @@ TEST(KitSource, WaitsForBytesTheEndOrTheTime) {
 // Sound and picture lie interleaved. What is released is what the slower of the two has passed.
 TEST(KitSource, TellsWhichBytesAllItsStreamsAreDoneWith) {
     const std::vector<Bytes> pictures(100, Bytes(10000, 0x77));
-    const Bytes file = build_movie({.tracks = {{.handler = "vide",
-                                                .id = 1,
-                                                .timescale = 1000,
-                                                .samples = pictures,
-                                                .delta = 40,
-                                                .sample_entry = visual_entry("s263", 176, 144, d263())},
-                                               {.id = 2,
-                                                .samples = std::vector<Bytes>(100, Bytes(32, 0x3C)),
-                                                .sample_entry = samr_entry()}},
-                                    .moov_first = true});
-    KitPlayer video(file);
+    KitPlayer video(build_movie({.tracks = {{.handler = "vide",
+                                             .id = 1,
+                                             .timescale = 1000,
+                                             .samples = pictures,
+                                             .delta = 40,
+                                             .sample_entry = visual_entry("s263", 176, 144, d263())},
+                                            {.id = 2,
+                                             .samples = std::vector<Bytes>(100, Bytes(32, 0x3C)),
+                                             .sample_entry = samr_entry()}},
+                                 .moov_first = true}));
     std::vector<uint64_t> told;
     qlip_source_set_advanced(
         video.source,
@@ -334,8 +333,7 @@ TEST(KitTracks, OfOtherKindsAndDamagedOnesAreListedToo) {
 }
 
 TEST(KitTracks, FindTheSyncPointForAllStreamsOfAFile) {
-    const Bytes file = sample("av_h263_amrnb_hinted.3gp");
-    KitPlayer player(file);
+    KitPlayer player(sample("av_h263_amrnb_hinted.3gp"));
     int64_t sync = -1, landed = -1;
     ASSERT_EQ(qlip_source_sync_before(player.source, 2500000000, &sync), 0);
     ASSERT_EQ(player.open(QLIP_VIDEO), 0);
@@ -348,8 +346,7 @@ TEST(KitTracks, FindTheSyncPointForAllStreamsOfAFile) {
 }
 
 TEST(KitTracks, OfMovieFragmentsAreRefusedInWords) {
-    const Bytes file = build_movie({.tracks = {}, .extra_moov = container("mvex", {full_box("trex", {})})});
-    KitPlayer player(file);
+    KitPlayer player(build_movie({.tracks = {}, .extra_moov = container("mvex", {full_box("trex", {})})}));
     EXPECT_EQ(player.open(QLIP_AUDIO), QLIP_NOT_SUPPORTED);
     EXPECT_THAT(player.open_error, HasSubstr("movie fragments"));
 }
@@ -437,8 +434,7 @@ TEST(KitDescriptions, ASenderReportCountsWhatWasReadAndNamesTheSource) {
 
 // A program built with an older header passes a shorter record, one built with a newer header a longer one.
 TEST(KitRecords, OfOtherAgesAreTakenAndGivenAsFarAsTheyGo) {
-    const Bytes file = sample("amrnb.3gp");
-    KitPlayer player(file);
+    KitPlayer player(sample("amrnb.3gp"));
     struct {
         qlip_stream_options known;
         char later[64];

@@ -50,6 +50,11 @@ int KitPlayer::open(qlip_medium medium, qlip_stream_options options) {
     return status;
 }
 
+const std::vector<SentFrame>& KitPlayer::play(qlip_medium medium, qlip_stream_options options) {
+    EXPECT_EQ(open(medium, options), 0) << open_error;
+    return stream ? rest() : frames;
+}
+
 int KitPlayer::read() {
     const qlip_frame* frame = nullptr;
     const int status = qlip_stream_read(stream, &frame);

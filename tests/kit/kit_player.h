@@ -28,6 +28,10 @@ class KitPlayer {
 
     int open(qlip_medium medium, qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT);
 
+    // Opens, and reads to the end.
+    const std::vector<SentFrame>& play(qlip_medium medium,
+                                       qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT);
+
     // The next frame goes to `frames`. Its headers are compared with what the stream said it would be.
     int read();
 

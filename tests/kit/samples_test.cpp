@@ -17,8 +17,7 @@ class KitSamples : public testing::TestWithParam<SampleCase> {
 
     std::vector<SentFrame> whole(qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT) {
         KitPlayer player(file);
-        EXPECT_EQ(player.open(medium, options), 0);
-        player.rest();
+        player.play(medium, options);
         EXPECT_EQ(player.end, QLIP_END_OF_FILE);
         return player.frames;
     }

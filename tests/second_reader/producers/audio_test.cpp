@@ -56,8 +56,11 @@ TEST_F(AudioProducer, IsReadOffByExactlyWhatIsThere) {
 TEST_F(AudioProducer, MergesThePacketsOfAHintSampleIntoOneFrame) {
     EXPECT_EQ(built({packet(0x1234, kSpeech), packet(0x1235, kSpeech, {1, 2})}, 0.0204),
               frame(160, 0x1235, hex("F01455 F0140102")));
+    const unsigned char* cursor = reader.first_packet();
+    producer.ProcessPacket(&cursor, 0.0204);
+    EXPECT_EQ(slice(waiting(producer), 24, 10), hex("F01455 F0140102 F01455"));
     // A frame without packets keeps the words of the frame before.
-    EXPECT_EQ(built({}, 2.0), frame(160, 0x1235, {}));
+    EXPECT_EQ(built({}, 2.0), frame(160, 0x1234, {}));
 }
 
 TEST_F(AudioProducer, AppendsWhatEachConstructorDelivers) {

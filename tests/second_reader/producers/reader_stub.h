@@ -37,6 +37,9 @@ class ReaderStub : public C3gpInterface {
         return std::nullopt;
     }
 
+    // The hint sample of the last frame, behind its own header.
+    const unsigned char* first_packet() const { return m_pHintBuffer + 4; }
+
   private:
     static unsigned int size_of(const Bytes& bytes) { return static_cast<unsigned int>(bytes.size()); }
     static unsigned char* copy(const Bytes& bytes) {
