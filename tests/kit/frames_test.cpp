@@ -196,10 +196,8 @@ TEST(KitH264, TakesPicturesLargerThanASessionAndRefusesOnesWhoseLengthsLie) {
     EXPECT_EQ(player.read(), QLIP_CORRUPT_FILE);
     EXPECT_EQ(player.read(), 0);
     EXPECT_EQ(player.frames[1].facts.timestamp, 90000U);
-    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-    options.chunks = 1;
     qlip_stream_close(&player.stream);
-    EXPECT_EQ(player.open(QLIP_VIDEO, options), QLIP_NOT_SUPPORTED);
+    EXPECT_EQ(player.open(QLIP_VIDEO, kInChunks), QLIP_NOT_SUPPORTED);
 
     Bytes huge = movie(h264({access_unit({kSlice})}));
     set_u32(huge, find_box(huge, "stsz") + 16, (1U << 24) + 1);
@@ -362,10 +360,8 @@ TEST(KitDamage, NeverEndsCleanlyAndNeverMakesFramesUp) {
     for (const Case& one : cases) {
         SCOPED_TRACE(one.what);
         for (const bool in_chunks : {false, true}) {
-            qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-            options.chunks = in_chunks;
             KitPlayer player(one.file);
-            const int opened = player.open(QLIP_AUDIO, options);
+            const int opened = in_chunks ? player.open(QLIP_AUDIO, kInChunks) : player.open(QLIP_AUDIO);
             EXPECT_EQ(opened, one.opened) << player.open_error;
             if (opened != 0) continue;
             EXPECT_EQ(in_chunks ? player.rest_in_chunks().size() : player.rest().size(),
@@ -387,10 +383,8 @@ TEST(KitDamage, SharesNoByteOutTwice) {
         std::copy_n(file.begin() + static_cast<long>(stco), 4,
                     file.begin() + static_cast<long>(stco + 4 * i));
     file.resize(file.size() - 10 * (kChunks - 1) * kSpeech122.size());
-    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-    options.chunks = 1;
     KitPlayer chunks(file);
-    ASSERT_EQ(chunks.open(QLIP_AUDIO, options), 0);
+    ASSERT_EQ(chunks.open(QLIP_AUDIO, kInChunks), 0);
     EXPECT_LT(chunks.rest_in_chunks().size() * (24 + kSpeech122.size() + 1) / 2,
               64 * file.size() + 4096 + 100);
     EXPECT_EQ(chunks.end, QLIP_CORRUPT_FILE);

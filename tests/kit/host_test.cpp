@@ -124,15 +124,15 @@ TEST(KitSource, OfAHostCanWaitAndFailInAnyCallAndIsReleasedWithItsLastStream) {
     int64_t sync = 0;
     qlip_source_info info = QLIP_SOURCE_INFO_INIT;
     qlip_track_info track = QLIP_TRACK_INFO_INIT;
-    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-    options.chunks = 1;
     const std::function<int()> calls[] = {
         [&] { return qlip_source_state(source, &info); },
         [&] { return qlip_source_track(source, 0, &track); },
         [&] { return qlip_source_sync_before(source, 0, &sync); },
         [&] { return qlip_stream_close(&stream) + qlip_stream_open(&stream, source, QLIP_AUDIO, nullptr); },
         [&] { return qlip_stream_read(stream, &frame); },
-        [&] { return qlip_stream_close(&chunks) + qlip_stream_open(&chunks, source, QLIP_AUDIO, &options); },
+        [&] {
+            return qlip_stream_close(&chunks) + qlip_stream_open(&chunks, source, QLIP_AUDIO, &kInChunks);
+        },
         [&] { return qlip_stream_read_chunk(chunks, &chunk, &size); },
     };
     for (const auto& call : calls) {
@@ -546,9 +546,8 @@ TEST(KitMisuse, GivesAStatus) {
     EXPECT_EQ(qlip_stream_timestamp(nullptr, 1), 0U);
     EXPECT_STREQ(qlip_stream_error(nullptr), "Bad 3gp handle passed in");
     EXPECT_EQ(qlip_version(), static_cast<unsigned int>(QLIP_VERSION));
-    options.chunks = 1;
     KitPlayer chunks(file);
-    ASSERT_EQ(chunks.open(QLIP_AUDIO, options), 0);
+    ASSERT_EQ(chunks.open(QLIP_AUDIO, kInChunks), 0);
     EXPECT_EQ(qlip_stream_read(chunks.stream, &frame), QLIP_NOT_OPEN);
     EXPECT_EQ(qlip_stream_seek(chunks.stream, 0, nullptr), QLIP_NOT_OPEN);
 }

@@ -17,6 +17,13 @@ struct SentFrame {
     std::vector<Bytes> payloads;  // of its packets, without the RTP headers
 };
 
+// What a stream is opened with for chunks.
+inline const qlip_stream_options kInChunks = [] {
+    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
+    options.chunks = 1;
+    return options;
+}();
+
 class KitPlayer {
   public:
     // A source over memory. With `arrived`, it grows, and has so many bytes.

@@ -159,16 +159,14 @@ TEST_P(KitSamples, DeliverTheNativeStreamInChunksWithTheirLengths) {
     MemoryHost host(file);
     Player session(host, GetParam().mode, true);
     const std::vector<Bytes> expected = session.rest();
-    qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
-    options.chunks = 1;
     KitPlayer whole_file(file);
-    ASSERT_EQ(whole_file.open(medium, options), 0);
+    ASSERT_EQ(whole_file.open(medium, kInChunks), 0);
     EXPECT_TRUE(whole_file.rest_in_chunks() == expected);
     EXPECT_EQ(whole_file.end, QLIP_END_OF_FILE);
     qlip_source_info state = QLIP_SOURCE_INFO_INIT;
     ASSERT_EQ(qlip_source_state(whole_file.source, &state), 0);
     KitPlayer growing(file, state.structure_offset + state.structure_size);
-    ASSERT_EQ(growing.open(medium, options), 0);
+    ASSERT_EQ(growing.open(medium, kInChunks), 0);
     std::vector<Bytes> chunks;
     do {
         for (const Bytes& chunk : growing.rest_in_chunks())

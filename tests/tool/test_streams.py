@@ -109,12 +109,6 @@ class Manners(Case):
             self.assertEqual(qlip("help", command)[0], taught)
         self.assertIn("Exit codes", top)
 
-    def test_an_input_is_never_overwritten(self):
-        path = self.write("mine.3gp", read_file(sample("amrnb")))
-        os.symlink(path, self.path("alias"))
-        qlip("stream", path, "-o", self.path("alias"), expect=2)
-        self.assertEqual(self.read("mine.3gp"), read_file(sample("amrnb")))
-
     def test_a_closed_pipe_ends_quietly(self):
         process = subprocess.Popen([QLIP, "boxes", sample("h264")], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         process.stdout.close()

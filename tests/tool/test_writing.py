@@ -104,12 +104,13 @@ class Writing(Case):
                 self.assertTrue(qlip(*arguments, expect=code)[1].startswith("qlip: "))
 
     def test_an_input_is_never_the_output(self):
-        out, awb, link = self.path("same.3gp"), self.raw("amrwb", "ra", "amr"), self.path("link")
+        out, awb, link, alias = self.path("same.3gp"), self.raw("amrwb", "ra", "amr"), self.path("link"), self.path("alias")
         qlip("copy", sample("amrnb"), out)
         os.symlink(awb, link)
+        os.symlink(out, alias)
         before = read_file(out), read_file(awb)
         for command in (["copy", out, out], ["make", awb, "--awb", awb], ["make", link, "--awb", awb],
-                        ["make", awb, "--awb", link], ["stream", out, "-o", out], ["rtp", out, "--sdp", out],
+                        ["make", awb, "--awb", link], ["stream", out, "-o", alias], ["rtp", out, "--sdp", out],
                         ["rtp", out, "--sdp", "-", "--pcap", "-"], ["rtp", out, "--sdp", link, "--pcap", link]):
             qlip(*command, expect=2)
         self.assertEqual((read_file(out), read_file(awb)), before)
