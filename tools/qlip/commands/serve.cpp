@@ -2,6 +2,7 @@
 // does not; the command finds it, and becomes it.
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -47,6 +48,13 @@ std::string server_program() {
                     "building with -DQLIP_GSTREAMER=ON, which needs libgstrtspserver-1.0-dev");
 }
 
+// GLib would set memory aside for each thread, of which a session has five: a quarter of what a session
+// takes.
+void leave_small_memory_to_the_c_library() {
+    constexpr int kUnlessTheUserDid = 0;
+    setenv("G_SLICE", "always-malloc", kUnlessTheUserDid);
+}
+
 void become_server(const Options& options) {
     const std::string program = server_program();
     std::vector<std::string> words = {"qlip-serve", options.address, std::to_string(options.port),
@@ -57,6 +65,7 @@ void become_server(const Options& options) {
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
+    leave_small_memory_to_the_c_library();
     execv(program.c_str(), arguments.data());
     throw io_error("cannot run " + program);
 }
