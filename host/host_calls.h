@@ -51,7 +51,8 @@ inline unsigned short io_read(HostIo* io, unsigned char* data, unsigned int* cou
     if (!io || !io->SeekNRead) return kNoSlot;
     const unsigned int wanted = *count;
     const unsigned int status = io->SeekNRead(io->pUserContext, data, count, kCurrentPosition);
-    *count = std::min(*count, wanted);
+    if (*count > wanted) [[unlikely]]
+        *count = wanted;
     return static_cast<unsigned short>(status);
 }
 
@@ -60,7 +61,8 @@ inline unsigned short io_read_at(HostIo* io, unsigned char* data, unsigned int o
     *read = 0;
     if (!io || !io->IndexRead) return kNoSlot;
     const unsigned int status = io->IndexRead(io->pUserContext, data, offset, count, read);
-    *read = std::min(*read, count);
+    if (*read > count) [[unlikely]]
+        *read = count;
     return static_cast<unsigned short>(status);
 }
 

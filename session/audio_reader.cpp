@@ -94,7 +94,7 @@ int deliver_file_info(mm_Interface& session, unsigned char* buffer) {
 
 // The frame stays where it is; the record that is delivered in its place names AMR-WB's frame word for both
 // codecs.
-int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
+[[gnu::noinline]] int not_available(mm_Interface& session, unsigned char* buffer, unsigned int* size) {
     *size = 0;
     session.stage = kFrameHeader;
     constexpr AUD_AudFrame_Native kStandIn = {0, kWidebandFrameWord, 0, 0, 0, 0};
@@ -195,15 +195,18 @@ void take_frame_from_run(mm_Interface& session) {
                std::min<size_t>(session.carry_size, size_t{kLongestFrame}));
 }
 
-int deliver_carried_frame(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer) {
+[[gnu::noinline]] int deliver_carried_frame(const AudioCodec& codec, mm_Interface& session,
+                                            unsigned char* buffer) {
     const int bytes = take_carry(session);
     const size_t frame_bytes = put_frame_header(codec, session, buffer);
     keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
     return QLIP_SUCCESS;
 }
 
-[[gnu::noinline]] void keep_negative_rest(const AudioCodec& codec, mm_Interface& session, int rest) {
-    keep_carry(codec, session, 0, rest);
+// A frame that is not the whole of its sample.
+[[gnu::noinline]] void keep_rest(const AudioCodec& codec, mm_Interface& session, size_t frame_bytes,
+                                 int rest) {
+    keep_carry(codec, session, frame_bytes, rest);
 }
 
 int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigned char* buffer,
@@ -219,7 +222,8 @@ int deliver_frame_header(const AudioCodec& codec, mm_Interface& session, unsigne
     if (bytes < 0) return bytes == ISOFF_END ? QLIP_END_OF_FILE : not_available(session, buffer, size);
     if (bytes == 0 && !codec.lenient) return QLIP_SUCCESS;
     const size_t frame_bytes = put_frame_header(codec, session, buffer);
-    keep_carry(codec, session, frame_bytes, bytes - static_cast<int>(frame_bytes));
+    const int rest = bytes - static_cast<int>(frame_bytes);
+    if (rest != 0 || session.carry_run != 0) keep_rest(codec, session, frame_bytes, rest);
     return report_progress(track, track->file_pos);
 }
 
@@ -268,7 +272,7 @@ template <const AudioCodec& kCodec>
     if (rest >= 0) {
         session.carry_size = static_cast<unsigned short>(rest);
     } else {
-        keep_negative_rest(kCodec, session, rest);
+        keep_rest(kCodec, session, 0, rest);
     }
     return QLIP_SUCCESS;
 }

@@ -50,19 +50,30 @@ inline int next_sample_size(const iso_track* track, int size) {
     return wanted <= static_cast<unsigned int>(size) ? static_cast<int>(wanted) : ISOFF_END;
 }
 
+// Behind `bytes` of the sample at the cursor.
+inline void pass_sample(iso_track* track, unsigned int bytes) {
+    ++track->sample;
+    // By what was delivered: after a short read the cursor no longer stands on a sample's start. Kept for
+    // players that read what is left of the sample next [isoffread-short-read].
+    if (advance_position(track, bytes) && track->pending_head)
+        track->pending_head = track->pending_head->next;
+}
+
 // Reads that sample for a reader that wants no times and is alone with the track: its places in the time
-// tables stay.
+// tables stay. A whole sample moves the cursor by the size in the table, so that the next read need not wait
+// for what the host says.
 inline int take_sample_alone(iso_track* track, void* buffer, int size) {
     const auto wanted = static_cast<unsigned int>(size);
     unsigned int got = 0;
     const int failure = fetch(track, static_cast<unsigned char*>(buffer), wanted, &got);
     if (failure != 0) [[unlikely]]
         return failure;
-    ++track->sample;
-    // By what was delivered: after a short read the cursor no longer stands on a sample's start. Kept for
-    // players that read what is left of the sample next [isoffread-short-read].
-    if (advance_position(track, got) && track->pending_head) track->pending_head = track->pending_head->next;
-    return static_cast<int>(got);
+    if (got < wanted) [[unlikely]] {
+        pass_sample(track, got);
+        return static_cast<int>(got);
+    }
+    pass_sample(track, wanted);
+    return size;
 }
 
 inline int take_sample(iso_track* track, void* buffer, int size, double* time, double* cto) {
