@@ -102,22 +102,24 @@ TEST(KitTimes, AreRoundedToTheNearestTickOfAnyClock) {
 TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
     struct Case {
         std::vector<unsigned int> sync;
-        unsigned int delta;
+        std::vector<std::pair<unsigned int, unsigned int>> times;  // of five samples
         Bytes edits;
-        int64_t landed;  // of a seek to 2.9 s, in seconds
+        int64_t landed;  // of a seek to 2.9 s, in milliseconds
     };
-    for (const auto& [sync, delta, edits, landed] : {Case{{1, 3, 2, 9}, 1000, {}, 2},
-                                                     {{9}, 1000, {}, 0},
-                                                     {{}, 0, {}, 0},
-                                                     {{1, 3}, 1000, edts({{600, kEmptyEdit}}), 1}}) {
+    for (const auto& [sync, times, edits, landed] :
+         {Case{{1, 3, 2, 9}, {{5, 1000}}, {}, 2000},
+          {{9}, {{5, 1000}}, {}, 0},
+          {{}, {{5, 0}}, {}, 0},
+          {{}, {{2, 400}, {7, 400}}, {}, 1600},
+          {{1, 3}, {{5, 1000}}, edts({{600, kEmptyEdit}}), 1000}}) {
         TrackPlan track = h264(std::vector<Bytes>(5, access_unit({kSlice})));
         track.sync = sync;
-        track.delta = delta;
+        track.stts = times;
         track.extra_trak = edits;
         KitPlayer player(movie(track));
         int64_t at = -1;
         EXPECT_EQ(qlip_source_sync_before(player.source, 2900000000, &at), 0);
-        EXPECT_EQ(at, landed * 1000000000);
+        EXPECT_EQ(at, landed * 1000000);
     }
 }
 
