@@ -3,20 +3,19 @@ import concurrent.futures
 import os
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
 
 TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
-SAMPLES = os.path.join(TOP, "samples")
+sys.path[:0] = [os.path.join(TOP, "tests", "tool")]
+from host import sample  # noqa: E402
+
 DECODERS = {"h263_hinted_pt34": "rtph263depay ! avdec_h263", "h263": "rtph263pdepay ! avdec_h263",
             "h263_cif_faststart": "rtph263pdepay ! avdec_h263", "h263_hinted_pt96": "rtph263pdepay ! avdec_h263",
             "av_h263_amrnb_hinted": "rtph263pdepay ! avdec_h263", "mpeg4": "rtpmp4vdepay ! avdec_mpeg4",
             "mpeg4_hinted": "rtpmp4vdepay ! avdec_mpeg4", "mpeg4_with_aac": "rtpmp4vdepay ! avdec_mpeg4",
             "h264": "rtph264depay ! avdec_h264", "h264_hinted": "rtph264depay ! avdec_h264"}
-
-
-def sample(name):
-    return os.path.join(SAMPLES, name + ".3gp")
 
 
 def run(*command, **options):

@@ -15,30 +15,18 @@ import time
 import unittest
 
 TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
-sys.path[:0] = [os.path.join(TOP, "bindings", "python")]
+sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings", "python")]
 import qlip  # noqa: E402
+from host import SAMPLES, TRACKS, read_file as contents, sample  # noqa: E402
 from rtsp_client import Client  # noqa: E402
 from test_pipelines import DECODERS, pictures_by, pictures_of  # noqa: E402
 
-SAMPLES = os.path.join(TOP, "samples")
-AUDIO = ["amrnb", "amrnb_dtx_faststart", "amrnb_hinted", "amrwb", "av_h263_amrnb_hinted"]
-VIDEO = ["h263", "h263_cif_faststart", "h263_hinted_pt34", "h263_hinted_pt96", "av_h263_amrnb_hinted",
-         "mpeg4", "mpeg4_hinted", "mpeg4_with_aac", "h264", "h264_hinted"]
 NO_DATA_SIZE = 1  # of an AMR frame that holds nothing; it is not sent
 AT_ONCE = 50
 FRAMES_AHEAD = 6  # of speech, that the server sends together
 # A sanitizer's runtime was loaded for the binding in this process, where leaks are Python's own.
 os.environ.pop("LD_PRELOAD", None)
 SERVERS = {**os.environ, "ASAN_OPTIONS": "fast_unwind_on_malloc=0"}
-
-
-def sample(name):
-    return os.path.join(SAMPLES, name + ".3gp")
-
-
-def contents(path):
-    with open(path, "rb") as file:
-        return file.read()
 
 
 class Server:
@@ -95,8 +83,7 @@ class Serving(unittest.TestCase):
         self.assertIsNone(self.server.process.poll(), self.server.lines()[-3000:])
 
     def test_ffmpeg_gets_every_frame_over_udp_and_tcp(self):
-        cases = [(name, medium, way) for way in ("udp", "tcp") for medium, names in (("audio", AUDIO), ("video", VIDEO))
-                 for name in names]
+        cases = [(name, "audio" if mode == "ra" else "video", way) for way in ("udp", "tcp") for name, mode in TRACKS]
 
         def play(case):
             name, medium, way = case

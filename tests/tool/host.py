@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 QLIP = os.environ.get("QLIP", "qlip")
-SAMPLES = os.environ["QLIP_SAMPLES"]
+SAMPLES = os.environ.get("QLIP_SAMPLES", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "samples"))
 QUIET_ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8")
 
 AUDIO = ["amrnb", "amrnb_dtx_faststart", "amrnb_hinted", "amrwb", "av_h263_amrnb_hinted"]
