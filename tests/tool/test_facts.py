@@ -61,9 +61,10 @@ class Info(Case):
     def test_open_tells_what_would_open(self):
         for name in sorted(set(AUDIO) | set(VIDEO)):
             with self.subTest(name):
-                opens = qlip_json("info", sample(name))["open"]
-                self.assertEqual(opens["ra"]["opens"], name in AUDIO)
-                self.assertEqual(opens["rv"]["opens"], name in VIDEO)
+                facts = qlip_json("info", sample(name))
+                for mode, names, handler in (("ra", AUDIO, "soun"), ("rv", VIDEO, "vide")):
+                    track = [track["id"] for track in facts["tracks"] if track["handler"] == handler and name in names]
+                    self.assertEqual(([facts["open"][mode]["track"]] if facts["open"][mode]["opens"] else []), track)
         refused = qlip_json("info", sample("aac_refused"))["open"]
         self.assertEqual((refused["ra"]["status"], refused["rv"]["status"]), (2, 2))
         self.assertIn("AAC", refused["ra"]["why_not"])
@@ -94,6 +95,12 @@ class Info(Case):
         data = bytearray(read_file(sample("amrnb_dtx_faststart")))
         data[data.index(b"stsz") + 11] = 5  # bytes, of which frames of 13 would be made up
         self.assertIn("do not fit", qlip("stream", self.write("short.3gp", bytes(data)), expect=1)[1])
+
+    def test_a_sample_that_ends_the_stream_is_told(self):
+        data = bytearray(read_file(sample("mpeg4")))
+        at = data.index(b"stsz") + 16
+        data[at:at + 4] = b"\0\1\0\0"
+        self.assertIn(b"ends the stream where it stands", qlip("info", self.write("large.3gp", bytes(data)), expect=None)[0])
 
     def test_what_is_no_3gp_file_is_said_to_be_none(self):
         path = self.write("noise.3gp", b"this is a text and no 3GP file at all\n" * 20)

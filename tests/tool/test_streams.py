@@ -179,6 +179,8 @@ class H263(Case):
         for form, name in (("2190", "s263"), ("2190mb", "s263"), ("2429", "s263+")):
             with self.subTest(form):
                 qlip("fragments", path, "--rfc", form, "--max-payload", "500", "-o", self.path("out"))
+                qlip("fragments", path, "--rfc", form, "--pcap", "/dev/null", "--sdp", self.path("sdp"))
+                self.assertEqual(b"a=fmtp:96 profile=0;level=10" in self.read("sdp"), form == "2429")
                 stream = parse_stream(self.read("out"))
                 self.assertEqual(stream.header[40:48].rstrip(b"\0").decode(), name)
                 self.assertEqual(struct.unpack_from("<II", stream.header, 56), (352, 288))
