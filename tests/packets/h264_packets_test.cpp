@@ -78,31 +78,20 @@ TEST(H264Packets, FragmentsNeverStartAndEndAtOnceAndFillTheirRoom) {
     }
 }
 
-class PrefixSizes : public testing::TestWithParam<int> {};
-INSTANTIATE_TEST_SUITE_P(H264Packets, PrefixSizes, testing::Values(1, 2, 3, 4));
-
-TEST_P(PrefixSizes, ParameterSetsPrecedeAnIdrFrameOnce) {
-    // An avcC box has two bytes of length for its sets, and is stored so where the stream has one or three.
-    for (const int stored_size : {GetParam(), GetParam() == 4 ? 4 : 2}) {
-        H264 h264(GetParam(), stored_size);
-        const Bytes idr = nal(0x65, 30);
-        EXPECT_EQ(h264.packetise(sample_of({idr, idr}, GetParam())).bytes,
-                  records({{kType, false, 0, 0, kSps},
-                           {kType, false, 1, 0, kPps},
-                           {kType, false, 2, 0, idr},
-                           {kType, true, 3, 0, idr}}));
+// An avcC box has two bytes of length for its sets, and is stored so where the stream has one or three.
+TEST(H264Packets, ParameterSetsPrecedeAnIdrFrameOnceThatBringsNone) {
+    const Bytes idr = nal(0x65, 30), other = nal(0x41, 30);
+    for (const auto& [size, stored_size] : {std::pair(1, 1), {1, 2}, {2, 2}, {3, 3}, {3, 2}, {4, 4}}) {
+        H264 h264(size, stored_size);
+        EXPECT_EQ(h264.packetise(sample_of({idr, idr}, size)).bytes, records({{kType, false, 0, 0, kSps},
+                                                                              {kType, false, 1, 0, kPps},
+                                                                              {kType, false, 2, 0, idr},
+                                                                              {kType, true, 3, 0, idr}}));
         EXPECT_EQ(h264.native.packet_count, 4u);
-    }
-}
-
-TEST_P(PrefixSizes, AFrameThatBringsASetAndAFrameWithoutIdrGetNone) {
-    const Bytes idr = nal(0x65, 30);
-    const Bytes other = nal(0x41, 30);
-    for (const Bytes& first : {kSps, kPps, other}) {
-        H264 h264(GetParam());
-        const Bytes& second = first == other ? other : idr;
-        EXPECT_EQ(h264.packetise(sample_of({first, second}, GetParam())).bytes,
-                  records({{kType, false, 0, 0, first}, {kType, true, 1, 0, second}}));
+        for (const auto& [first, second] : {std::pair(kSps, idr), {kPps, idr}, {other, other}}) {
+            EXPECT_EQ(H264(size).packetise(sample_of({first, second}, size)).bytes,
+                      records({{kType, false, 0, 0, first}, {kType, true, 1, 0, second}}));
+        }
     }
 }
 

@@ -26,14 +26,10 @@ struct Packet {
     Bytes payload;
 };
 
-// The bytes of packet records: size, timestamp, RTP word, timestamp, 0, payload.
 inline Bytes records(std::initializer_list<Packet> packets) {
     Bytes all;
-    for (const Packet& p : packets) {
-        const uint32_t word = 0x80000000u + (p.marker ? 0x00800000u : 0u) + p.type * 0x10000u + p.sequence;
-        const auto size = static_cast<uint32_t>(p.payload.size() + 20);
-        all = join({all, words({size, p.timestamp, word, p.timestamp, 0}), p.payload});
-    }
+    for (const Packet& p : packets)
+        all = join({all, packet_record(p.type, p.marker, p.sequence, p.timestamp, p.payload)});
     return all;
 }
 

@@ -23,17 +23,6 @@ Bytes payload_chunk(unsigned char cmr, const Bytes& speech) {
     return join({Bytes{cmr}, speech});
 }
 
-TrackPlan narrowband(std::vector<Bytes> samples, unsigned int frames_per_sample = 1) {
-    return {.samples = std::move(samples), .sample_entry = samr_entry(damr(frames_per_sample))};
-}
-
-TrackPlan wideband(std::vector<Bytes> samples, unsigned int frames_per_sample = 1) {
-    return {.timescale = 16000,
-            .samples = std::move(samples),
-            .delta = 320,
-            .sample_entry = sawb_entry(damr(frames_per_sample))};
-}
-
 class AudioStream : public Stream {
   protected:
     // Opens, and takes the four header chunks.
@@ -74,7 +63,7 @@ TEST_P(AudioStream, FramesOfEveryModeFromHeaderToEnd) {
         for (unsigned int mode = 0; mode < 16; ++mode)
             frames.push_back(frame(mode, bytes[mode]));
         frames.push_back(frame(0, bytes[0]));
-        play(wide ? wideband(frames) : narrowband(frames));
+        play(speech_track(frames, 1, wide));
         EXPECT_EQ(header[0], join({Bytes{'A', 'U', 'D', 'I', 'O', ' ', ' ', ' '}, words({68, 10, 0, 18})}));
         EXPECT_EQ(header[1], codec_header);
         EXPECT_EQ(header[2], words({0, 0, 0}));
@@ -90,7 +79,7 @@ TEST_P(AudioStream, FramesOfEveryModeFromHeaderToEnd) {
 
 TEST_P(AudioStream, ASampleOfSeveralFramesIsReadOnceAndReportedOnce) {
     const Bytes a = frame(7, 32), b = frame(8, 6), c = frame(2, 16, 50), d = frame(1, 14, 90);
-    TrackPlan track = narrowband({join({a, b, c}), d}, 3);
+    TrackPlan track = speech_track({join({a, b, c}), d}, 3);
     track.stts = {{1, 480}, {1, 160}};
     play(track);
     EXPECT_EQ(word_at(header[0], 20), 4U) << "480 / 160 frames and one more";
@@ -104,7 +93,7 @@ TEST_P(AudioStream, ASampleOfSeveralFramesIsReadOnceAndReportedOnce) {
 
 TEST_P(AudioStream, ASampleMayFillTheWholeBufferButNotMore) {
     const Bytes full(64000, 0x78);  // a table-of-contents byte that makes a frame of 1 byte
-    play(narrowband({full, join({full, Bytes{0x78}})}));
+    play(speech_track({full, join({full, Bytes{0x78}})}));
     player->check_guard = false;
     EXPECT_EQ(player->rest().size(), 2 * full.size());
     EXPECT_EQ(player->end, 1);
@@ -123,7 +112,7 @@ TEST_P(AudioStream, FrameCountFollowsDurationsUnlessEachSampleIsOneFrame) {
     };
     for (const auto& [frames_per_sample, stts, narrow, wide] : kCases) {
         for (const bool is_wide : {false, true}) {
-            TrackPlan track = (is_wide ? wideband : narrowband)({3, frame(15, 1)}, frames_per_sample);
+            TrackPlan track = speech_track({3, frame(15, 1)}, frames_per_sample, is_wide);
             track.stts = stts;
             play(track);
             EXPECT_EQ(word_at(header[0], 20), is_wide ? wide : narrow);
@@ -132,7 +121,7 @@ TEST_P(AudioStream, FrameCountFollowsDurationsUnlessEachSampleIsOneFrame) {
 }
 
 TEST_P(AudioStream, TimestampsWrapOneShortOfTwoToThe32AndSequencesAt16Bits) {
-    play(narrowband({4, frame(15, 1)}));
+    play(speech_track({4, frame(15, 1)}));
     player->handle->audio_clock = 4294967040U;
     player->handle->audio_sequence = 65534;
     const std::pair<uint32_t, uint32_t> expected[] = {
@@ -144,7 +133,7 @@ TEST_P(AudioStream, TimestampsWrapOneShortOfTwoToThe32AndSequencesAt16Bits) {
 TEST_P(AudioStream, DataNotThereYetGivesTheSameStandInForBothCodecsAndLosesNothing) {
     for (const bool wide : {false, true}) {
         const Bytes speech = wide ? frame(0, 18) : frame(0, 13);
-        play(wide ? wideband({speech}) : narrowband({speech}));
+        play(speech_track({speech}, 1, wide));
         fail_once();
         const Player::Step step = player->read();
         EXPECT_EQ(step.status, 17);
@@ -157,7 +146,7 @@ TEST_P(AudioStream, DataNotThereYetGivesTheSameStandInForBothCodecsAndLosesNothi
 
 TEST_P(AudioStream, TheReadModeMayChangeFromCallToCallAndAStatusHas16Bits) {
     const Bytes speech = frame(0, 13);
-    play(narrowband({speech, speech}));
+    play(speech_track({speech, speech}));
     host->fault = MemoryHost::Fault{.slot = Slot::AdvanceRead, .call = 1, .status = 0x30000};
     player->indexed = true;
     expect_frame(header_chunk(13, 10, 0, 0), payload_chunk(0, speech));
@@ -173,7 +162,7 @@ TEST_P(AudioStream, TheReadModeMayChangeFromCallToCallAndAStatusHas16Bits) {
 
 TEST_P(AudioStream, WidebandCarryEndsWithATruncatedFrameAndAnEmptySampleDeliversNothing) {
     const Bytes good = frame(0, 18), cut = frame(0, 6, 200);
-    play(wideband({join({good, cut}), good, {}, good}));
+    play(speech_track({join({good, cut}), good, {}, good}, 1, true));
     expect_frame(header_chunk(18, 20, 0, 0), payload_chunk(0, good));
     Bytes shifted = join({cut, slice(good, 6, 12)});  // six bytes moved to the front, the rest as it was
     expect_frame(header_chunk(18, 20, 320, 1), payload_chunk(0, shifted));
@@ -185,7 +174,7 @@ TEST_P(AudioStream, WidebandCarryEndsWithATruncatedFrameAndAnEmptySampleDelivers
 // Shifting frames to the front leaves the last one of the sample there, over and over.
 TEST_P(AudioStream, WhatAShortReadLeavesOutIsWhatTheBufferHeld) {
     const Bytes a = frame(0, 13, 1), b = frame(0, 13, 50), c = frame(0, 13, 100);
-    play(narrowband({join({a, b, c}), a}));
+    play(speech_track({join({a, b, c}), a}));
     pass(6);
     host->most_per_read = 1;
     expect_frame(header_chunk(13, 10, 480, 3), payload_chunk(0, join({slice(a, 0, 1), slice(c, 1, 12)})));

@@ -61,8 +61,7 @@ TEST(CarriedFrames, AreDeliveredAsIfEachHadMovedTheOthers) {
     std::mt19937 random(1);
     for (int run = 0; run < 4; ++run) {
         const std::vector<Bytes> samples = random_samples(random);
-        MemoryHost host(build_movie(
-            {.tracks = {{.samples = samples, .delta = 160, .sample_entry = samr_entry(damr(1))}}}));
+        MemoryHost host(build_movie({.tracks = {speech_track(samples)}}));
         host.keep_log = false;
         Player player(host, "ra");
         player.check_guard = false;

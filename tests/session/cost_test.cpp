@@ -51,9 +51,7 @@ Bytes speech_movie(unsigned int samples, unsigned int frames_per_sample) {
     Bytes together;
     for (unsigned int i = 0; i < frames_per_sample; ++i)
         together = join({together, speech});
-    return build_movie({.tracks = {{.samples = std::vector<Bytes>(samples, together),
-                                    .delta = 160 * frames_per_sample,
-                                    .sample_entry = samr_entry(damr(frames_per_sample))}}});
+    return build_movie({.tracks = {speech_track(std::vector<Bytes>(samples, together), frames_per_sample)}});
 }
 
 constexpr uintptr_t kPage = 4096;
@@ -128,11 +126,8 @@ TEST(SessionCost, OfCopiesAndCallsPerFrameDoesNotRise) {
     if (!counting) GTEST_SKIP() << "the sanitizer owns the copy functions";
     EXPECT_LE(stream(speech_movie(50, 1), "ra", true).copied, 50U * (32 + 33));
     EXPECT_LE(stream(speech_movie(50, 10), "ra", true).copied, 50U * (320 + 10 * 33 + 2 * 1440));
-    const Bytes film = build_movie({.tracks = {{.handler = "vide",
-                                                .timescale = 90000,
-                                                .samples = std::vector<Bytes>(50, Bytes(1000, 0x77)),
-                                                .delta = 3000,
-                                                .sample_entry = visual_entry("s263", 176, 144, d263())}}});
+    const Bytes film =
+        build_movie({.tracks = {video_track("s263", d263(), std::vector<Bytes>(50, Bytes(1000, 0x77)))}});
     const Cost cost = stream(film, "rv", true);
     EXPECT_EQ(cost.callbacks, 50U * 2);
     EXPECT_LE(cost.copied, 50U * (1000 + 1000));

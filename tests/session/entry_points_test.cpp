@@ -13,7 +13,7 @@ using namespace qlip_test;
 namespace {
 
 Bytes speech_movie() {
-    return build_movie({.tracks = {{.samples = {Bytes(32, 0x3C)}, .sample_entry = samr_entry()}}});
+    return build_movie({.tracks = {speech_track({Bytes(32, 0x3C)})}});
 }
 
 // An open that is refused for its arguments leaves the parsed file behind: kept. The leak is this test's.

@@ -18,7 +18,7 @@ using namespace qlip_test;
 namespace {
 
 MoviePlan speech(size_t samples) {
-    return {{{.samples = std::vector<Bytes>(samples, Bytes(32, 0x3C)), .sample_entry = samr_entry()}}};
+    return {{speech_track(std::vector<Bytes>(samples, Bytes(32, 0x3C)))}};
 }
 
 // A track with one line to say for each of its sample groups.
@@ -64,12 +64,9 @@ TEST(Limits, AreWhatAFilmTakesAndNoMore) {
 
 // Each place that takes memory is refused some in turn.
 TEST(Limits, OfMemoryAreHeldBlockByBlock) {
-    const TrackPlan hint = {
-        .handler = "hint",
-        .id = 2,
-        .samples = {hint_sample({{.marker = true, .constructors = {hint_sample_data(8, 1, 0)}}})},
-        .sample_entry = kProtectedEntry,
-        .hint_reference = 1};
+    TrackPlan hint =
+        hint_track({hint_sample({{.marker = true, .constructors = {hint_sample_data(8, 1, 0)}}})});
+    hint.sample_entry = kProtectedEntry;
     for (const auto& [mode, entry] :
          {std::pair("ra", samr_entry()),
           {"rv", visual_entry("mp4v", 176, 144, esds(hex("000001B003")))},
@@ -114,11 +111,7 @@ TEST(Limits, ThatAreNotMeantAreRefusedAheadOfTheFile) {
 TEST(Limits, OfStepsHoldForEachReadAndLeaveTheSessionUsable) {
     MoviePlan plan = speech(3);
     const std::vector<Bytes> bytes(150, hint_sample_data(1, 1, 0));
-    plan.tracks.push_back({.handler = "hint",
-                           .id = 2,
-                           .samples = {hint_sample({{.constructors = bytes}})},
-                           .sample_entry = rtp_entry(1400, 90000),
-                           .hint_reference = 1});
+    plan.tracks.push_back(hint_track({hint_sample({{.constructors = bytes}})}));
     MemoryHost host(build_movie(plan));
     KeptLines limits;
     limits.steps = 100;
@@ -166,16 +159,11 @@ TEST(Limits, LinesGoToTheFunctionAndNowhereElse) {
 
 // Of five samples two lie wholly behind the end.
 TEST(CutFile, EndsAPositionedTrackBehindTheLastSampleThatIsThere) {
-    const auto film = [](const char* handler, size_t bytes, const Bytes& entry) {
-        return MoviePlan{{{.handler = handler,
-                           .samples = std::vector<Bytes>(5, Bytes(bytes, 0x3C)),
-                           .sample_entry = entry}},
-                         true};
-    };
-    for (const auto& [plan, mode, chunks] :
-         {std::tuple(film("soun", 32, samr_entry()), "ra", 4U + 2 * 3),
-          std::tuple(film("soun", 24, sawb_entry()), "ra", 4U + 2 * 3),
-          std::tuple(film("vide", 32, visual_entry("s263", 176, 144, d263())), "rv", 1U + 2 * 3)}) {
+    const auto five = [](size_t bytes) { return std::vector<Bytes>(5, Bytes(bytes, 0x3C)); };
+    for (const auto& [track, mode, chunks] : {std::tuple(speech_track(five(32)), "ra", 4U + 2 * 3),
+                                              {speech_track(five(24), 1, true), "ra", 4U + 2 * 3},
+                                              {video_track("s263", d263(), five(32)), "rv", 1U + 2 * 3}}) {
+        const MoviePlan plan = {{track}, true};
         MemoryHost host(build_movie(plan));
         host.bytes.resize(host.bytes.size() - 2 * plan.tracks[0].samples[0].size());
         Player player(host, mode);

@@ -10,12 +10,17 @@ using namespace qlip_test;
 
 namespace {
 
+TrackPlan numbered(unsigned int id, TrackPlan track) {
+    track.id = id;
+    return track;
+}
+
 TrackPlan narrowband(unsigned int id) {
-    return {.id = id, .samples = {Bytes(32, 0x3C)}, .sample_entry = samr_entry()};
+    return numbered(id, speech_track({Bytes(32, 0x3C)}));
 }
 
 TrackPlan wideband(unsigned int id) {
-    return {.id = id, .timescale = 16000, .samples = {Bytes(61, 0x44)}, .sample_entry = sawb_entry()};
+    return numbered(id, speech_track({Bytes(61, 0x44)}, 1, true));
 }
 
 TrackPlan aac(unsigned int id) {
@@ -23,18 +28,13 @@ TrackPlan aac(unsigned int id) {
 }
 
 TrackPlan visual(unsigned int id, const char* type) {
-    return {.handler = "vide",
-            .id = id,
-            .samples = {Bytes(40, 0x22)},
-            .sample_entry = visual_entry(type, 176, 144, {})};
+    return numbered(id, video_track(type, {}, {Bytes(40, 0x22)}));
 }
 
 TrackPlan hint(unsigned int id, unsigned int media) {
-    return {.handler = "hint",
-            .id = id,
-            .samples = {hint_sample({})},
-            .sample_entry = rtp_entry(1400, 90000),
-            .hint_reference = media};
+    TrackPlan track = numbered(id, hint_track({hint_sample({})}));
+    track.hint_reference = media;
+    return track;
 }
 
 // Opens; keeps the chosen track id, or 0.
@@ -115,6 +115,9 @@ TEST(Mode, LettersComeInAnyCaseAndOrderAndTheLastMediumCounts) {
         EXPECT_EQ(Opened(tracks, mode).track_id, 1U) << mode;
     for (const char* mode : {"rv", "VR", "rav", "avr"})
         EXPECT_EQ(Opened(tracks, mode).track_id, 2U) << mode;
+    mm_Interface session = {};
+    EXPECT_EQ(mmfiParseModeInfo(&session, "rv"), 1);
+    EXPECT_THROW(mmfiParseModeInfo(&session, "a"), SimpleException) << "what was said before counts no more";
 }
 
 TEST(Track, TheLastAcceptableOneIsChosen) {

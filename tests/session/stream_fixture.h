@@ -14,31 +14,6 @@
 
 namespace qlip_test {
 
-// Half a second a sample, which is 45,000 units of an RTP clock of 90 kHz.
-inline TrackPlan video_track(std::string_view type, const Bytes& configuration, std::vector<Bytes> samples) {
-    return {.handler = "vide",
-            .id = 1,
-            .timescale = 1000,
-            .samples = std::move(samples),
-            .delta = 500,
-            .width = 176,
-            .height = 144,
-            .sample_entry = visual_entry(type, 176, 144, configuration)};
-}
-
-inline TrackPlan hint_track(std::vector<Bytes> samples, unsigned int max_packet_size = 1400,
-                            const Bytes& extra = {}) {
-    return {.handler = "hint",
-            .id = 2,
-            .timescale = 1000,
-            .samples = std::move(samples),
-            .delta = 500,
-            .width = 320,
-            .height = 240,
-            .sample_entry = rtp_entry(max_packet_size, 90000, extra),
-            .hint_reference = 1};
-}
-
 // An H.264 track with one set of each kind.
 inline const Bytes kSps = {0x67, 0x42, 0xE0, 0x1E, 0xAA};
 inline const Bytes kPps = {0x68, 0xCE, 0x3C};
@@ -54,13 +29,6 @@ inline HintPacket cite(unsigned int sequence, bool marker, unsigned int sample_n
             .marker = marker,
             .payload_type = payload_type,
             .constructors = {hint_sample_data(length, sample_number, offset)}};
-}
-
-inline Bytes packet_record(unsigned int type, bool marker, unsigned int sequence, uint32_t timestamp,
-                           const Bytes& payload) {
-    const uint32_t rtp_word = 0x80000000U | (marker ? 1U << 23 : 0U) | type << 16 | sequence;
-    return join(
-        {words({static_cast<uint32_t>(payload.size()) + 20, timestamp, rtp_word, timestamp, 0}), payload});
 }
 
 inline Bytes frame_body(std::initializer_list<Bytes> records) {

@@ -241,6 +241,36 @@ Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Byte
     return box(type, ByteWriter().zeros(6).u16(1).u16(1).u16(1).u32(max_packet_size).raw(tims).raw(extra));
 }
 
+TrackPlan speech_track(std::vector<Bytes> samples, unsigned int frames_per_sample, bool wide) {
+    return {.timescale = wide ? 16000U : 8000U,
+            .samples = std::move(samples),
+            .delta = wide ? 320U : 160U,
+            .sample_entry = (wide ? sawb_entry : samr_entry)(damr(frames_per_sample))};
+}
+
+TrackPlan video_track(std::string_view type, const Bytes& configuration, std::vector<Bytes> samples) {
+    return {.handler = "vide",
+            .id = 1,
+            .timescale = 1000,
+            .samples = std::move(samples),
+            .delta = 500,
+            .width = 176,
+            .height = 144,
+            .sample_entry = visual_entry(type, 176, 144, configuration)};
+}
+
+TrackPlan hint_track(std::vector<Bytes> samples, unsigned int max_packet_size, const Bytes& extra) {
+    return {.handler = "hint",
+            .id = 2,
+            .timescale = 1000,
+            .samples = std::move(samples),
+            .delta = 500,
+            .width = 320,
+            .height = 240,
+            .sample_entry = rtp_entry(max_packet_size, 90000, extra),
+            .hint_reference = 1};
+}
+
 Bytes hint_immediate(const Bytes& data) {
     return ByteWriter().u8(1).u8(size_of(data)).raw(data).zeros(14 - data.size());
 }

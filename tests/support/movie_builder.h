@@ -57,6 +57,13 @@ Bytes avcC(unsigned int nal_length_size, const std::vector<Bytes>& sps, const st
 Bytes rtp_entry(unsigned int max_packet_size, unsigned int timescale, const Bytes& extra = {},
                 std::string_view type = "rtp ");
 
+// Tracks of AMR, a frame of 20 ms a sample; of pictures, half a second each, which is 45,000 units of an RTP
+// clock of 90 kHz; and of as many hint samples for them.
+TrackPlan speech_track(std::vector<Bytes> samples, unsigned int frames_per_sample = 1, bool wide = false);
+TrackPlan video_track(std::string_view type, const Bytes& configuration, std::vector<Bytes> samples);
+TrackPlan hint_track(std::vector<Bytes> samples, unsigned int max_packet_size = 1400,
+                     const Bytes& extra = {});
+
 // Hint samples (ISO/IEC 14496-12 RTP hint sample format).
 Bytes hint_immediate(const Bytes& data);  // at most 14 bytes
 Bytes hint_sample_data(unsigned int length, unsigned int sample_number, unsigned int offset,

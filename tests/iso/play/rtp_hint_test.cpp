@@ -75,45 +75,42 @@ unsigned int timestamp(const Bytes& packet) {
     return load_be32(&packet[4]);
 }
 
-class BothModes : public testing::TestWithParam<bool> {};
-
-TEST_P(BothModes, BuildsHeaderAndEveryKindOfConstructor) {
-    HintPacket first{
-        .sequence = 7,
-        .marker = true,
-        .payload_type = 34,
-        .constructors = {hint_no_data(), hint_immediate(hex("C0FFEE")), hint_sample_data(2, 3, 1)},
-        .extra = hex("AABBCCDDEE")};
-    first.constructors[0][1] = 9;
-    Bytes description = hint_sample_data(3, 2, 0);
-    description[0] = 3;
-    Bytes odd = hint_immediate(hex("01"));
-    odd[0] = 4;
-    // The second packet cites the hint sample itself: bytes 0 to 1 are its packet count.
-    const HintPacket second{.sequence = 8,
-                            .constructors = {odd, description, hint_sample_data(2, 1, 0, 255)}};
-    Playback p(hinted({hint_sample({first, second}), hint_sample({cites(7)})}), GetParam());
-    p.hint->tsro = 1000;
-    p.hint->snro = 0xFFFF;
-    const Packets packets = p.rest();
-    ASSERT_EQ(packets.size(), 3U);
-    EXPECT_EQ(packets[0], hex("80 A2 0006 000003E8 00000000 C0FFEE 0000"));
-    EXPECT_EQ(packets[1], hex("80 60 0007 000003E8 00000000 A00000 0002"));
-    EXPECT_EQ(timestamp(packets[2]), 1000U + 3600) << "40 ms at 90 kHz";
-    EXPECT_EQ(payload(packets[2]), media_word(7));
-    EXPECT_EQ(p.hint->last_seq, 6U);
-    EXPECT_EQ(p.hint->last_timestamp, 4600U);
-    EXPECT_EQ(p.hint->payload_type, 96U);
-    EXPECT_EQ(p.next(), 0);
-    EXPECT_EQ(p.next(), 0) << "the end stays";
-    isoFFsetPosition(p.hint, 1);
-    EXPECT_EQ(p.rest().size(), 1U) << "until the cursor is set back";
-    isoFFsetPosition(p.hint, 0);
-    EXPECT_EQ(p.rest().size(), 3U);
+TEST(RtpHint, BuildsHeaderAndEveryKindOfConstructor) {
+    for (const bool indexed : {false, true}) {
+        HintPacket first{
+            .sequence = 7,
+            .marker = true,
+            .payload_type = 34,
+            .constructors = {hint_no_data(), hint_immediate(hex("C0FFEE")), hint_sample_data(2, 3, 1)},
+            .extra = hex("AABBCCDDEE")};
+        first.constructors[0][1] = 9;
+        Bytes description = hint_sample_data(3, 2, 0);
+        description[0] = 3;
+        Bytes odd = hint_immediate(hex("01"));
+        odd[0] = 4;
+        // The second packet cites the hint sample itself: bytes 0 to 1 are its packet count.
+        const HintPacket second{.sequence = 8,
+                                .constructors = {odd, description, hint_sample_data(2, 1, 0, 255)}};
+        Playback p(hinted({hint_sample({first, second}), hint_sample({cites(7)})}), indexed);
+        p.hint->tsro = 1000;
+        p.hint->snro = 0xFFFF;
+        const Packets packets = p.rest();
+        ASSERT_EQ(packets.size(), 3U);
+        EXPECT_EQ(packets[0], hex("80 A2 0006 000003E8 00000000 C0FFEE 0000"));
+        EXPECT_EQ(packets[1], hex("80 60 0007 000003E8 00000000 A00000 0002"));
+        EXPECT_EQ(timestamp(packets[2]), 1000U + 3600) << "40 ms at 90 kHz";
+        EXPECT_EQ(payload(packets[2]), media_word(7));
+        EXPECT_EQ(p.hint->last_seq, 6U);
+        EXPECT_EQ(p.hint->last_timestamp, 4600U);
+        EXPECT_EQ(p.hint->payload_type, 96U);
+        EXPECT_EQ(p.next(), 0);
+        EXPECT_EQ(p.next(), 0) << "the end stays";
+        isoFFsetPosition(p.hint, 1);
+        EXPECT_EQ(p.rest().size(), 1U) << "until the cursor is set back";
+        isoFFsetPosition(p.hint, 0);
+        EXPECT_EQ(p.rest().size(), 3U);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(RtpHint, BothModes, testing::Bool(),
-                         [](const auto& row) { return row.param ? "Indexed" : "Positioned"; });
 
 TEST(RtpHint, TheLargestPacketSizeWithinTheLimitIsChosenAndOfEqualOnesTheFirst) {
     MoviePlan plan = hinted({hint_sample({cites(1)})});
@@ -146,45 +143,41 @@ TEST(RtpHint, TheClockWrapsOneEarlyAndEmptySamplesDoNotMoveIt) {
 
 // Fails each call in turn: the packets must come out as if nothing had happened, with the tracks being looked
 // for again before each call when `find` is set.
-class Restart : public testing::TestWithParam<bool> {};
-
-TEST_P(Restart, AfterNotYetThePacketIsBuiltFromItsStart) {
+TEST(RtpHint, AfterNotYetAPacketIsBuiltFromItsStart) {
     const HintPacket mixed{.sequence = 2,
                            .constructors = {hint_sample_data(4, 5, 0), hint_sample_data(2, 2, 0, 255),
                                             hint_immediate(hex("77")), hint_sample_data(4, 2, 0)},
                            .extra = hex("0102")};
-    const bool find = GetParam();
-    // Two packets in one hint sample only where no search falls between them.
-    const MoviePlan plan =
-        find ? hinted({hint_sample({cites(1)}), hint_sample({mixed}), hint_sample({cites(3)})})
-             : hinted({hint_sample({cites(1), mixed}), hint_sample({mixed, cites(3)})});
-    Playback whole(plan, true);
-    whole.hint->seq_state = 1;
-    whole.hint->snro = 50;
-    const Packets want = whole.rest();
-    const unsigned long calls = whole.f.host.count(Slot::IndexRead);
-    ASSERT_GT(calls, 10U);
-    for (unsigned long call = 1; call <= calls; ++call) {
-        Playback p(plan, true);
-        p.hint->seq_state = 1;
-        p.hint->snro = 50;
-        p.f.host.fault = MemoryHost::Fault{Slot::IndexRead, call, false};
-        Packets got;
-        int refused = 0;
-        for (int length = 1; length != 0;) {
-            if (find) isoFFfindHintTrack(p.f.track(), 1400);
-            length = p.next();
-            if (length == ISOFF_NOT_YET) ++refused;
-            if (length > 0) got.push_back(p.packet(length));
-            ASSERT_NE(length, ISOFF_END) << call;
+    for (const bool find : {false, true}) {
+        // Two packets in one hint sample only where no search falls between them.
+        const MoviePlan plan =
+            find ? hinted({hint_sample({cites(1)}), hint_sample({mixed}), hint_sample({cites(3)})})
+                 : hinted({hint_sample({cites(1), mixed}), hint_sample({mixed, cites(3)})});
+        Playback whole(plan, true);
+        whole.hint->seq_state = 1;
+        whole.hint->snro = 50;
+        const Packets want = whole.rest();
+        const unsigned long calls = whole.f.host.count(Slot::IndexRead);
+        ASSERT_GT(calls, 10U);
+        for (unsigned long call = 1; call <= calls; ++call) {
+            Playback p(plan, true);
+            p.hint->seq_state = 1;
+            p.hint->snro = 50;
+            p.f.host.fault = MemoryHost::Fault{Slot::IndexRead, call, false};
+            Packets got;
+            int refused = 0;
+            for (int length = 1; length != 0;) {
+                if (find) isoFFfindHintTrack(p.f.track(), 1400);
+                length = p.next();
+                if (length == ISOFF_NOT_YET) ++refused;
+                if (length > 0) got.push_back(p.packet(length));
+                ASSERT_NE(length, ISOFF_END) << call;
+            }
+            EXPECT_EQ(refused, 1);
+            EXPECT_EQ(got, want) << "call " << call;
         }
-        EXPECT_EQ(refused, 1);
-        EXPECT_EQ(got, want) << "call " << call;
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(RtpHint, Restart, testing::Bool(),
-                         [](const auto& row) { return row.param ? "Searching" : "Alone"; });
 
 TEST(RtpHint, APacketThatAsksForMoreThanTheCapacityEnds) {
     MoviePlan plan = hinted({});

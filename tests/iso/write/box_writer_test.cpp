@@ -71,6 +71,8 @@ TEST_F(BoxWriterTest, DescriptorsNestWithFourByteLengths) {
                                    "04 80808017 20 11 010203 0000FA00 00007D00"
                                    "05 80808005 000001B008"
                                    "06 01 02")));
+    track->codec = ISO_CODEC_MP4A;
+    EXPECT_EQ(slice(stored<iso_track>(w_sampleEntry, track), 4, 4), Bytes({'m', 'p', '4', 'a'}));
 }
 
 TEST_F(BoxWriterTest, AWrongRowCountIsReportedAndTheWrittenSizeKept) {
