@@ -1,9 +1,7 @@
-// Streaming and opening through C3gpInterface, each beside a floor, and the memory that opening takes.
+// Streaming and opening through C3gpInterface, each beside a floor.
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -84,38 +82,6 @@ void BM_open(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * moov_size(file));
 }
 
-// A field of /proc/self/status in bytes.
-double status_field(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word && word != name) {
-    }
-    double kilobytes = 0;
-    status >> kilobytes;
-    return kilobytes * 1024;
-}
-
-double in_use() {
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<double>(info.uordblks) + static_cast<double>(info.hblkhd);
-}
-
-// Memory by bytes of moov: the most while the tree of boxes stands, and what stays for streaming.
-void BM_memory(benchmark::State& state) {
-    const Bytes& file = hinted_movie(Content::AmrHinted, kMillion);
-    for (auto _ : state) {
-        BenchHost host(file);
-        C3gpInterface reader(kFrameRoom);
-        malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << "5";  // the peak counts from here
-        const double resident = status_field("VmRSS:");
-        const double used = in_use();
-        reader.Open(host.record(), "ra");
-        state.counters["peak_per_moov_byte"] = (status_field("VmHWM:") - resident) / moov_size(file);
-        state.counters["kept_per_moov_byte"] = (in_use() - used) / moov_size(file);
-    }
-}
-
 void register_all() {
     for (const Content content : {Content::AmrHinted, Content::H263Hinted}) {
         const int64_t long_run = is_audio(content) ? kMillion : 200000;
@@ -129,7 +95,6 @@ void register_all() {
     }
     benchmark::RegisterBenchmark("floor/box_open_1000000", BM_open_floor)->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("library/box_open_1000000", BM_open)->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark("memory/box_open", BM_memory)->Iterations(1);
 }
 
 const bool kRegistered = (register_all(), true);

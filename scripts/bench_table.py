@@ -3,7 +3,7 @@
 import json
 import sys
 
-COUNTERS = ("small_session_kb", "bytes_per_moov_byte", "peak_per_moov_byte", "kept_per_moov_byte", "memory_per_frame", "times_a_copy",
+COUNTERS = ("small_session_kb", "bytes_per_moov_byte", "memory_per_frame", "times_a_copy",
             "header_per_frame", "kb_per_stream", "us_per_open", "kb_per_session",
             "sessions_per_gib")
 

@@ -119,6 +119,7 @@ void C3gpInterface::Open3GPtoZVK() {
     ValidateTracks();
     StoreTrackTables();
     AllocBuffers();
+    tree->media_bytes = qlip::bytes_of_samples(*m_Boxes.m_pStsz);
     CalcSampleOffsets(&m_Boxes, m_pSampleInfo);
     Parse3gpBoxes();
     CreateFileObjects();

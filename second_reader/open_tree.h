@@ -38,6 +38,7 @@ class OpenTree : public Vorn3gp::Simple3gp {
     void start_again();
 
     FaultLog faults;
+    double media_bytes = 0;  // of all samples; asked for when their table of sizes is used up
 
   private:
     static constexpr unsigned int kMostDeadEnds = 64;

@@ -70,6 +70,9 @@ bool guarded(unsigned int& status, Vorn3gp::Simple3gp* const& root, HostIo* io, 
     }
 }
 
+// Of all samples together. The product wraps at 32 bits: kept for readers of the stream [bit-rate-wraps].
+double bytes_of_samples(const Vorn3gp::StszBox& stsz);
+
 // The box, which must be there; otherwise status 4 and an exception that says which is missing.
 template <class BoxType>
 BoxType* required(BoxType* box, const char* name, unsigned int& status) {

@@ -1,7 +1,9 @@
 // Choosing the track and its hint track, and copying the tables that streaming needs out of the box tree.
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
+#include "common/byte_order.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
 
@@ -11,6 +13,25 @@ using qlip::required;
 namespace {
 
 constexpr size_t kAllowedTracks = 1;
+
+// The table of sizes is as large as half the table of places that is made from it, and need not live beside
+// it: the sizes wait in its second half, where each is read before its own place is written over it.
+template <class Place>
+unsigned char* waiting_sizes(Place* places, unsigned int count) {
+    static_assert(sizeof(Place) == 2 * sizeof(unsigned int));
+    return reinterpret_cast<unsigned char*>(places) + size_t{count} * sizeof(unsigned int);
+}
+
+template <class Place>
+void stage(std::vector<unsigned int> sizes, Place* places, unsigned int count) {
+    sizes.resize(count);
+    if (count > 0) std::memcpy(waiting_sizes(places, count), sizes.data(), count * sizeof(unsigned int));
+}
+
+template <class Place>
+unsigned int staged(Place* places, unsigned int count, unsigned int sample) {
+    return qlip::load_le32(waiting_sizes(places, count) + size_t{sample} * sizeof(unsigned int));
+}
 
 }  // namespace
 
@@ -84,12 +105,12 @@ void C3gpInterface::StoreTrackTables() {
     m_itSyncSample = 0;
 }
 
-// Runs may promise more samples than there are: the count decides.
+// Runs may promise more samples than there are: the count decides. Samples in no chunk have no bytes.
 void C3gpInterface::CalcSampleOffsets(const BaseBoxes* pBoxes, _TAG_SAMPLEINFO* pInfo) {
-    const auto& runs = pBoxes->m_pStsc->GetSampleEntries();
-    const auto& sizes = pBoxes->m_pStsz->GetChunkSizes();
-    const unsigned int fixed_size = pBoxes->m_pStsz->GetSampleSize();
     const unsigned int count = pBoxes->m_pStsz->GetSampleCount();
+    const unsigned int fixed_size = pBoxes->m_pStsz->GetSampleSize();
+    if (fixed_size == 0) stage(std::exchange(pBoxes->m_pStsz->chunk_sizes, {}), pInfo, count);
+    const auto& runs = pBoxes->m_pStsc->GetSampleEntries();
     auto run = runs.begin();
     unsigned int sample = 0;
     unsigned int chunks = 0;
@@ -99,11 +120,12 @@ void C3gpInterface::CalcSampleOffsets(const BaseBoxes* pBoxes, _TAG_SAMPLEINFO* 
             samples_per_chunk = (run++)->samples_per_chunk;
         const unsigned int last = sample + std::min(samples_per_chunk, count - sample);
         for (; sample < last; ++sample) {
-            pInfo[sample] = {position, fixed_size != 0 ? fixed_size : sizes.at(sample)};
+            pInfo[sample] = {position, fixed_size != 0 ? fixed_size : staged(pInfo, count, sample)};
             position += pInfo[sample].uSize;
         }
         ++chunks;
     }
+    std::fill(pInfo + sample, pInfo + count, _TAG_SAMPLEINFO{});
     QLIP_LOG_DEBUG(kReaderPath, "Chunks counted: %d  Samples counted: %d", chunks, sample);
 }
 

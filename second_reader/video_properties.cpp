@@ -31,6 +31,11 @@ unsigned int payload_type(const unsigned char* cursor, const unsigned char* end)
     return packet.RTPheader & qlip::kRtpTypeMask;
 }
 
+// A duration of 0 gives no usable number.
+double bit_rate(double bytes, unsigned int length_ms) {
+    return 1000.0 * (bytes * 8.0 / static_cast<double>(length_ms));
+}
+
 }  // namespace
 
 void C3gpInterface::ParseVideoBoxes() {
@@ -60,7 +65,8 @@ void C3gpInterface::ParseCodecSpecificBoxes() {
     QLIP_LOG_DEBUG(kReaderPath, "Video frame count: %d", m_VideoParams.uFrameCount);
     m_VideoParams.dFramesPerSecond = qlip::to_u32(m_VideoParams.uFrameCount / (m_uVideoLengthMs / 1000.0));
     m_VideoParams.uLengthMs = m_uVideoLengthMs;
-    m_VideoParams.uBitRate = qlip::to_u32(CalcAvgBitRate(stsz, m_uVideoLengthMs));
+    m_VideoParams.uBitRate =
+        qlip::to_u32(bit_rate(qlip::open_file(m_pSimple3gp)->media_bytes, m_uVideoLengthMs));
     QLIP_LOG_DEBUG(kReaderPath, "Video FPS: %f  Duration: %d  Bitrate: %d", m_VideoParams.dFramesPerSecond,
                    m_VideoParams.uLengthMs, m_VideoParams.uBitRate);
     switch (m_uVideoCodec) {
@@ -130,12 +136,12 @@ void C3gpInterface::ParseMPEG4Boxes(Vorn3gp::MP4VisualSampleEntry* pEntry) {
     m_VideoParams.pConfig = info->dsi;
 }
 
-// The product wraps at 32 bits: kept for readers of the stream [bit-rate-wraps]. A duration of 0 gives no
-// usable number.
+double qlip::bytes_of_samples(const Vorn3gp::StszBox& stsz) {
+    const auto& sizes = stsz.GetChunkSizes();
+    return stsz.GetSampleSize() != 0 ? static_cast<double>(stsz.GetSampleSize() * stsz.GetSampleCount())
+                                     : std::accumulate(sizes.begin(), sizes.end(), 0.0);
+}
+
 double C3gpInterface::CalcAvgBitRate(const Vorn3gp::StszBox* pStsz, unsigned int uLengthMs) {
-    const auto& sizes = pStsz->GetChunkSizes();
-    const double bytes = pStsz->GetSampleSize() != 0
-                             ? static_cast<double>(pStsz->GetSampleSize() * pStsz->GetSampleCount())
-                             : std::accumulate(sizes.begin(), sizes.end(), 0.0);
-    return 1000.0 * (bytes * 8.0 / static_cast<double>(uLengthMs));
+    return bit_rate(qlip::bytes_of_samples(*pStsz), uLengthMs);
 }

@@ -294,6 +294,7 @@ class QLIP_API C3gpInterface {
     QLIP_LOCAL Vorn3gp::Box* FindVideoEntry();
     QLIP_LOCAL void ParseVideoDelay();
     QLIP_LOCAL void ParseAudioDelay();
+    QLIP_LOCAL void AllocHintBuffer();
     QLIP_LOCAL void RequireBuffers() const;
     [[noreturn]] QLIP_LOCAL void FailWithoutBuffers() const;
     QLIP_LOCAL void RequireCurrentSample() const;

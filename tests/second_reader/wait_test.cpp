@@ -162,5 +162,21 @@ TEST(Cost, NoHeapCallOnceOpenAndTheSameCallsForEveryFrame) {
     }
 }
 
+// Every table has its memory at once, however long it is.
+TEST(Cost, AnOpenTakesAsManyHeapCallsWhateverTheFilmsLength) {
+    const auto calls_of_open = [](unsigned int frames) {
+        MoviePlan plan = video_plan(frames);
+        plan.tracks[kHint].samples_per_chunk = 7;
+        MemoryHost host(build_movie(plan));
+        host.keep_log = false;
+        C3gpInterface reader(65536);
+        const size_t before = counts().heap_calls;
+        EXPECT_EQ(reader.Open(host.record(), "rv"), 0U);
+        return counts().heap_calls - before;
+    };
+    EXPECT_EQ(calls_of_open(10), calls_of_open(2000));
+    EXPECT_LE(calls_of_open(10), 160U);
+}
+
 }  // namespace
 }  // namespace qlip_test
