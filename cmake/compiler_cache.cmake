@@ -1,11 +1,12 @@
 # Our own builds run the compilers through ccache where it is installed, told that precompiled headers are as good as their
-# sources.
+# sources, and that a clone of the project in another folder is the same project.
 find_program(QLIP_CCACHE ccache)
 mark_as_advanced(QLIP_CCACHE)
 foreach(language C CXX)
   if(PROJECT_IS_TOP_LEVEL AND QLIP_CCACHE AND "${CMAKE_${language}_COMPILER_LAUNCHER}" MATCHES "^(ccache)?$")
     set(CMAKE_${language}_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${QLIP_CCACHE})
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+      ${QLIP_CCACHE})
   endif()
 endforeach()
 
