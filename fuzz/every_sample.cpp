@@ -1,8 +1,9 @@
-// Streams every sample through both readers, the box model and the writer, in several threads at once: what
-// the thread and the memory sanitizer watch. No test framework, since the memory sanitizer takes what an
-// uninstrumented library writes for unset.
+// Streams every sample through both readers, the kit, the box model and the writer, in several threads at
+// once: what the thread and the memory sanitizer watch. No test framework, since the memory sanitizer takes
+// what an uninstrumented library writes for unset.
 //
 // every_sample THREADS FILE...
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -11,6 +12,7 @@
 #include "fuzz/require.h"
 #include "qlip/SimpleException.h"
 #include "qlip/c3gpinterface.h"
+#include "qlip/host.h"
 #include "qlip/isoff.h"
 #include "qlip/vorn3gp.h"
 #include "tests/support/memory_host.h"
@@ -80,6 +82,50 @@ unsigned long stream_boxes(MemoryHost& host, const char* mode, bool indexed) {
     return sum;
 }
 
+struct HeldPacket {
+    qlip_packets* packets = nullptr;
+    iovec bytes = {};
+};
+
+// The first packet of each frame, in a thread that lets go of it while the stream goes on.
+unsigned long send(std::vector<HeldPacket>& queue, const std::atomic<size_t>& filled,
+                   const std::atomic<bool>& ended) {
+    unsigned long sum = 0;
+    for (size_t i = 0; !ended || i < filled;) {
+        if (i == filled) {
+            std::this_thread::yield();
+            continue;
+        }
+        HeldPacket& held = queue[i++];
+        sum += sum_of(static_cast<const unsigned char*>(held.bytes.iov_base), held.bytes.iov_len);
+        require(qlip_packets_release(&held.packets) == QLIP_SUCCESS);
+    }
+    return sum;
+}
+
+unsigned long stream_packets(const Bytes& file, qlip_medium medium) {
+    qlip_source* source = nullptr;
+    qlip_stream* stream = nullptr;
+    require(qlip_source_memory(&source, file.data(), file.size()) == QLIP_SUCCESS);
+    const int opened = qlip_stream_open(&stream, source, medium, nullptr);
+    require(qlip_source_close(&source) == QLIP_SUCCESS);
+    if (opened != QLIP_SUCCESS) return 0;
+    std::vector<HeldPacket> queue(file.size());
+    std::atomic<size_t> filled{0};
+    std::atomic<bool> ended{false};
+    unsigned long sum = 0;
+    std::thread sender([&] { sum = send(queue, filled, ended); });
+    for (const qlip_frame* frame = nullptr; qlip_stream_read(stream, &frame) == QLIP_SUCCESS; ++filled) {
+        HeldPacket& held = queue[filled];
+        held.bytes = frame->packets[0];
+        require(qlip_stream_keep_packets(stream, &held.packets) == QLIP_SUCCESS);
+    }
+    qlip_stream_close(&stream);
+    ended = true;
+    sender.join();
+    return sum;
+}
+
 void read_tree(MemoryHost& host) {
     rewind(host);
     Vorn3gp::Simple3gp tree;
@@ -102,7 +148,11 @@ unsigned long handle(const Bytes& file) {
             if (kStandardLibraryIsWatched) sum += stream_boxes(host, mode, indexed);
         }
     }
-    if (kStandardLibraryIsWatched) read_tree(host);
+    if (kStandardLibraryIsWatched) {
+        for (const qlip_medium medium : {QLIP_AUDIO, QLIP_VIDEO})
+            sum += stream_packets(file, medium);
+        read_tree(host);
+    }
     return sum;
 }
 
