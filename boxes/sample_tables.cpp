@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <type_traits>
 
 #include "boxes/fields.h"
 #include "boxes/input.h"
@@ -46,22 +47,30 @@ class WordReader {
     const unsigned int* words_;
 };
 
-// Appends `count` rows. Memory for all of them is taken at once where the size of the file backs them, and
-// otherwise as they arrive.
+// Appends a piece of a table.
 template <class Row, class Description>
-Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int limit, unsigned int count,
-                           std::vector<Row>& rows, Description describe) {
-    constexpr unsigned int kWords = sizeof(Row) / 4;
-    qlip::TableRows table(stream, count, kWords);
-    if (table.may_reserve(limit)) rows.reserve(rows.size() + count);
-    for (auto piece = table.next_piece(); !piece.empty(); piece = table.next_piece()) {
-        for (size_t at = 0; at < piece.size(); at += kWords) {
+void append_rows(std::vector<Row>& rows, std::span<const unsigned int> piece, Description describe) {
+    if constexpr (std::is_same_v<Row, unsigned int>) {
+        rows.insert(rows.end(), piece.begin(), piece.end());
+    } else {
+        for (size_t at = 0; at < piece.size(); at += sizeof(Row) / 4) {
             Row row;
             WordReader words(&piece[at]);
             describe(row, words);
             rows.push_back(row);
         }
     }
+}
+
+// Appends `count` rows. Memory for all of them is taken at once where the size of the file backs them, and
+// otherwise as they arrive.
+template <class Row, class Description>
+Vorn3gp::Stream& read_rows(Vorn3gp::Stream& stream, unsigned int limit, unsigned int count,
+                           std::vector<Row>& rows, Description describe) {
+    qlip::TableRows table(stream, count, sizeof(Row) / 4);
+    if (table.may_reserve(limit)) rows.reserve(rows.size() + count);
+    for (auto piece = table.next_piece(); !piece.empty(); piece = table.next_piece())
+        append_rows(rows, piece, describe);
     return stream;
 }
 
