@@ -209,6 +209,13 @@ TEST_F(Log, OfOneKindOfFaultEndsAfter64LinesWithOneThatSaysSo) {
     EXPECT_EQ(lines_of("Received invalid packet exception"), std::pair(64L, 3L));
     EXPECT_EQ(lines_of("Hint sample ends before its content does").first, 64L);
 
+    for (const OpenReader& quiet :
+         {OpenReader(build_movie(audio), "ra"), OpenReader(build_movie(video), "rv")}) {
+        level(2);
+        read_all(*quiet.reader, 1000, false);
+        EXPECT_TRUE(syslog_lines().empty());
+    }
+
     level(3);
     for (int i = 0; i < 100; ++i)
         seek(*watching.reader, 0, 0);

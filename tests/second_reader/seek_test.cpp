@@ -133,6 +133,7 @@ TEST(Seek, InDamagedTablesIsRefusedAndReadingGoesOnWhereItWas) {
     plan.tracks[kMedia].sample_entry = visual_entry("mp4v", 176, 144, esds(hex("000001b0")));
     const Bytes sound = build_movie(plan);
     const size_t stss = find_box(sound, "stss"), stsc = find_box(sound, "stsc", 1);
+    const size_t stsz = find_box(sound, "stsz", 1);
     const size_t stco = find_box(sound, "stco", 1), sample = chunk_offsets(sound, kHint)[0] + 4 * 32;
     for (const auto& [name, status, offset, value] :
          {TableCase{"sync sample beyond the track", 4, stss + 12, 11},
@@ -142,6 +143,8 @@ TEST(Seek, InDamagedTablesIsRefusedAndReadingGoesOnWhereItWas) {
           {"no samples in chunks", 22, stsc + 16, 0},
           {"run begins at chunk 0, of five samples", 22, stsc + 12, 0},
           {"hint offset beyond 2 GB", 22, stco + 12, 0x80000000},
+          {"hint sample has no header", 4, stsz + 16 + 4 * 4, 3},
+          {"hint sample ends in a constructor", 4, stsz + 16 + 4 * 4, 20},
           {"hint sample claims a packet too many", 4, sample, 0x20000},
           {"hint sample claims a constructor too many", 4, sample + 12, 2}}) {
         Bytes file = sound;

@@ -190,10 +190,24 @@ TEST(Walk, EndsWhereNothingMoreCanCome) {
 }
 
 struct Probe : C3gpInterface {
+    using C3gpInterface::GetPropBuffer;
     using C3gpInterface::m_ChunkOffsets;
     using C3gpInterface::m_SampleSizes;
     using C3gpInterface::m_TimeToSample;
+    using C3gpInterface::MarkPropBytesRead;
 };
+
+TEST(Walk, ReaderShowsWhatItsProducerHolds) {
+    MemoryHost host(build_movie(video_plan(1)));
+    Probe reader;
+    unsigned int waiting = 7;
+    EXPECT_EQ(reader.GetPropBuffer(&waiting), nullptr);
+    EXPECT_EQ(waiting, 0U);
+    ASSERT_EQ(reader.Open(host.record(), "rv"), 0U);
+    reader.MarkPropBytesRead(90);
+    EXPECT_EQ(*reader.GetPropBuffer(&waiting), whole_stream(host.bytes, "rv").at(90));
+    EXPECT_EQ(waiting, 2U);
+}
 
 // Tables for two samples of three.
 TEST(Walk, TableThatIsTooShortEndsTheStreamWith2BehindTheLastFrameItCovers) {
