@@ -92,10 +92,10 @@ iso_track* choose_track(mm_Interface* session) {
     return chosen;
 }
 
-// A hint track that names no packet size cannot be replayed. The choice holds for the file, so that the
-// readers need not look for the track again.
+// A hint track that names no packet size cannot be replayed, nor can one without the memory to arm it. The
+// choice holds for the file, so that the readers need not look for the track again.
 iso_track* arm_hint_track(iso_track* media) {
-    isoFFrtpHinter(media, kPacketBytes);
+    if (!isoFFrtpHinter(media, kPacketBytes)) return nullptr;
     iso_track* hint = isoFFfindHintTrack(media, kPacketBytes);
     return hint && hint->max_packet_size != 0 ? hint : nullptr;
 }
