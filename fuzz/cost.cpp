@@ -20,6 +20,7 @@ constexpr uint64_t kMostOfAKind = 64;
 qlip_fuzz::Spent so_far;
 
 void count_block(const volatile void* /*block*/, size_t size) {
+    so_far.kept += size;
     if (size < kClaim) {
         so_far.bytes += size;
     } else {
@@ -28,7 +29,9 @@ void count_block(const volatile void* /*block*/, size_t size) {
     }
 }
 
-void count_nothing(const volatile void* /*block*/) {}
+void count_freed(const volatile void* block) {
+    so_far.kept -= __sanitizer_get_allocated_size(const_cast<const void*>(block));
+}
 
 ssize_t count_lines(void* /*cookie*/, const char* text, size_t size) {
     so_far.lines += static_cast<uint64_t>(std::count(text, text + size, '\n'));
@@ -47,7 +50,7 @@ namespace qlip_fuzz {
 void watch() {
     static const bool installed = [] {
         stdout = fopencookie(nullptr, "w", {nullptr, count_lines, nullptr, nullptr});
-        return stdout && __sanitizer_install_malloc_and_free_hooks(count_block, count_nothing) != 0;
+        return stdout && __sanitizer_install_malloc_and_free_hooks(count_block, count_freed) != 0;
     }();
     require(installed);
 }

@@ -12,6 +12,7 @@ struct Spent {
     uint64_t claims = 0;   // blocks so large that they are counted one by one,
     uint64_t claimed = 0;  // and their bytes
     uint64_t lines = 0;
+    uint64_t kept = 0;  // bytes that were not given back
 };
 
 // Counts from now on, and what was counted since the last Cost began.

@@ -198,8 +198,10 @@ Bytes copy(const Bytes& film) {
     to->stream = out.stream();
     to->creation_time = to->modification_time = 1;
     to->sdp = from->sdp;
-    for (iso_track* track = from->tracks; track; track = track->next)
-        copy_samples(track, copy_description(to, *track));
+    for (iso_track* track = from->tracks; track; track = track->next) {
+        // Without a sample entry of its own there is nothing that could be read again.
+        if (track->codec >= 0) copy_samples(track, copy_description(to, *track));
+    }
     isoFFclose(to);
     std::fflush(out.stream());
     isoFFclose(from);

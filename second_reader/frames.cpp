@@ -35,8 +35,13 @@ bool C3gpInterface::GetNextFrame() {
             WaitForHintSample();
             break;
         }
+        const bool there = m_bIndexedRead || !file || file->arrived() > 0;
+        const uint64_t faults = file ? file->faults.faults() : 0;
         built = BuildFrame(seconds);
-        if (file) file->note_hint_sample(m_uHintFilePos, m_SampleSizes[m_itSampleSize], built);
+        if (file) {
+            const bool sound = built && file->faults.faults() == faults;
+            file->note_hint_sample(m_uHintFilePos, m_SampleSizes[m_itSampleSize], there, sound);
+        }
         m_uFrameTime += m_TimeToSample[m_itTimeToSample].sample_delta;
         m_bEof = !StepToNextHintSample();
     }

@@ -17,15 +17,20 @@ class OpenTree : public Vorn3gp::Simple3gp {
     // A call that failed at a place of the hint track which nothing leads away from.
     void note_dead_end() { ++dead_ends_; }
 
-    // A hint sample of so many bytes was read, up to an offset. Samples that are dropped, and lie where
-    // others were read before, cost the host the same bytes again and again.
-    void note_hint_sample(unsigned int end, unsigned int bytes, bool built) {
-        if (built) repeated_ = 0;
-        if (end > furthest_) {
+    // A read by position brought so many bytes.
+    void note_arrival(unsigned int bytes) { arrived_ = bytes; }
+    unsigned int arrived() const { return arrived_; }
+
+    // A hint sample of so many bytes was read, up to an offset. Those that could not be followed to their
+    // end, and lie where others were read before or behind the end of the file, cost the same again and
+    // again.
+    void note_hint_sample(unsigned int end, unsigned int bytes, bool there, bool sound) {
+        if (sound) repeated_ = 0;
+        if (there && end > furthest_) {
             furthest_ = end;
             forward_ += bytes;
-        } else if (!built) {
-            repeated_ += bytes;
+        } else if (!sound) {
+            repeated_ += kCostOfARead + bytes;
         }
     }
 
@@ -44,8 +49,10 @@ class OpenTree : public Vorn3gp::Simple3gp {
     static constexpr unsigned int kMostDeadEnds = 64;
     static constexpr uint64_t kRepeatsPerByte = 4;
     static constexpr uint64_t kFreeRepeats = 1024 * 1024;  // bytes
+    static constexpr uint64_t kCostOfARead = 128;          // in bytes
 
     unsigned int dead_ends_ = 0;
+    unsigned int arrived_ = 0;
     unsigned int furthest_ = 0;
     uint64_t forward_ = 0;   // bytes of hint samples, each once
     uint64_t repeated_ = 0;  // bytes since the last frame that were not

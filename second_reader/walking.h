@@ -23,7 +23,8 @@ inline unsigned int C3gpInterface::ReadSample(unsigned char* pData, unsigned int
                                               unsigned int uOffset) {
     if (m_bIndexedRead) return ReadIndexed(pData, nBytes, uOffset);
     qlip::seek_to(m_pIOCallback, uOffset);
-    qlip::read_some(m_pIOCallback, pData, nBytes);
+    const unsigned int arrived = qlip::read_some(m_pIOCallback, pData, nBytes);
+    if (m_pSimple3gp) qlip::open_file(m_pSimple3gp)->note_arrival(arrived);
     return nBytes;
 }
 

@@ -1,6 +1,7 @@
 // Sample entries and the configuration boxes inside them (ISO/IEC 14496-12 8.5.2, 14496-15 5.2.4, 3GPP TS
 // 26.244 6). Any configuration box may follow any entry.
 #include <cstring>
+#include <utility>
 
 #include "common/byte_order.h"
 #include "formats/nal.h"
@@ -42,17 +43,18 @@ class ParameterSets {
     ParameterSets(iso_file* file, const unsigned char* avcc, int size, bool wide_prefix)
         : file_(file), avcc_(avcc), size_(size), padding_(wide_prefix ? 2 : 0) {}
 
-    // Copies `count` sets. False when a length points outside the box, or without memory.
-    bool copy(int count, unsigned char** sets, unsigned int* bytes) {
+    // Copies `*count` sets. False when a length points outside the box, or without memory; the count is then
+    // that of the sets in front, which a writer may be handed.
+    bool copy(int* count, unsigned char** sets, unsigned int* bytes) {
         *bytes = 0;
-        if (count < 1) return true;
-        const int room = count * 2 + (size_ > at_ ? size_ - at_ : 0);
+        if (*count < 1) return true;
+        const int room = *count * 2 + (size_ > at_ ? size_ - at_ : 0);
         *sets = static_cast<unsigned char*>(isoFFmalloc(file_, room));
+        const int wanted = std::exchange(*count, 0);
         if (!*sets) return false;
-        for (int i = 0; i < count; ++i) {
-            if (!copy_one(*sets, bytes)) return false;
-        }
-        return true;
+        while (*count < wanted && copy_one(*sets, bytes))
+            ++*count;
+        return *count == wanted;
     }
 
     // The byte at the cursor; 0 behind the end, so that a box cut short has no further sets.
@@ -178,8 +180,8 @@ int P_avcC(iso_file* file, int size) {
     ParameterSets sets(file, avcc, size, track->nal_length_size == 4);
     unsigned int sps_bytes = 0;
     unsigned int pps_bytes = 0;
-    if (!sets.copy(track->sps_count, &track->sps, &sps_bytes)) return kRefuse;
+    if (!sets.copy(&track->sps_count, &track->sps, &sps_bytes)) return kRefuse;
     track->pps_count = sets.next_byte() & kAvccSetCountMask;
-    if (!sets.copy(track->pps_count, &track->pps, &pps_bytes)) return kRefuse;
+    if (!sets.copy(&track->pps_count, &track->pps, &pps_bytes)) return kRefuse;
     return join_parameter_sets(file, track, sps_bytes, pps_bytes) ? kGoOn : kRefuse;
 }

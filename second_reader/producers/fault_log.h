@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "common/line_limit.h"
 
@@ -26,15 +27,22 @@ class FaultLog {
         return !log || log->limits_[static_cast<size_t>(fault)].admits(prefix, path);
     }
 
+    static void count(FaultLog* log) {
+        if (log) ++log->faults_;
+    }
+    uint64_t faults() const { return faults_; }
+
   private:
+    uint64_t faults_ = 0;  // also those that the level of the log leaves out
     std::array<LineLimit, static_cast<size_t>(Fault::Kinds)> limits_;
 };
 
 }  // namespace qlip
 
-// As QLIP_LOG_WARNING, within the bounds of the log, which may be null.
+// As QLIP_LOG_WARNING, within the bounds of the log, which may be null and counts the fault.
 #define QLIP_LOG_FAULT(log, fault, path, ...)                                                     \
     do {                                                                                          \
+        qlip::FaultLog::count(log);                                                               \
         if (sx_Debug > 2 && qlip::FaultLog::admits((log), (fault), qlip::kWarningPrefix, (path))) \
             SimpleException((path), __LINE__, __VA_ARGS__).Log(qlip::kWarningPrefix);             \
     } while (false)

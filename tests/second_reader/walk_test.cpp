@@ -187,6 +187,18 @@ TEST(Walk, EndsWhereNothingMoreCanCome) {
     open.host->clear_log();
     EXPECT_EQ(calls_to_the_end(*open.reader, true), 1U);
     EXPECT_LE(open.host->count(Slot::IndexRead), 1U + 4 + 1024 * 1024 / 4096 + 1);
+    // All but the first lie behind the end of the file, where a read by position leaves the buffer as it was.
+    MoviePlan one = video_plan(1);
+    one.moov_first = one.tracks[kHint].constant_size = true;
+    one.tracks[kHint].samples[0] = {0xFF};
+    Bytes claim = build_movie(one);
+    set_u32(claim, find_box(claim, "stsz", 1) + 12, 65536);
+    set_u32(claim, find_box(claim, "stsc", 1) + 16, 65536);
+    set_u32(claim, find_box(claim, "stts", 1) + 12, 65536);
+    OpenReader behind(claim, "rv");
+    behind.host->clear_log();
+    EXPECT_EQ(calls_to_the_end(*behind.reader, false), 1U);
+    EXPECT_LE(behind.host->count(Slot::SeekNRead), 1U + 4 + 1024 * 1024 / 129 + 1);
 }
 
 struct Probe : C3gpInterface {

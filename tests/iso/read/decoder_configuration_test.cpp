@@ -95,6 +95,8 @@ TEST(AvcC, CutShortOrWithLengthsOutsideDoesNoHarm) {
         EXPECT_EQ(f.track()->dsi_size, static_cast<int>(size));
         EXPECT_EQ(f.track()->parameter_sets_size, size == 13 ? 9U : 0U)
             << "just behind the first set: " << size;
+        EXPECT_EQ(f.track()->sps_count, size >= 13 ? 1 : 0) << "no set that is not there: " << size;
+        EXPECT_EQ(f.track()->pps_count, 0) << size;
         unsigned char* out = nullptr;
         EXPECT_EQ(isoFFGetDSIin3GPP(f.track(), 0, &out), -1) << size;
     }
