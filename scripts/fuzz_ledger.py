@@ -29,12 +29,24 @@ def ledger(campaign):
         f"undefined-behaviour sanitizers; {broken} runs ended with an input that broke a target.", "",
         "| Target | Executions | Edges | Corpus |", "|---|---|---|---|", *rows, "",
     ]
+    faults = campaign / "faults"
+    if faults.exists():
+        points = [line.rsplit(" ", 1) for line in faults.read_text().splitlines()]
+        total = sum(int(count) for _, count in points)
+        lines += [
+            f"Points of failure: {total:,} times an allocation failed, alone or with all later ones, and a life of its user ended",
+            "with the status that it must have and nothing left behind (`tests/memory`): "
+            + ", ".join(f"{name} {int(count):,}" for name, count in points) + ".", "",
+        ]
     bombs = campaign / "bombs.md"
     if bombs.exists() and bombs.stat().st_size > 0:
         lines += [
-            "Files that are made to cost much, each handled once. Memory is all that was ever asked for, also when it was given",
-            "back or never touched; a file that is open has 2 MB for its tables, and a session some 0.3 MB beside.", "",
-            "| File | Bytes | Calls of the host's | Memory asked for | Lines | Outcome |", "|---|---|---|---|---|---|",
+            "Files that are made to cost much, each handled once. `Before` is what they cost while nothing was bounded, without",
+            "sanitizers. Memory is all that was asked for in bytes, also when it was given back or never touched; what a signal",
+            "takes that is thrown counts, too. Kept is what was not given back. `bombs` fails when a file costs more than 32 calls",
+            "of the host's for a byte and 20,000, or passes the bounds of its row.", "",
+            "| File | Bytes | Before | Calls | Memory | Kept | Lines | Reads | CPU ms | Outcome |",
+            "|---|---|---|---|---|---|---|---|---|---|",
             *bombs.read_text().splitlines(), "",
         ]
     return "\n".join(lines)

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <utility>
 
+#include "iso/play/sample_places.h"
 #include "qlip/isoff.h"
 #include "tests/iso/opened_file.h"
 #include "tests/session/player.h"
@@ -87,6 +88,34 @@ TEST(Limits, OfMemoryAreHeldBlockByBlock) {
         EXPECT_GT(memory, configuration + 2U * 32);
         EXPECT_LT(memory, configuration + movie.size() + 2048);
     }
+}
+
+// The room for the places that jumps remember belongs to the structure: a limit that holds all but some of it
+// refuses the film, although playing would do without.
+TEST(Limits, OfMemoryHoldForThePlacesOfJumps) {
+    const auto film = [](unsigned int samples) {
+        TrackPlan media = {.handler = "vide", .sample_entry = visual_entry("s263", 176, 144, d263())};
+        for (unsigned int i = 0; i < samples; ++i)
+            media.samples.push_back(Bytes(4 + i % 3, 1));
+        return build_movie(
+            {.tracks = {media, hint_track({hint_sample({{.constructors = {hint_sample_data(4, 1, 0)}}})})}});
+    };
+    const auto least = [](const Bytes& movie) {
+        uint64_t refused = 0, played = 1 << 20;
+        while (played - refused > 1) {
+            KeptLines limits;
+            limits.memory = (refused + played) / 2;
+            (plays(movie, limits, "rv") ? played : refused) = limits.memory;
+        }
+        return played;
+    };
+    constexpr unsigned int kSamples = 4000;
+    const Bytes movie = film(kSamples);
+    OpenedFile opened(movie);
+    const auto places =
+        static_cast<uint64_t>(qlip::SamplePlaces::room_for(opened.track())) * sizeof(qlip::Cursor);
+    EXPECT_GT(places, kSamples / 8);
+    EXPECT_GE(least(movie) - least(film(1)), places + movie.size() - film(1).size() - size_t{5} * kSamples);
 }
 
 TEST(Limits, ThatAreNotMeantAreRefusedAheadOfTheFile) {
