@@ -14,10 +14,15 @@ namespace {
 // Up to here a table's word is taken for it; beyond, it must be backed by as many bytes of file.
 constexpr unsigned int kUnquestioned = 64 * 1024;
 
+unsigned int largest_of(const std::vector<unsigned int>& sizes) {
+    unsigned int largest = 0;
+    for (const unsigned int size : sizes)
+        largest = std::max(largest, size);
+    return largest;
+}
+
 unsigned int largest_sample(const Vorn3gp::StszBox* stsz) {
-    if (stsz->GetSampleSize() != 0) return stsz->GetSampleSize();
-    const auto& sizes = stsz->GetChunkSizes();
-    return sizes.empty() ? 0 : *std::max_element(sizes.begin(), sizes.end());
+    return stsz->GetSampleSize() != 0 ? stsz->GetSampleSize() : largest_of(stsz->GetChunkSizes());
 }
 
 // No sample is longer than the file, and each takes a byte of it at least.
@@ -69,8 +74,7 @@ void C3gpInterface::AllocHintBuffer() {
     // Sizes left over from the file before (see StoreTrackTables) are walked like the others, so they count.
     // The line does not tell of them.
     const unsigned int hint_size = m_Boxes.m_HintBoxes.m_pStsz->GetSampleSize();
-    const auto found = std::max_element(m_SampleSizes.begin(), m_SampleSizes.end());
-    const unsigned int largest = found == m_SampleSizes.end() ? 0 : *found;
+    const unsigned int largest = largest_of(m_SampleSizes);
     QLIP_LOG_DEBUG(kReaderPath, "Allocating %d bytes for hint sample buffer",
                    hint_size != 0 ? hint_size : largest);
     m_pHintBuffer = zeroed(largest, m_pIOCallback, m_uStatus, "Unable to allocate buffer for hint sample");

@@ -1,5 +1,6 @@
 // The properties of a video track. Clock and duration are the hint track's, because frame times are; codec,
 // frame count and size are the media track's.
+#include <cstdint>
 #include <numeric>
 
 #include "common/byte_order.h"
@@ -138,8 +139,9 @@ void C3gpInterface::ParseMPEG4Boxes(Vorn3gp::MP4VisualSampleEntry* pEntry) {
 
 double qlip::bytes_of_samples(const Vorn3gp::StszBox& stsz) {
     const auto& sizes = stsz.GetChunkSizes();
-    return stsz.GetSampleSize() != 0 ? static_cast<double>(stsz.GetSampleSize() * stsz.GetSampleCount())
-                                     : std::accumulate(sizes.begin(), sizes.end(), 0.0);
+    return stsz.GetSampleSize() != 0
+               ? static_cast<double>(stsz.GetSampleSize() * stsz.GetSampleCount())
+               : static_cast<double>(std::accumulate(sizes.begin(), sizes.end(), uint64_t{0}));
 }
 
 double C3gpInterface::CalcAvgBitRate(const Vorn3gp::StszBox* pStsz, unsigned int uLengthMs) {
