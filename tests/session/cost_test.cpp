@@ -126,9 +126,18 @@ TEST(SessionCost, OfCopiesAndCallsPerFrameDoesNotRise) {
     if (!counting) GTEST_SKIP() << "the sanitizer owns the copy functions";
     EXPECT_LE(stream(speech_movie(50, 1), "ra", true).copied, 50U * (32 + 33));
     EXPECT_LE(stream(speech_movie(50, 10), "ra", true).copied, 50U * (320 + 10 * 33 + 2 * 1440));
-    const Bytes film =
-        build_movie({.tracks = {video_track("s263", d263(), std::vector<Bytes>(50, Bytes(1000, 0x77)))}});
-    const Cost cost = stream(film, "rv", true);
-    EXPECT_EQ(cost.callbacks, 50U * 2);
-    EXPECT_LE(cost.copied, 50U * (1000 + 1000));
+    const TrackPlan video = video_track("s263", d263(), std::vector<Bytes>(50, Bytes(1000, 0x77)));
+    const Cost cut = stream(build_movie({.tracks = {video}}), "rv", true);
+    EXPECT_EQ(cut.callbacks, 50U * 2);
+    EXPECT_LE(cut.copied, 50U * (1000 + 1000));
+
+    // From hints a packet is built where it leaves from: the sample's head, the packet's, a constructor,
+    // data.
+    std::vector<Bytes> hints;
+    for (unsigned int i = 1; i <= 50; ++i)
+        hints.push_back(
+            hint_sample({{.sequence = i, .marker = true, .constructors = {hint_sample_data(1000, i, 0)}}}));
+    const Cost hinted = stream(build_movie({.tracks = {video, hint_track(hints)}}), "rv", true);
+    EXPECT_EQ(hinted.callbacks, 50U * (4 + 1));
+    EXPECT_LE(hinted.copied, 50U * (4 + 12 + 16 + 1000 + 1020));
 }

@@ -9,6 +9,7 @@ namespace {
 
 ssize_t take(void* cookie, const char* data, size_t size) {
     auto& file = *static_cast<MemoryFile*>(cookie);
+    ++file.writes;
     if (file.capacity) {
         const size_t room = *file.capacity > file.position ? *file.capacity - file.position : 0;
         size = std::min(size, room);

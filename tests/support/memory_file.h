@@ -19,6 +19,7 @@ class MemoryFile {
 
     Bytes bytes;
     size_t position = 0;
+    size_t writes = 0;
     std::optional<size_t> capacity;  // the file takes no byte at or beyond this offset
     bool seekable = true;
 

@@ -76,6 +76,19 @@ TrackPlan plan(unsigned int id, size_t samples, unsigned int per_chunk) {
     return track;
 }
 
+// The header's place, the media and the header go out in large pieces, each in one write or two.
+TEST(WriterLayoutTest, ManyFramesTakeFewWrites) {
+    constexpr int kFrames = 40000;
+    WriterFixture movie;
+    iso_track* track = movie.add_amr();
+    for (int i = 0; i < kFrames; ++i)
+        movie.write(track, 31 + i % 2, 'f');
+    const size_t header = 8 * kFrames;
+    const size_t media = 31 * kFrames + kFrames / 2;
+    EXPECT_GT(movie.close().size(), header + media);
+    EXPECT_LE(movie.out.writes, 2 * ((2 * header + media) / (256 * 1024) + 3));
+}
+
 TEST(InterleaveTest, TheLongestRunOfOneTrackAheadOfAnotherCounts) {
     EXPECT_NEAR(interleave_of({plan(1, 100, 10), plan(2, 100, 25)}), 25 * 0.02, 1e-9);
     EXPECT_EQ(interleave_of({plan(1, 100, 10)}), 0.0);
