@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """fuzz_ledger.py CAMPAIGN DOCUMENT: writes the document's section on fuzzing from the logs of a campaign."""
 import datetime
+import json
 import pathlib
 import re
-import subprocess
 import sys
 
 from fuzz_logs import figures_of
@@ -12,7 +12,7 @@ TITLE = "## Fuzzing"
 
 
 def ledger(campaign):
-    commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], capture_output=True, text=True, check=True).stdout.strip()
+    commits = ", ".join(dict.fromkeys((campaign / "commits").read_text().split()))
     rows, total, broken = [], 0, 0
     by_target = {}
     for log in sorted((campaign / "logs").iterdir()):
@@ -25,13 +25,14 @@ def ledger(campaign):
         rows.append(f"| `{target}` | {executions:,} | {max(run.edges for run in runs):,} | {max(run.kept for run in runs):,} |")
     lines = [
         TITLE, "",
-        f"Written by `scripts/fuzz` on {datetime.date.today()} at commit {commit}: {total:,} executions under the address and",
-        f"undefined-behaviour sanitizers; {broken} runs ended with an input that broke a target.", "",
+        f"Written by `scripts/fuzz` on {datetime.date.today()} at {commits}: {total:,} executions under the address and",
+        f"undefined-behaviour sanitizers; inputs that broke a target and are not mended: {broken}.", "",
         "| Target | Executions | Edges | Corpus |", "|---|---|---|---|", *rows, "",
     ]
-    faults = campaign / "faults"
+    faults = campaign / "faults.json"
     if faults.exists():
-        points = [line.rsplit(" ", 1) for line in faults.read_text().splitlines()]
+        tests = [test for suite in json.loads(faults.read_text())["testsuites"] for test in suite["testsuite"]]
+        points = [(key.removeprefix("points of "), count) for test in tests for key, count in test.items() if "points of " in key]
         total = sum(int(count) for _, count in points)
         lines += [
             f"Points of failure: {total:,} times an allocation failed, alone or with all later ones, and a life of its user ended",
