@@ -19,9 +19,8 @@ sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings"
 import qlip  # noqa: E402
 from host import SAMPLES, TRACKS, read_file as contents, sample  # noqa: E402
 from rtsp_client import Client  # noqa: E402
-from test_pipelines import DECODERS, pictures_by, pictures_of  # noqa: E402
+from test_pipelines import decoded  # noqa: E402
 
-NO_DATA_SIZE = 1  # of an AMR frame that holds nothing; it is not sent
 AT_ONCE = 50
 FRAMES_AHEAD = 6  # of speech, that the server sends together
 # A sanitizer's runtime was loaded for the binding in this process, where leaks are Python's own.
@@ -55,15 +54,6 @@ class Server:
             sys.stderr.write(self.lines()[-5000:])
         self.log.close()
         return self.process.returncode
-
-
-def decoded(medium, *source):
-    """A hash of each picture, or of each packet of speech."""
-    form = ["-map", "0:v", "-fps_mode", "passthrough"] if medium == "video" else ["-map", "0:a", "-c", "copy"]
-    done = subprocess.run(["ffmpeg", "-v", "error", "-nostdin", *source, *form, "-f", "framehash", "-hash", "md5", "-"],
-                          capture_output=True, timeout=60, text=True)
-    lines = [line.split(",") for line in done.stdout.splitlines() if not line.startswith("#")]
-    return [line[5].strip() for line in lines if medium == "video" or int(line[4]) > NO_DATA_SIZE]
 
 
 def payloads(packets):
@@ -108,12 +98,6 @@ class Serving(unittest.TestCase):
             for done in pool.map(play, ("udp", "tcp")):
                 self.assertEqual(done.returncode, 0, done.stderr[-2000:])
                 self.assertGreater(float(re.findall(r"([\d.]+) A-V:", done.stderr)[-1]), 2.5)  # seconds, of three
-
-    def test_gstreamer_gets_every_picture(self):
-        for name in ("h264", "h263_hinted_pt34", "mpeg4"):
-            with self.subTest(name):
-                played = pictures_by(f"rtspsrc latency=500 location={self.server.url(name + '.3gp')} ! {DECODERS[name]}")
-                self.assertEqual(played, pictures_of(sample(name)))
 
     def test_range_starts_both_tracks_at_the_sync_picture(self):
         name = "av_h263_amrnb_hinted"

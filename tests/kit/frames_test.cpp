@@ -18,10 +18,6 @@ const Bytes kSpeech122 = speech(7, 31);
 const Bytes kSilence = speech(8, 5);
 const Bytes kNothing = speech(15, 0);
 
-TrackPlan amr(std::vector<Bytes> samples) {
-    return {.samples = std::move(samples), .sample_entry = samr_entry()};
-}
-
 Bytes nal(unsigned int header, size_t size) {
     Bytes unit(size, 0x5A);
     unit[0] = static_cast<unsigned char>(header);
@@ -125,7 +121,7 @@ TEST(KitTimes, OfASeekLeadToTheSyncSampleBeforeHoweverOddTheTables) {
 
 // Movie time scale 600: 300 units are half a second.
 TEST(KitTimes, OfADelayedTrackBeginLaterThanThoseOfItsFile) {
-    TrackPlan track = amr({kSpeech122, kSpeech122});
+    TrackPlan track = speech_track({kSpeech122, kSpeech122});
     track.extra_trak = edts({{300, kEmptyEdit}, {30, 0}});
     KitPlayer player(movie(track));
     player.play(QLIP_AUDIO);
@@ -136,7 +132,8 @@ TEST(KitTimes, OfADelayedTrackBeginLaterThanThoseOfItsFile) {
 }
 
 TEST(KitSpeech, MarksTheFirstFrameBehindSilenceAndLeavesOutWhatHoldsNothing) {
-    const Bytes file = movie(amr({join({kSpeech122, kSpeech122, kNothing}), kSilence, kNothing, kSpeech122}));
+    const Bytes file =
+        movie(speech_track({join({kSpeech122, kSpeech122, kNothing}), kSilence, kNothing, kSpeech122}));
     for (const bool keep : {false, true}) {
         qlip_stream_options options = QLIP_STREAM_OPTIONS_INIT;
         options.keep_no_data = keep;
@@ -157,7 +154,7 @@ TEST(KitSpeech, MarksTheFirstFrameBehindSilenceAndLeavesOutWhatHoldsNothing) {
 // A gap in the time table is silence that was not stored; a table that runs slow does not make frames
 // overlap.
 TEST(KitSpeech, FollowsGapsOfTheTimeTableButNeverOverlaps) {
-    TrackPlan track = amr(std::vector<Bytes>(5, kSpeech122));
+    TrackPlan track = speech_track(std::vector<Bytes>(5, kSpeech122));
     track.stts = {{1, 160}, {1, 800}, {1, 100}, {2, 160}};
     KitPlayer player(movie(track));
     player.play(QLIP_AUDIO);
@@ -165,8 +162,8 @@ TEST(KitSpeech, FollowsGapsOfTheTimeTableButNeverOverlaps) {
 }
 
 TEST(KitSpeech, SaysWhichSampleIsDamagedAndGoesOnBehindIt) {
-    KitPlayer player(
-        movie(amr({kSpeech122, speech(9, 5), Bytes(kSpeech122.begin(), kSpeech122.end() - 1), kSpeech122})));
+    KitPlayer player(movie(speech_track(
+        {kSpeech122, speech(9, 5), Bytes(kSpeech122.begin(), kSpeech122.end() - 1), kSpeech122})));
     ASSERT_EQ(player.open(QLIP_AUDIO), 0);
     EXPECT_EQ(player.read(), 0);
     EXPECT_EQ(player.read(), QLIP_CORRUPT_FILE);
@@ -325,7 +322,7 @@ TEST(KitHints, FrameMayBringItsOwnSetsAndH263SaysItsFormatInTheFirstPacket) {
 
 // A file is cut, or its tables lie: what can be believed is delivered, and the end is never clean.
 TEST(KitDamage, NeverEndsCleanlyAndNeverMakesFramesUp) {
-    TrackPlan honest = amr(std::vector<Bytes>(10, kSpeech122));
+    TrackPlan honest = speech_track(std::vector<Bytes>(10, kSpeech122));
     honest.constant_size = true;
     honest.samples_per_chunk = 10;
     const Bytes file = build_movie({.tracks = {honest}, .moov_first = true});
@@ -376,7 +373,7 @@ TEST(KitDamage, NeverEndsCleanlyAndNeverMakesFramesUp) {
 // A thousand chunks that all hold the same ten samples.
 TEST(KitDamage, SharesNoByteOutTwice) {
     constexpr size_t kChunks = 1000;
-    TrackPlan track = amr(std::vector<Bytes>(10 * kChunks, kSpeech122));
+    TrackPlan track = speech_track(std::vector<Bytes>(10 * kChunks, kSpeech122));
     track.samples_per_chunk = 10;
     track.constant_size = true;
     Bytes file = build_movie({.tracks = {track}, .moov_first = true});

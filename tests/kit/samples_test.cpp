@@ -84,26 +84,6 @@ TEST_P(KitSamples, CarryThePayloadsAndTimesOfTheNativeStream) {
         EXPECT_TRUE(!frame.facts.is_sync || begins_with_configuration(frame, info));
 }
 
-// Each time as much arrives as the kit says it needs, so that every frame is asked for once too early.
-TEST_P(KitSamples, GrowByWhatTheKitNeedsAndLoseNothing) {
-    KitPlayer player(file, 0);
-    qlip_source_info state = QLIP_SOURCE_INFO_INIT;
-    while (player.open(medium) == QLIP_NOT_AVAILABLE_YET) {
-        ASSERT_EQ(qlip_source_state(player.source, &state), 0);
-        ASSERT_GT(state.needed, state.size);
-        ASSERT_EQ(qlip_source_set_size(player.source, std::min<size_t>(state.needed, file.size())), 0);
-    }
-    while (player.end != QLIP_END_OF_FILE) {
-        player.rest();
-        if (player.end != QLIP_NOT_AVAILABLE_YET) break;
-        const uint64_t needed = qlip_stream_needs(player.stream);
-        ASSERT_LE(needed, file.size());
-        ASSERT_EQ(qlip_source_set_size(player.source, needed), 0);
-    }
-    EXPECT_EQ(player.end, QLIP_END_OF_FILE);
-    EXPECT_TRUE(payloads_of(player.frames) == payloads_of(whole()));
-}
-
 TEST_P(KitSamples, CutAnywhereDeliverWhatIsThereAndThenSayThatTheyAreCut) {
     const std::vector<SentFrame> all = whole();
     const size_t step = std::max<size_t>(1, file.size() / 200);

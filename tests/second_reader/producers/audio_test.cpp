@@ -16,49 +16,41 @@ Bytes frame(unsigned int ticks, unsigned int sequence, const Bytes& payload) {
     return join({words({24 + length_of(payload), 10, ticks, ticks, sequence, 0}), payload});
 }
 
-class AudioProducer : public ::testing::Test {
+class AudioProducer : public ::testing::Test, protected Producers {
   protected:
-    AudioProducer() { producer.Open(&params); }
-
     Bytes built(const std::vector<HintPacket>& packets, double seconds = 0.0) {
-        EXPECT_EQ(reader.build(producer, hint_sample(packets), seconds), std::nullopt);
-        return waiting(producer);
+        return Producers::built(audio, hint_sample(packets), seconds);
     }
     unsigned int talk_spurt_flag(const Bytes& bytes) { return bytes.at(18) | bytes.at(19) << 8; }
-
-    ReaderStub reader;
-    PropFileAudio producer{&reader};
-    _TAG_AUDIO_OPEN_PARAMS params = amr_params();
 };
 
 TEST_F(AudioProducer, OpensWithTheStreamHeader) {
     const Bytes expected = join({ByteWriter().text("AUDIO   "), words({68, 10, 0, 61, 16, 33, 64, 0}),
                                  Bytes(12), words({1234}), Bytes(12)});
-    EXPECT_EQ(waiting(producer), expected);
-    producer.OffsetBytes(10);
-    ASSERT_TRUE(producer.Open(&params)) << "a second time";
-    EXPECT_EQ(waiting(producer), expected);
+    EXPECT_EQ(waiting(audio), expected);
+    audio.OffsetBytes(10);
+    ASSERT_TRUE(audio.Open(&audio_parameters)) << "a second time";
+    EXPECT_EQ(waiting(audio), expected);
 }
 
 TEST_F(AudioProducer, IsReadOffByExactlyWhatIsThere) {
-    producer.OffsetBytes(60);
-    EXPECT_EQ(message_of([&] { producer.OffsetBytes(9); }),
-              "Invalid offset - 9 bytes requested, 8 available");
-    EXPECT_EQ(producer.ByteCount(), 8U);
-    EXPECT_EQ(producer.GetBuffer(nullptr), producer.m_pBuffer + 60);
-    producer.OffsetBytes(8);
-    EXPECT_EQ(producer.ByteCount(), 0U);
-    producer.Close();
-    EXPECT_EQ(producer.ByteCount(), 0U);
-    EXPECT_EQ(producer.GetBuffer(nullptr), nullptr);
+    audio.OffsetBytes(60);
+    EXPECT_EQ(message_of([&] { audio.OffsetBytes(9); }), "Invalid offset - 9 bytes requested, 8 available");
+    EXPECT_EQ(audio.ByteCount(), 8U);
+    EXPECT_EQ(audio.GetBuffer(nullptr), audio.m_pBuffer + 60);
+    audio.OffsetBytes(8);
+    EXPECT_EQ(audio.ByteCount(), 0U);
+    audio.Close();
+    EXPECT_EQ(audio.ByteCount(), 0U);
+    EXPECT_EQ(audio.GetBuffer(nullptr), nullptr);
 }
 
 TEST_F(AudioProducer, MergesThePacketsOfAHintSampleIntoOneFrame) {
     EXPECT_EQ(built({packet(0x1234, kSpeech), packet(0x1235, kSpeech, {1, 2})}, 0.0204),
               frame(160, 0x1235, hex("F01455 F0140102")));
     const unsigned char* cursor = reader.first_packet();
-    producer.ProcessPacket(&cursor, 0.0204);
-    EXPECT_EQ(slice(waiting(producer), 24, 10), hex("F01455 F0140102 F01455"));
+    audio.ProcessPacket(&cursor, 0.0204);
+    EXPECT_EQ(slice(waiting(audio), 24, 10), hex("F01455 F0140102 F01455"));
     // A frame without packets keeps the words of the frame before.
     EXPECT_EQ(built({}, 2.0), frame(160, 0x1234, {}));
 }

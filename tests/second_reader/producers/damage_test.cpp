@@ -34,16 +34,6 @@ struct Damage {
     Bytes hint;
 };
 
-// Both kinds of producer on one reader.
-struct Producers {
-    Producers() { audio.Open(&audio_parameters), video.Open(&video_parameters); }
-    ReaderStub reader;
-    _TAG_AUDIO_OPEN_PARAMS audio_parameters = amr_params();
-    _TAG_VIDEO_OPEN_PARAMS video_parameters = video_params();
-    PropFileAudio audio{&reader};
-    PropFileVideoH263 video{&reader};
-};
-
 TEST(TruncatedHintSample, EndsAudioAndVideoFramesWithBadContent) {
     Producers to;
     for (const auto& [name, hint] :

@@ -23,9 +23,8 @@ class Throwing : public Producer {
     Thrown what_;
 };
 
-class ProducerLog : public ::testing::Test {
+class ProducerLog : public ::testing::Test, protected Producers {
   protected:
-    ProducerLog() { audio.Open(&audio_parameters), video.Open(&video_parameters); }
     ~ProducerLog() override { sx_Debug = 3; }
 
     void level(int wanted) {
@@ -53,12 +52,6 @@ class ProducerLog : public ::testing::Test {
         reader.build(producer, hint_sample({{.constructors = {hint_no_data()}}}));
         return text();
     }
-
-    ReaderStub reader;
-    PropFileAudio audio{&reader};
-    PropFileVideoH263 video{&reader};
-    _TAG_AUDIO_OPEN_PARAMS audio_parameters = amr_params();
-    _TAG_VIDEO_OPEN_PARAMS video_parameters = video_params();
 };
 
 TEST_F(ProducerLog, DumpsAVideoFrame) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/second_reader/producers/reader_stub.h"
 #include "tests/support/failures.h"
@@ -44,5 +45,22 @@ inline _TAG_VIDEO_OPEN_PARAMS video_params(unsigned int frame_bytes = 2000, cons
             .uH263Level = 20,
             .uMaxFrameBytes = frame_bytes};
 }
+
+// Both kinds of producer on one reader.
+struct Producers {
+    Producers() { audio.Open(&audio_parameters), video.Open(&video_parameters); }
+
+    // What waits behind a hint sample that has to be good.
+    Bytes built(PropFile& producer, const Bytes& hint, double seconds = 0.0) {
+        EXPECT_EQ(reader.build(producer, hint, seconds), std::nullopt);
+        return waiting(producer);
+    }
+
+    ReaderStub reader;
+    _TAG_AUDIO_OPEN_PARAMS audio_parameters = amr_params();
+    _TAG_VIDEO_OPEN_PARAMS video_parameters = video_params();
+    PropFileAudio audio{&reader};
+    PropFileVideoH263 video{&reader};
+};
 
 }  // namespace qlip_test

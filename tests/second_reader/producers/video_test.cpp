@@ -17,24 +17,15 @@ Bytes stream_header(unsigned int size, std::string_view name, const Bytes& confi
                  words({14 << 16, 64000, 176, 144, length_of(config)}), config, words({3000, 0, 0, 0})});
 }
 
-class VideoProducer : public ::testing::Test {
+class VideoProducer : public ::testing::Test, protected Producers {
   protected:
-    VideoProducer() { producer.Open(&params); }
-
-    Bytes built(const Bytes& hint, double seconds = 0.0) {
-        EXPECT_EQ(reader.build(producer, hint, seconds), std::nullopt);
-        return waiting(producer);
-    }
-
-    ReaderStub reader;
-    PropFileVideoH263 producer{&reader};
-    _TAG_VIDEO_OPEN_PARAMS params = video_params();
+    Bytes built(const Bytes& hint, double seconds = 0.0) { return Producers::built(video, hint, seconds); }
 };
 
 TEST_F(VideoProducer, OpensWithTheH263Header) {
-    EXPECT_EQ(waiting(producer), stream_header(92, "s263", words({3, 20})));
+    EXPECT_EQ(waiting(video), stream_header(92, "s263", words({3, 20})));
     PropFileVideoH263_1998 other(&reader);
-    ASSERT_TRUE(other.Open(&params));
+    ASSERT_TRUE(other.Open(&video_parameters));
     EXPECT_EQ(waiting(other), stream_header(92, "s263+", words({3, 20})));
 }
 
@@ -81,8 +72,8 @@ TEST_F(VideoProducer, CountsTimeFromItsFirstFrameAndTruncates) {
 TEST_F(VideoProducer, AppendsAPacketAtATimeForWhoBuildsFramesThemselves) {
     const Bytes frame = built(hint_sample({{.sequence = 7, .constructors = {hint_immediate({1, 2, 3, 4})}}}));
     const unsigned char* cursor = reader.first_packet();
-    producer.ProcessPacket(&cursor, 0.0);
-    EXPECT_EQ(waiting(producer), join({frame, slice(frame, 20, 24)}));
+    video.ProcessPacket(&cursor, 0.0);
+    EXPECT_EQ(waiting(video), join({frame, slice(frame, 20, 24)}));
     EXPECT_EQ(cursor - reader.first_packet(), 12 + 16);
 }
 
@@ -100,7 +91,7 @@ TEST(FixedPoint, CountsHundredthsAndIsDefinedWhereTheNumberIsOutOfRange) {
 TEST_F(VideoProducer, WaitForMediaLeavesNoFrameButCountsIt) {
     reader.show_media({});
     EXPECT_EQ(built(hint_sample({{.constructors = {hint_sample_data(1, 1, 0)}}})), Bytes{});
-    EXPECT_EQ(producer.m_uFrameCount, 1U);
+    EXPECT_EQ(video.m_uFrameCount, 1U);
 }
 
 }  // namespace
