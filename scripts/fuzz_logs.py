@@ -12,7 +12,6 @@ class Figures(NamedTuple):
     executions: int
     edges: int
     kept: int
-    broken: bool
 
 
 def figures_of(log):
@@ -21,5 +20,4 @@ def figures_of(log):
     steps = re.findall(r"^#(\d+)\t.* cov: (\d+) .* corp: (\d+)/", text, re.M)
     # A run that was ended from outside has no final figures.
     executions = int(final[1]) if final else int(steps[-1][0]) if steps else 0
-    return Figures(executions, max((int(step[1]) for step in steps), default=0), int(steps[-1][2]) if steps else 0,
-                   "ERROR: " in text)
+    return Figures(executions, max((int(step[1]) for step in steps), default=0), int(steps[-1][2]) if steps else 0)
