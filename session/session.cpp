@@ -2,10 +2,12 @@
 #include "session/session.h"
 
 #include <cctype>
+#include <cstdlib>
 
 #include "common/log.h"
 #include "formats/rtp.h"
 #include "host/open_mode.h"
+#include "iso/play/armed_hint.h"
 #include "session/codecs.h"
 
 using namespace qlip;
@@ -92,11 +94,13 @@ iso_track* choose_track(mm_Interface* session) {
     return chosen;
 }
 
-// A hint track that names no packet size cannot be replayed, nor can one without the memory to arm it. The
-// choice holds for the file, so that the readers need not look for the track again.
-iso_track* arm_hint_track(iso_track* media) {
-    if (!isoFFrtpHinter(media, kPacketBytes)) return nullptr;
+// A hint track that names no packet size cannot be replayed. The choice holds for the file, so that the
+// readers need not look for the track again.
+iso_track* arm_hint_track(mm_Interface* session, iso_track* media) {
+    const bool armed = isoFFrtpHinter(media, kPacketBytes);
     iso_track* hint = isoFFfindHintTrack(media, kPacketBytes);
+    // Memory that only the second operation found is nobody's.
+    if (hint && !armed) session->hint_memory = armed_hint(hint);
     return hint && hint->max_packet_size != 0 ? hint : nullptr;
 }
 
@@ -114,7 +118,7 @@ void open_track(mm_Interface* session, const char* mode) {
     }
     session->track = track;
     session->reader = codec->reader;
-    session->hint = arm_hint_track(track);
+    session->hint = arm_hint_track(session, track);
 }
 
 void reset(mm_Interface* session) {
@@ -165,5 +169,6 @@ int mmfi_Open(mm_Interface* session, const char* mode) {
 
 int mmfi_Close(mm_Interface* session) {
     isoFFclose(session->file);
+    std::free(session->hint_memory);
     return QLIP_SUCCESS;
 }

@@ -50,8 +50,9 @@ struct mm_Interface {
     wld_native native = {};
     // Video without hints: the frame in hand, whose notes beyond the first few stand in `carry_buffer`.
     qlip::FrameCuts cuts{reinterpret_cast<qlip::Cut*>(carry_buffer)};
-    int media_kind = 0;  // of host/open_mode.h; 0 until the mode is parsed
-    int read_mode = 0;   // kDirectionRead when the mode asks for reading
+    int media_kind = 0;           // of host/open_mode.h; 0 until the mode is parsed
+    int read_mode = 0;            // kDirectionRead when the mode asks for reading
+    void* hint_memory = nullptr;  // behind `hint` where the file does not own it; owned
     const char* media_name = nullptr;
     unsigned int track_id = 0;
     int open_word = 0;  // these three are set at open and read by nothing
