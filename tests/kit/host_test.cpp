@@ -285,22 +285,24 @@ TEST(KitTracks, AreListedWithTheReasonWhyOneIsNotDelivered) {
                    .sample_entry = visual_entry("s263", 176, 144, d263())};
     TrackPlan hint{.handler = "hint", .sample_entry = box("else", Bytes(8))};
     TrackPlan secret{.handler = "text", .sample_entry = box("srtp", Bytes(8))};
-    TrackPlan sound{.handler = "soun", .sample_entry = box("mp4a", Bytes(28))};
-    KitPlayer player(build_movie({.tracks = {text, hint, secret, film, sound, h264({{0}, {0}})}}));
+    TrackPlan sound{.handler = "soun", .sample_entry = box("else", Bytes(8))}, aac = sound;
+    aac.sample_entry = box("mp4a", Bytes(28));
+    KitPlayer player(build_movie({.tracks = {text, hint, secret, film, sound, aac, h264({{0}, {0}})}}));
     const std::tuple<int, int, unsigned int, int, std::string> expected[] = {
         {QLIP_OTHER_MEDIUM, QLIP_OTHER_CODEC, 0, QLIP_UNKNOWN_CODER, "the codec is not supported"},
         {QLIP_VIDEO, QLIP_H263, 1, QLIP_CORRUPT_FILE,
          "the track has no time scale, or a 64-bit media header"},
+        {QLIP_AUDIO, QLIP_OTHER_CODEC, 0, QLIP_UNKNOWN_CODER, "the codec is not supported"},
         {QLIP_AUDIO, QLIP_AAC, 0, QLIP_UNKNOWN_CODER, "AAC is not supported"},
         {QLIP_VIDEO, QLIP_H264, 2, 0, ""}};
     qlip_track_info track = QLIP_TRACK_INFO_INIT;
-    for (unsigned int i = 0; i < 4; ++i) {
+    for (unsigned int i = 0; i < 5; ++i) {
         ASSERT_EQ(qlip_source_track(player.source, i, &track), 0);
         EXPECT_EQ(std::tuple(int{track.medium}, int{track.codec}, track.sample_count, track.status,
                              std::string(track.reason)),
                   expected[i]);
     }
-    EXPECT_EQ(qlip_source_track(player.source, 4, &track), QLIP_NO_SUCH_TRACK);
+    EXPECT_EQ(qlip_source_track(player.source, 5, &track), QLIP_NO_SUCH_TRACK);
     int64_t sync = 0;
     EXPECT_EQ(qlip_source_sync_before(player.source, 1234, &sync), 0);
     EXPECT_EQ(sync, 1234);

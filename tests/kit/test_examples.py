@@ -7,13 +7,13 @@ import socket
 import struct
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 import unittest
 
 TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings", "python")]
+import host  # noqa: E402
 import qlip  # noqa: E402
 from host import bound_in_a_row, read_file as contents, sample  # noqa: E402
 
@@ -26,9 +26,7 @@ def command(name, *arguments):
 
 
 def run(name, *arguments, expect=0):
-    done = subprocess.run(command(name, *arguments), capture_output=True, text=True, timeout=60)
-    assert done.returncode == expect, f"{name}: exit {done.returncode}\n{done.stdout}{done.stderr}"
-    return done.stdout
+    return host.run(*command(name, *arguments), expect=expect)[0].decode()
 
 
 def sequence_of(packet):
@@ -67,11 +65,10 @@ class Receiver:
         return [taken.result() for taken in self._taken]
 
 
-class Examples(unittest.TestCase):
+class Examples(host.Case):
     def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.out = os.path.join(directory.name, "out")
+        super().setUp()
+        self.out = self.path("out")
 
     def test_are_short(self):
         sources = glob.glob(os.path.join(TOP, "examples", "*.c*"))

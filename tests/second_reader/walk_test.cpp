@@ -5,7 +5,6 @@
 #include "qlip/vorn3gp.h"
 #include "tests/second_reader/reader_support.h"
 #include "tests/support/little_endian.h"
-#include "tests/support/samples.h"
 
 namespace qlip_test {
 namespace {
@@ -43,8 +42,9 @@ TEST(Walk, LowWaterMarkIsBehindTheLastMediaOrHintSampleWhicheverIsLower) {
     EXPECT_EQ(offsets_of(*without_media.host, Slot::AdvanceRead), (Offsets{0, 0}));
 }
 
-// However the samples lie in chunks, and whether their size stands once or for each, the stream is the same.
-TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
+// However the samples lie in chunks, whether their size stands once or for each, in both read modes and in
+// requests of any size, the stream is the same.
+TEST(Walk, ChunkingSizeTablesAndRequestsDoNotShowInTheStream) {
     const Bytes expected = whole_stream(build_movie(video_plan(12)), "rv");
     for (const Offsets& chunks : {Offsets{12}, {1, 2, 3, 1}, {4, 4, 2}, {2, 2, 2, 1, 5}}) {
         for (const bool constant : {false, true}) {
@@ -53,6 +53,15 @@ TEST(Walk, ChunkingAndSizeTablesDoNotShowInTheStream) {
             plan.tracks[kHint].constant_size = constant;
             plan.tracks[kMedia].chunks = {5, 1, 1};
             EXPECT_EQ(whole_stream(build_movie(plan), "rv", constant), expected);
+        }
+    }
+    for (const unsigned int size : {1U, 7U, 333U, 1400U}) {
+        for (const int indexed : {0b00, 0b11, 0b10}) {  // never, always, every other call
+            OpenReader open(build_movie(video_plan(12)), "rv");
+            Delivery all;
+            for (int call = 0; all.status == 0; ++call)
+                all += read_chunk(*open.reader, size, indexed >> call % 2 & 1);
+            EXPECT_EQ(all, (Delivery{1, expected})) << "requests of " << size;
         }
     }
 }
@@ -240,32 +249,6 @@ TEST(Walk, TableThatIsTooShortEndsTheStreamWith2BehindTheLastFrameItCovers) {
         // A seek brings the cursors back into the tables.
         EXPECT_EQ(seek(reader, 0, 0x20001).status, 0U);
         EXPECT_EQ(read_chunk(reader, 84), (Delivery{0, frames[0]}));
-    }
-}
-
-class EveryTrack : public testing::TestWithParam<std::pair<const char*, const char*>> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Samples, EveryTrack,
-    testing::Values(std::pair("amrnb_hinted.3gp", "ra"), std::pair("av_h263_amrnb_hinted.3gp", "ra"),
-                    std::pair("av_h263_amrnb_hinted.3gp", "rv"), std::pair("h263_hinted_pt34.3gp", "rv"),
-                    std::pair("h263_hinted_pt96.3gp", "rv"), std::pair("mpeg4_hinted.3gp", "rv")));
-
-TEST_P(EveryTrack, IsTheSameInEveryReadModeAndInRequestsOfAnySize) {
-    const auto& [name, mode] = GetParam();
-    const Bytes file = sample(name);
-    const Bytes whole = whole_stream(file, mode);
-    ASSERT_GT(frames_of(whole).size(), 3U);
-    for (const unsigned int size : {1U, 7U, 333U, 1400U, 1U << 20}) {
-        for (const int indexed : {0b00, 0b11, 0b10}) {  // never, always, every other call
-            OpenReader open(file, mode);
-            Delivery all;
-            for (int call = 0; all.status == 0; ++call)
-                all += read_chunk(*open.reader, size, indexed >> call % 2 & 1);
-            EXPECT_EQ(all, (Delivery{1, whole})) << "requests of " << size;
-            EXPECT_EQ(read_chunk(*open.reader, size, indexed != 0), (Delivery{1, {}}));
-            EXPECT_EQ(read_chunk(*open.reader, 0, indexed != 0), (Delivery{0, {}}));
-        }
     }
 }
 
