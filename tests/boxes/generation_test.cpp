@@ -70,9 +70,11 @@ TEST(Generated, FileIsThatOfItsBoxesAndChunks) {
     plan.tracks[0].sample_entry = visual_entry("s263", 176, 144, d263());
     plan.tracks[1].id = 2;
     plan.tracks[1].sample_entry = samr_entry();
+    plan.tracks[1].extra_trak = join({edts({{7, 5}}), container("tref", {box("hint", ByteWriter().u32(1))})});
     BoxStream in(build_movie(plan)), out;
     Simple3gp file;
     file.Read(in.stream, 0);
+    file.GetMoov()->AddOptionalBox(new UnknownBox, true);  // is neither counted nor written
     Growing video(*file.GetMoov()->GetTraks()[0]), audio(*file.GetMoov()->GetTraks()[1]);
     out.stream << file;
     MdatBox mdat;

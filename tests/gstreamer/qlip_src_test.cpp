@@ -330,7 +330,7 @@ TEST(QlipSrc, CanBeStoppedWhileItWaitsAndToldThatNothingMoreComes) {
         EXPECT_TRUE(player.set_state(GST_STATE_NULL));
         player.play();
         g_object_set(player.element, "growing", FALSE, nullptr);
-        EXPECT_NE(player.error(), "");
+        EXPECT_THAT(player.error(), testing::HasSubstr(size > 0 ? "damaged" : "cut short"));
         player.rest();
     }
 }
@@ -357,20 +357,6 @@ TEST(QlipSrc, SaysWhyItCannotPlay) {
     Player aac(sample("aac_refused"), "audio");
     EXPECT_FALSE(aac.set_state(GST_STATE_PLAYING));
     EXPECT_THAT(aac.error(), testing::HasSubstr("AAC"));
-}
-
-TEST(QlipSrc, SendsWhatIsThereOfACutFileAndThenFails) {
-    const std::string whole = contents(sample("h263_cif_faststart"));
-    const std::vector<Sent> all = expected(sample("h263_cif_faststart"), QLIP_VIDEO);
-    const Scratch file;
-    append(file.path, whole.substr(0, whole.size() - 1000));
-    Player player(file.path);
-    player.play();
-    const std::vector<Sent> sent = player.rest();
-    ASSERT_FALSE(sent.empty());
-    ASSERT_LT(sent.size(), all.size());
-    EXPECT_TRUE(std::equal(sent.begin(), sent.end(), all.begin()));
-    EXPECT_THAT(player.error(), testing::HasSubstr("damaged"));
 }
 
 }  // namespace

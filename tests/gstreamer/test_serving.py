@@ -17,7 +17,7 @@ import unittest
 TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings", "python")]
 import qlip  # noqa: E402
-from host import SAMPLES, TRACKS, read_file as contents, sample  # noqa: E402
+from host import SAMPLES, TRACKS, Case, read_file as contents, sample  # noqa: E402
 from rtsp_client import Client  # noqa: E402
 from test_pipelines import decoded  # noqa: E402
 
@@ -60,7 +60,11 @@ def payloads(packets):
     return [packet[12:] for packet in packets]
 
 
-class Serving(unittest.TestCase):
+def payloads_of(name, medium):
+    return payloads(packet for frame in getattr(qlip.open(sample(name)), medium)() for packet in frame.packets)
+
+
+class Serving(Case):
     @classmethod
     def setUpClass(cls):
         cls.server = Server(SAMPLES, "--clients", "200")
@@ -134,14 +138,14 @@ class Serving(unittest.TestCase):
             time.sleep(0.5)
             self.assertEqual(client.ask("PLAY").status, 200)
             client.take_until_goodbye(1)
-            played, expected = payloads(client.packets[0]), payloads([p for f in qlip.open(sample("amrnb")).audio() for p in f.packets])
+            played, expected = payloads(client.packets[0]), payloads_of("amrnb", "audio")
             # GStreamer's server drops what becomes due while it pauses.
             self.assertEqual(played, [payload for payload in expected if payload in played])
             self.assertGreaterEqual(len(played), len(expected) - FRAMES_AHEAD)
             self.assertEqual(client.ask("TEARDOWN").status, 200)
 
     def test_many_clients_at_once_lose_nothing(self):
-        expected = payloads([p for frame in qlip.open(sample("h264_hinted")).video() for p in frame.packets])
+        expected = payloads_of("h264_hinted", "video")
 
         def play(_):
             with self.server.client("h264_hinted.3gp") as client:
@@ -170,65 +174,58 @@ class Serving(unittest.TestCase):
         self.assertGreater(len(decoded("video", "-rtsp_transport", "tcp", "-i", self.server.url("h264.3gp"))), 10)
 
     def test_there_is_no_way_out(self):
-        with tempfile.TemporaryDirectory() as folder:
-            os.mkdir(os.path.join(folder, "films"))
-            os.symlink(sample("h264"), os.path.join(folder, "secret.3gp"))
-            os.symlink(sample("h264"), os.path.join(folder, "films", "link.3gp"))
-            with open(os.path.join(folder, "films", ".hidden.3gp"), "wb") as hidden:
-                hidden.write(contents(sample("h264")))
-            with open(os.path.join(folder, "films", "a film.3gp"), "wb") as film:
-                film.write(contents(sample("h264")))
-            server = Server(os.path.join(folder, "films"), sample("amrnb"))
-            for path, status in (("../secret.3gp", 404), ("%2e%2e/secret.3gp", 404), ("..%2fsecret.3gp", 404), ("link.3gp", 404),
-                                 (".hidden.3gp", 404), ("", 404), ("/", 404), ("x" * 3000, 404), ("films/../a%20film.3gp", 404),
-                                 ("a%20film.3gp", 200), ("amrnb.3gp", 200)):
-                with self.subTest(path), server.client(path) as client:
-                    self.assertEqual(client.ask("DESCRIBE").status, status)
-                    self.assertEqual(client.ask("SETUP", f"{client.url}/stream=0", Transport="RTP/AVP/TCP;interleaved=0-1").status, status)
-            self.assertEqual(server.stop(), 0)
+        os.mkdir(self.path("films"))
+        os.symlink(sample("h264"), self.path("secret.3gp"))
+        os.symlink(sample("h264"), self.path("films/link.3gp"))
+        for name in (".hidden.3gp", "a film.3gp"):
+            self.write(f"films/{name}", contents(sample("h264")))
+        server = Server(self.path("films"), sample("amrnb"))
+        for path, status in (("../secret.3gp", 404), ("%2e%2e/secret.3gp", 404), ("..%2fsecret.3gp", 404), ("link.3gp", 404),
+                             (".hidden.3gp", 404), ("", 404), ("/", 404), ("x" * 3000, 404), ("films/../a%20film.3gp", 404),
+                             ("a%20film.3gp", 200), ("amrnb.3gp", 200)):
+            with self.subTest(path), server.client(path) as client:
+                self.assertEqual(client.ask("DESCRIBE").status, status)
+                self.assertEqual(client.ask("SETUP", f"{client.url}/stream=0", Transport="RTP/AVP/TCP;interleaved=0-1").status, status)
+        self.assertEqual(server.stop(), 0)
 
     def test_damaged_files(self):
-        with tempfile.TemporaryDirectory() as folder:
-            whole = contents(sample("h263_cif_faststart"))
-            boxes = struct.pack(">I4s", 8, b"free") * 10000
-            for name, data in (("boxes", struct.pack(">I4s", 8 + len(boxes), b"moov") + boxes), ("garbage", b"x" * 5000), ("empty", b""), ("cut", whole[:len(whole) // 2]),
-                               ("bits", bytes(byte ^ (i % 97 == 0) for i, byte in enumerate(contents(sample("h264")))))):
-                with open(os.path.join(folder, name), "wb") as file:
-                    file.write(data)
-                os.utime(file.name, (1, 1))  # long ago: it does not grow
-            server = Server(folder, sample("h264"))
-            for name in ("garbage", "empty", "bits"):
-                with server.client(name) as client:
-                    self.assertIn(client.ask("DESCRIBE").status, (200, 415))
-            with server.client("boxes") as client:
-                self.assertEqual(client.ask("DESCRIBE").status, 415)
-                self.assertRegex(server.lines(), "cannot play .*/boxes: the structure passes a limit")
-            with server.client("cut") as client:
-                client.set_up(1)
-                self.assertEqual(client.ask("PLAY").status, 200)
-                client.take_until_goodbye(1, 10)
-                frames = [p for frame in qlip.open(sample("h263_cif_faststart")).video() for p in frame.packets]
-                self.assertEqual(payloads(client.packets[0]), payloads(frames)[:len(client.packets[0])])
-                self.assertTrue(client.packets[0])
-            self.assertGreater(len(decoded("video", "-rtsp_transport", "tcp", "-i", server.url("h264.3gp"))), 10)
-            self.assertEqual(server.stop(), 0)
+        whole = contents(sample("h263_cif_faststart"))
+        boxes = struct.pack(">I4s", 8, b"free") * 10000
+        for name, data in (("boxes", struct.pack(">I4s", 8 + len(boxes), b"moov") + boxes), ("garbage", b"x" * 5000), ("empty", b""),
+                           ("cut", whole[:len(whole) // 2]),
+                           ("bits", bytes(byte ^ (i % 97 == 0) for i, byte in enumerate(contents(sample("h264")))))):
+            os.utime(self.write(name, data), (1, 1))  # long ago: it does not grow
+        server = Server(self.directory, sample("h264"))
+        for name in ("garbage", "empty", "bits"):
+            with server.client(name) as client:
+                self.assertIn(client.ask("DESCRIBE").status, (200, 415))
+        with server.client("boxes") as client:
+            self.assertEqual(client.ask("DESCRIBE").status, 415)
+            self.assertRegex(server.lines(), "cannot play .*/boxes: the structure passes a limit")
+        with server.client("cut") as client:
+            client.set_up(1)
+            self.assertEqual(client.ask("PLAY").status, 200)
+            client.take_until_goodbye(1, 10)
+            self.assertEqual(payloads(client.packets[0]), payloads_of("h263_cif_faststart", "video")[:len(client.packets[0])])
+            self.assertTrue(client.packets[0])
+        self.assertGreater(len(decoded("video", "-rtsp_transport", "tcp", "-i", server.url("h264.3gp"))), 10)
+        self.assertEqual(server.stop(), 0)
 
     def test_a_file_that_grows_plays_to_its_end(self):
         whole = contents(sample("h263_cif_faststart"))
-        with tempfile.TemporaryDirectory() as folder, open(os.path.join(folder, "film.3gp"), "wb", buffering=0) as file:
-            server = Server(folder)
-            file.write(whole[:200])
-            with server.client("film.3gp") as client:
-                self.assertEqual(client.ask("DESCRIBE").status, 503)
-                file.write(whole[200:len(whole) // 2])
-                self.assertEqual(client.ask("DESCRIBE").status, 200)
-                client.set_up(1)
-                self.assertEqual(client.ask("PLAY").status, 200)
-                time.sleep(1.5)
-                file.write(whole[len(whole) // 2:])
-                client.take_until_goodbye(1)
-                self.assertEqual(payloads(client.packets[0]), payloads([p for f in qlip.open(sample("h263_cif_faststart")).video() for p in f.packets]))
-            self.assertEqual(server.stop(), 0)
+        server = Server(self.directory)
+        self.write("film.3gp", whole[:200])
+        with server.client("film.3gp") as client, open(self.path("film.3gp"), "ab", buffering=0) as file:
+            self.assertEqual(client.ask("DESCRIBE").status, 503)
+            file.write(whole[200:len(whole) // 2])
+            self.assertEqual(client.ask("DESCRIBE").status, 200)
+            client.set_up(1)
+            self.assertEqual(client.ask("PLAY").status, 200)
+            time.sleep(1.5)
+            file.write(whole[len(whole) // 2:])
+            client.take_until_goodbye(1)
+            self.assertEqual(payloads(client.packets[0]), payloads_of("h263_cif_faststart", "video"))
+        self.assertEqual(server.stop(), 0)
 
     def test_limits(self):
         server = Server(SAMPLES, "--clients", "2", "--idle", "2")
