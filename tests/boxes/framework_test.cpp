@@ -68,13 +68,6 @@ TEST(Primitives, BytesThatDoNotArriveKeepWhatTheValueHeld) {
     EXPECT_EQ(value, 0xAABB0304u);
 }
 
-TEST(Primitives, FileSizeLeavesThePosition) {
-    BoxStream in(Bytes(11, 0));
-    in.host.position = 3;
-    EXPECT_EQ(GetFileSize(in.stream), 11u);
-    EXPECT_EQ(in.host.position, 3u);
-}
-
 TEST(Primitives, DescriptorSizeEndsAfterFourBytes) {
     for (const auto& [bytes, expected, position] :
          {std::tuple("80808016", 22U, 4U), {"16", 22U, 1U}, {"FFFFFFFFFF", 0x0FFFFFFFU, 4U}}) {

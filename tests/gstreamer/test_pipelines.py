@@ -19,13 +19,9 @@ DECODERS = {"h263_hinted_pt34": "rtph263depay ! avdec_h263", "h263": "rtph263pde
             "h264": "rtph264depay ! avdec_h264", "h264_hinted": "rtph264depay ! avdec_h264"}
 
 
-def launch(pipeline):
-    return run("gst-launch-1.0", "-q", *pipeline.split())[0].decode()
-
-
 def pictures_by(pipeline):
     """The MD5 of each picture at the end of the pipeline."""
-    lines = launch(f"{pipeline} ! checksumsink hash=md5 sync=false").splitlines()
+    lines = run("gst-launch-1.0", "-q", *f"{pipeline} ! checksumsink hash=md5 sync=false".split())[0].decode().splitlines()
     return [line.split()[-1] for line in lines if re.match(r"[\d:.]+ [0-9a-f]{32}$", line)]
 
 
@@ -49,15 +45,6 @@ class Pipelines(unittest.TestCase):
                 with self.subTest(name):
                     self.assertGreater(len(expected), 1)
                     self.assertEqual(played, expected)
-
-    def test_speech(self):
-        with tempfile.TemporaryDirectory() as scratch:
-            for name, head in (("amrnb", b"#!AMR\n"), ("amrwb", b"#!AMR-WB\n"), ("av_h263_amrnb_hinted", b"#!AMR\n")):
-                out, stored = os.path.join(scratch, "out"), os.path.join(scratch, "stored.amr")
-                launch(f"qlipsrc location={sample(name)} track=audio ! rtpamrdepay ! filesink location={out}")
-                run("ffmpeg", "-v", "error", "-y", "-i", sample(name), "-map", "0:a", "-c", "copy", "-f", "amr", stored)
-                with self.subTest(name), open(out, "rb") as played, open(stored, "rb") as expected:
-                    self.assertEqual(head + played.read(), expected.read())
 
     def test_inspection_has_no_complaint(self):
         shown, said = run("gst-inspect-1.0", "qlipsrc")

@@ -19,7 +19,7 @@ sys.path[:0] = [os.path.join(TOP, "tests", "tool"), os.path.join(TOP, "bindings"
 import qlip  # noqa: E402
 from host import SAMPLES, TRACKS, Case, read_file as contents, sample  # noqa: E402
 from rtsp_client import Client  # noqa: E402
-from test_pipelines import decoded  # noqa: E402
+from test_pipelines import DECODERS, decoded, pictures_by  # noqa: E402
 
 AT_ONCE = 50
 FRAMES_AHEAD = 6  # of speech, that the server sends together
@@ -102,6 +102,12 @@ class Serving(Case):
             for done in pool.map(play, ("udp", "tcp")):
                 self.assertEqual(done.returncode, 0, done.stderr[-2000:])
                 self.assertGreater(float(re.findall(r"([\d.]+) A-V:", done.stderr)[-1]), 2.5)  # seconds, of three
+
+    def test_gstreamer_gets_every_picture(self):
+        for name in ("h264", "h263_hinted_pt34", "mpeg4"):
+            with self.subTest(name):
+                played = pictures_by(f"rtspsrc latency=500 location={self.server.url(name + '.3gp')} ! {DECODERS[name]}")
+                self.assertEqual(played, decoded("video", "-ignore_editlist", "1", "-i", sample(name)))
 
     def test_range_starts_both_tracks_at_the_sync_picture(self):
         name = "av_h263_amrnb_hinted"
