@@ -1,12 +1,11 @@
 """An RTSP client (RFC 2326) that says what the test wants it to say, and takes packets through the connection."""
+import collections
 import socket
 import struct
 import time
 
 
-class Response:
-    def __init__(self, status, headers, body):
-        self.status, self.headers, self.body = status, headers, body
+Response = collections.namedtuple("Response", "status headers body")
 
 
 class Client:

@@ -373,24 +373,8 @@ TEST(KitDescriptions, ASenderReportCountsWhatWasReadAndNamesTheSource) {
     ASSERT_EQ(qlip_stream_sender_report(player.stream, 0x1122334455667788, 0, "me", packet.data(), &size), 0);
     packet.resize(size);
     // Time 0 is 50 ticks into the track, by its edit list. Two packets of 33 bytes.
-    EXPECT_EQ(packet, Bytes(ByteWriter()
-                                .u8(0x80)
-                                .u8(200)
-                                .u16(6)
-                                .u32(0x01020304)
-                                .u32(0x11223344)
-                                .u32(0x55667788)
-                                .u32(1050)
-                                .u32(2)
-                                .u32(66)
-                                .u8(0x81)
-                                .u8(202)
-                                .u16(3)
-                                .u32(0x01020304)
-                                .u8(1)
-                                .u8(2)
-                                .text("me")
-                                .zeros(4)));
+    EXPECT_EQ(packet, join({hex("80C80006 01020304 11223344 55667788 0000041A 00000002 00000042"),
+                            hex("81CA0003 01020304 0102"), ByteWriter().text("me").zeros(4)}));
     size = packet.size() - 1;
     EXPECT_EQ(qlip_stream_sender_report(player.stream, 0, 0, "me", packet.data(), &size), QLIP_BAD_ARGUMENT);
 }

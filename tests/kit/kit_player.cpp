@@ -4,26 +4,6 @@
 #include "tests/session/player.h"
 
 namespace qlip_test {
-namespace {
-
-SentFrame speech_frame(const Bytes& header, const Bytes& payload) {
-    SentFrame frame{};
-    frame.facts.timestamp = word_at(header, 8);
-    frame.payloads = {payload};
-    return frame;
-}
-
-SentFrame picture(const Bytes& body) {
-    SentFrame frame{};
-    for (const Packet& packet : packets_of(body)) {
-        frame.facts.timestamp = packet.timestamp;
-        frame.payloads.push_back(packet.payload);
-    }
-    return frame;
-}
-
-}  // namespace
-
 KitPlayer::KitPlayer(Bytes file) : file_(std::move(file)) {
     EXPECT_EQ(qlip_source_memory(&source, file_.data(), file_.size()), 0);
 }
@@ -120,13 +100,15 @@ std::vector<SentFrame> native_frames(const Bytes& file, const char* mode) {
     MemoryHost host(file);
     Player player(host, mode, true);
     const std::vector<Bytes> chunks = player.rest();
+    const bool speech = mode[1] == 'a';
     std::vector<SentFrame> frames;
-    if (mode[1] == 'a') {
-        for (size_t i = 4; i + 1 < chunks.size(); i += 2)
-            frames.push_back(speech_frame(chunks[i], chunks[i + 1]));
-    } else {
-        for (size_t i = 2; i < chunks.size(); i += 2)
-            frames.push_back(picture(chunks[i]));
+    for (size_t i = speech ? 5 : 2; i < chunks.size(); i += 2) {
+        SentFrame& frame = frames.emplace_back();
+        for (const Packet& packet : speech ? std::vector<Packet>{{word_at(chunks[i - 1], 8), 0, chunks[i]}}
+                                           : packets_of(chunks[i])) {
+            frame.facts.timestamp = packet.timestamp;
+            frame.payloads.push_back(packet.payload);
+        }
     }
     return frames;
 }
