@@ -15,47 +15,25 @@ void rewrite(Stream& stream, Rewritable& box) {
     stream << box;
 }
 
-// A track while its media is written: until then its tables are of the right length with nothing in them, and
-// its timescale is finer.
-class Growing {
-  public:
-    explicit Growing(TrakBox& trak)
-        : mdhd_(*trak.GetMdia()->GetMdhd()),
-          tkhd_(*trak.GetTkhd()),
-          tables_(*trak.GetMdia()->GetMinf()->GetStbl()),
-          timescale_(mdhd_.GetTimescale()),
-          media_duration_(mdhd_.GetDuration()),
-          duration_(tkhd_.GetDuration()) {
-        tables_.GetStts()->SetTimescale(kRough, 1);
-        mdhd_.SetTimescale(kRough * timescale_, 1);
-        mdhd_.SetDuration(0);
-        tkhd_.SetDuration(0);
-        for (auto* entries : {&tables_.GetStsz()->chunk_sizes, &tables_.GetStco()->chunk_offsets})
-            std::fill(entries->begin(), entries->end(), 0);
-    }
+StblBox& tables_of(const TrakBox& trak) {
+    return *trak.GetMdia()->GetMinf()->GetStbl();
+}
 
-    void finish(Stream& stream, MdatBox& mdat, void (Fixupable::*fix_up)(MdatBox*)) {
-        (tables_.GetStco()->*fix_up)(&mdat);
-        (tables_.GetStsz()->*fix_up)(&mdat);
-        tables_.GetStts()->SetTimescale(1, kRough);
-        mdhd_.SetTimescale(timescale_, 1);
-        mdhd_.SetDuration(media_duration_);
-        tkhd_.SetDuration(duration_);
-        rewrite(stream, *tables_.GetStco());
-        rewrite(stream, *tables_.GetStsz());
-        rewrite(stream, *tables_.GetStts());
-        rewrite(stream, *tables_.GetStsd());
-        rewrite(stream, mdhd_);
-        rewrite(stream, tkhd_);
-    }
+// Until its media is written, the tables of a track are of the right length with nothing in them.
+void empty_tables(const TrakBox& trak) {
+    for (auto* entries : {&tables_of(trak).GetStsz()->chunk_sizes, &tables_of(trak).GetStco()->chunk_offsets})
+        std::fill(entries->begin(), entries->end(), 0);
+}
 
-  private:
-    static constexpr unsigned int kRough = 3;
-    MdhdBox& mdhd_;
-    TkhdBox& tkhd_;
-    StblBox& tables_;
-    unsigned int timescale_, media_duration_, duration_;
-};
+void finish(const TrakBox& trak, Stream& stream, MdatBox& mdat, void (Fixupable::*fix_up)(MdatBox*)) {
+    const StblBox& tables = tables_of(trak);
+    (tables.GetStco()->*fix_up)(&mdat);
+    (tables.GetStsz()->*fix_up)(&mdat);
+    rewrite(stream, *tables.GetStco());
+    rewrite(stream, *tables.GetStsz());
+    rewrite(stream, *tables.GetStts());
+    rewrite(stream, *tables.GetStsd());
+}
 
 // ftyp and moov, chunks, close, fix-ups, rewriting in place: byte for byte the file that the boxes came from.
 TEST(Generated, FileIsThatOfItsBoxesAndChunks) {
@@ -75,7 +53,9 @@ TEST(Generated, FileIsThatOfItsBoxesAndChunks) {
     Simple3gp file;
     file.Read(in.stream, 0);
     file.GetMoov()->AddOptionalBox(new UnknownBox, true);  // is neither counted nor written
-    Growing video(*file.GetMoov()->GetTraks()[0]), audio(*file.GetMoov()->GetTraks()[1]);
+    const TrakBox &video = *file.GetMoov()->GetTraks()[0], &audio = *file.GetMoov()->GetTraks()[1];
+    empty_tables(video);
+    empty_tables(audio);
     out.stream << file;
     MdatBox mdat;
     for (size_t i = 0; i < 5; ++i) {
@@ -85,10 +65,12 @@ TEST(Generated, FileIsThatOfItsBoxesAndChunks) {
     mdat.Close(out.stream);
     EXPECT_EQ(mdat.GetSize() + static_cast<size_t>(std::streamoff(mdat.position)), out.host.bytes.size());
     EXPECT_NE(out.host.bytes, in.host.bytes);
-    video.finish(out.stream, mdat, &Fixupable::FixupVideo);
-    audio.finish(out.stream, mdat, &Fixupable::FixupAudio);
+    finish(video, out.stream, mdat, &Fixupable::FixupVideo);
+    finish(audio, out.stream, mdat, &Fixupable::FixupAudio);
     rewrite(out.stream, *file.GetMoov()->GetMvhd());
-    rewrite(out.stream, *file.GetMoov()->GetTraks()[0]->GetMdia()->GetMinf()->GetStbl()->GetStss());
+    rewrite(out.stream, *video.GetTkhd());
+    rewrite(out.stream, *video.GetMdia()->GetMdhd());
+    rewrite(out.stream, *tables_of(video).GetStss());
     EXPECT_EQ(out.host.bytes, in.host.bytes);
 }
 

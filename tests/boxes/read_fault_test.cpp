@@ -5,31 +5,12 @@
 #include <sstream>
 
 #include "tests/boxes/box_stream.h"
-#include "tests/support/movie_builder.h"
+#include "tests/support/samples.h"
 
 namespace qlip_test {
 namespace {
 
 using namespace Vorn3gp;
-
-Bytes small_movie() {
-    MoviePlan plan;
-    plan.moov_first = true;
-    plan.tracks = {
-        {.handler = "soun", .id = 1, .samples = {Bytes(13, 1), Bytes(13, 2)}, .sample_entry = samr_entry()},
-        {.handler = "vide",
-         .id = 2,
-         .samples = {Bytes(20, 3)},
-         .sync = {1},
-         .sample_entry = visual_entry("mp4v", 176, 144, esds(hex("000001B003")))},
-        {.handler = "hint",
-         .id = 3,
-         .samples = {Bytes(12, 4)},
-         .sample_entry = rtp_entry(1400, 90000),
-         .hint_reference = 2},
-    };
-    return build_movie(plan);
-}
 
 std::string failure_message(Slot slot, const MemoryHost& host) {
     std::ostringstream message;
@@ -38,12 +19,15 @@ std::string failure_message(Slot slot, const MemoryHost& host) {
     return message.str();
 }
 
-class Faults : public testing::TestWithParam<MemoryHost::EofStyle> {};
+class Faults : public testing::TestWithParam<std::tuple<const char*, MemoryHost::EofStyle>> {
+  protected:
+    const Bytes bytes = sample(std::get<0>(GetParam()));
+    const MemoryHost::EofStyle style = std::get<1>(GetParam());
+};
 
 TEST_P(Faults, EveryCallbackThatFailsOnceIsNamed) {
-    const Bytes bytes = small_movie();
     BoxStream whole(bytes);
-    whole.host.eof_style = GetParam();
+    whole.host.eof_style = style;
     Simple3gp().Read(whole.stream, 0);
     ASSERT_GT(whole.host.log.size(), 500u);
 
@@ -51,7 +35,7 @@ TEST_P(Faults, EveryCallbackThatFailsOnceIsNamed) {
         const Slot slot = whole.host.log[call - 1].slot;
         if (slot == Slot::IsEOF) continue;  // a truth value, which cannot fail
         BoxStream in(bytes);
-        in.host.eof_style = GetParam();
+        in.host.eof_style = style;
         in.host.fault = {std::nullopt, call};
         Simple3gp file;
         EXPECT_EQ(message_of([&] { file.Read(in.stream, 0); }), failure_message(slot, in.host));
@@ -60,7 +44,7 @@ TEST_P(Faults, EveryCallbackThatFailsOnceIsNamed) {
 }
 
 TEST_P(Faults, EveryWriteThatFailsEndsTheDump) {
-    BoxStream in(small_movie());
+    BoxStream in(bytes);
     Simple3gp file;
     file.Read(in.stream, 0);
     BoxStream whole;
@@ -74,8 +58,10 @@ TEST_P(Faults, EveryWriteThatFailsEndsTheDump) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Hosts, Faults,
-                         testing::Values(MemoryHost::EofStyle::AtEnd, MemoryHost::EofStyle::AfterShortRead));
+INSTANTIATE_TEST_SUITE_P(
+    Hosts, Faults,
+    testing::Combine(testing::Values("av_h263_amrnb_hinted.3gp", "mpeg4_hinted.3gp", "h264_hinted.3gp"),
+                     testing::Values(MemoryHost::EofStyle::AtEnd, MemoryHost::EofStyle::AfterShortRead)));
 
 }  // namespace
 }  // namespace qlip_test
