@@ -48,6 +48,7 @@ TEST(Generated, FileIsThatOfItsBoxesAndChunks) {
     plan.tracks[0].sample_entry = visual_entry("s263", 176, 144, d263());
     plan.tracks[1].id = 2;
     plan.tracks[1].sample_entry = samr_entry();
+    plan.tracks[1].constant_size = true;
     plan.tracks[1].extra_trak = join({edts({{7, 5}}), container("tref", {box("hint", ByteWriter().u32(1))})});
     BoxStream in(build_movie(plan)), out;
     Simple3gp file;

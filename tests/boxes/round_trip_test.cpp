@@ -1,6 +1,6 @@
 // Classes that hold fields: their bytes are those of their box diagrams, their sizes are theirs, and reading
-// them back loses nothing but what is told here. Tables and track headers are compared with real files in
-// samples_test.cpp.
+// them back loses nothing but what is told here. Tables and track headers are compared with those of a
+// whole file in generation_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -69,14 +69,6 @@ TEST_F(VideoProducer, CountsTimeFromItsFirstFrameAndTruncates) {
                   join({frame_header(40, 1, 0), packet_header(20, delta, 0xB0A20005, timestamp)}));
 }
 
-TEST_F(VideoProducer, AppendsAPacketAtATimeForWhoBuildsFramesThemselves) {
-    const Bytes frame = built(hint_sample({{.sequence = 7, .constructors = {hint_immediate({1, 2, 3, 4})}}}));
-    const unsigned char* cursor = reader.first_packet();
-    video.ProcessPacket(&cursor, 0.0);
-    EXPECT_EQ(waiting(video), join({frame, slice(frame, 20, 24)}));
-    EXPECT_EQ(cursor - reader.first_packet(), 12 + 16);
-}
-
 TEST(FixedPoint, CountsHundredthsAndIsDefinedWhereTheNumberIsOutOfRange) {
     for (const auto& [value, fixed] : {std::pair(30.0, 0x001E0000U),
                                        {29.97, 0x001D0061},
