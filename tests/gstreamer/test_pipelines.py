@@ -61,7 +61,11 @@ class Pipelines(unittest.TestCase):
             os.symlink(sample("h264"), os.path.join(scratch, "h264.3gp"))
             for block in blocks:
                 with self.subTest(block):
-                    run("sh", "-ec", f"cd {scratch}\n" + re.sub("auto(video|audio)sink", "fakesink sync=false", block))
+                    silent = re.sub("auto(video|audio)sink", "fakesink sync=false", block.rstrip())
+                    # Now and then rtpbin misses the end of its reports, as the page says.
+                    ended = re.sub("^gst-launch-1.0 rtpbin(.*)", r"timeout 20 gst-launch-1.0 rtpbin\1 || [ $? = 124 ]", silent,
+                                   flags=re.S)
+                    run("sh", "-ec", f"cd {scratch}\n{ended}")
 
 
 if __name__ == "__main__":
