@@ -2,6 +2,8 @@
 // reading, and whose producer it is.
 #pragma once
 
+#include <algorithm>
+
 #include "boxes/checked_calls.h"
 #include "qlip/vorn3gp.h"
 #include "second_reader/support.h"
